@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Runs a command with the build tree's private Wine prefix: creates the prefix
+# on first use (with Wine's virtual desktop as default, so that closing
+# windows does not wait for a window manager), starts a private Xvfb when no
+# DISPLAY is set, and stops what it started when the command ends.
+#   scripts/wine-run.sh BUILD_DIR command [args...]
+set -uo pipefail
+
+build=$(cd "$1" && pwd)
+shift
+export WINEPREFIX="$build/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+
+xvfb_pid=""
+cleanup() {
+    wineserver -k >/dev/null 2>&1 || true
+    [ -n "$xvfb_pid" ] && kill "$xvfb_pid" >/dev/null 2>&1
+    wait >/dev/null 2>&1
+    return 0
+}
+trap cleanup EXIT
+
+if [ -z "${DISPLAY:-}" ]; then
+    for n in $(seq 90 120); do
+        [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ] && continue
+        Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
+        xvfb_pid=$!
+        for _ in $(seq 50); do [ -e "/tmp/.X11-unix/X$n" ] && break; sleep 0.1; done
+        export DISPLAY=":$n"
+        break
+    done
+fi
+
+if [ ! -f "$WINEPREFIX/.velphonebook-ready" ]; then
+    echo "Creating the Wine prefix in $WINEPREFIX"
+    wine wineboot -i >/dev/null 2>&1
+    wine reg add 'HKCU\Software\Wine\Explorer' /v Desktop /d Default /f >/dev/null 2>&1
+    wine reg add 'HKCU\Software\Wine\Explorer\Desktops' /v Default /d 1280x1024 /f >/dev/null 2>&1
+    wineserver -w
+    touch "$WINEPREFIX/.velphonebook-ready"
+fi
+
+"$@"
+status=$?
+# Let the registry reach the disk before anything is stopped.
+wineserver -w >/dev/null 2>&1 &
+waiter=$!
+for _ in $(seq 100); do kill -0 "$waiter" 2>/dev/null || break; sleep 0.1; done
+exit $status

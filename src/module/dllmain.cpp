@@ -1,0 +1,64 @@
+// The module's entry points and its class table. Everything else lives in the
+// static library.
+#include "com/class_factory.h"
+#include "com/module.h"
+#include "module/VelPhonebook_h.h"
+#include "module/registration.h"
+#include "mru/mru_list.h"
+
+namespace {
+
+struct ClassEntry {
+    module::ClassRegistration registration;
+    HRESULT (*createFactory)(REFIID iid, void** out) noexcept;
+};
+
+template <class T>
+HRESULT CreateFactory(REFIID iid, void** out) noexcept {
+    return com::MakeAndQuery<com::ClassFactory<T>>(iid, out);
+}
+
+const ClassEntry kClasses[] = {
+    {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
+};
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        com::Module::SetInstance(instance);
+        ::DisableThreadLibraryCalls(instance);
+    }
+    return TRUE;
+}
+
+STDAPI DllCanUnloadNow() {
+    if (!com::Module::CanUnload()) return S_FALSE;
+    com::Module::ReleaseTypeInfos();
+    return S_OK;
+}
+
+STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
+    if (!out) return E_POINTER;
+    *out = nullptr;
+    for (const ClassEntry& entry : kClasses)
+        if (IsEqualCLSID(clsid, *entry.registration.clsid)) return entry.createFactory(iid, out);
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+STDAPI DllRegisterServer() {
+    for (const ClassEntry& entry : kClasses)
+        RETURN_IF_FAILED(module::UpdateRegistry(entry.registration, com::RegistrarMode::Register));
+    return module::RegisterTypeLibrary();
+}
+
+STDAPI DllUnregisterServer() {
+    HRESULT result = S_OK;
+    // Remove as much as possible even when one part fails.
+    for (const ClassEntry& entry : kClasses) {
+        const HRESULT hr = module::UpdateRegistry(entry.registration, com::RegistrarMode::Unregister);
+        if (SUCCEEDED(result)) result = hr;
+    }
+    const HRESULT hr = module::UnregisterTypeLibrary();
+    return SUCCEEDED(result) ? hr : result;
+}

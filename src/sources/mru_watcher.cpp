@@ -1,0 +1,80 @@
+// Registry watcher thread of the MRU book.
+#include "sources/mru_watcher.h"
+
+#include "core/iab.h"
+#include "sources/mru_store.h"
+
+namespace {
+
+constexpr DWORD kWaitMs = 100;
+constexpr DWORD kStopPollMs = 10;
+constexpr LPARAM kMRUChangeParam = 2;
+const wchar_t kEmptyText[] = L"";
+
+}  // namespace
+
+CMRUWatcher::CMRUWatcher(com::UniqueHKey key, com::UniqueHandle event)
+    : m_key(std::move(key)), m_event(std::move(event)) {
+    Arm();
+}
+
+CMRUWatcher::~CMRUWatcher() {
+    m_stop = true;
+    if (m_thread) {
+        while (::WaitForSingleObject(m_thread.get(), kStopPollMs) == WAIT_TIMEOUT) {
+        }
+    }
+}
+
+bool CMRUWatcher::Start() {
+    if (m_thread && ::WaitForSingleObject(m_thread.get(), 0) == WAIT_TIMEOUT) return true;
+    if (!m_event) return false;
+    m_stop = false;
+    m_thread.reset(::CreateThread(nullptr, 0, &CMRUWatcher::ThreadProc, this, CREATE_SUSPENDED, &m_threadId));
+    if (!m_thread) {
+        m_threadId = 0;
+        return false;
+    }
+    ::ResumeThread(m_thread.get());
+    return true;
+}
+
+// Only subkeys created or deleted are watched: every save deletes and
+// rewrites the numbered subkeys, so every save is seen.
+void CMRUWatcher::Arm() {
+    if (!m_key || !m_event) return;
+    const LSTATUS status =
+        ::RegNotifyChangeKeyValue(m_key.get(), FALSE, REG_NOTIFY_CHANGE_NAME, m_event.get(), TRUE);
+    if (status != ERROR_KEY_DELETED) return;
+    // A save deletes the MRU key itself, and a notification cannot be armed
+    // on a deleted key: watch the key that the save created in its place
+    // (or create it, when the save has not got that far yet).
+    com::UniqueHKey fresh;
+    if (::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, KEY_NOTIFY, nullptr, fresh.put(),
+                          nullptr) != ERROR_SUCCESS)
+        return;
+    m_key = std::move(fresh);
+    ::RegNotifyChangeKeyValue(m_key.get(), FALSE, REG_NOTIFY_CHANGE_NAME, m_event.get(), TRUE);
+}
+
+DWORD WINAPI CMRUWatcher::ThreadProc(void* self) noexcept {
+    try {
+        return static_cast<CMRUWatcher*>(self)->Run();
+    } catch (...) {
+        return DWORD(E_UNEXPECTED);
+    }
+}
+
+DWORD CMRUWatcher::Run() {
+    while (!m_stop) {
+        if (::WaitForSingleObject(m_event.get(), kWaitMs) != WAIT_OBJECT_0) continue;
+        // The event is shared by every MRU book of the user and resets
+        // itself, so this watcher may have taken a change that another one
+        // would have reported too; that is how the store is meant to work.
+        // Without a window there is nobody to tell.
+        if (const HWND window = m_window.load())
+            ::PostMessageW(window, kReloadMessage, reinterpret_cast<WPARAM>(kEmptyText), kMRUChangeParam);
+        Arm();
+    }
+    return 0;
+}

@@ -1,0 +1,127 @@
+// Shared tools of the tests.
+#include "support/test_support.h"
+
+#include <tlhelp32.h>
+
+#include <vector>
+
+namespace testing_support {
+
+std::wstring BinDir() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+    std::wstring dir(path, length);
+    return dir.substr(0, dir.find_last_of(L"\\/") + 1);
+}
+
+int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeoutMs) {
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    com::UniqueHandle readEnd, writeEnd;
+    if (!::CreatePipe(readEnd.put(), writeEnd.put(), &inherit, 0)) return -1;
+    ::SetHandleInformation(readEnd.get(), HANDLE_FLAG_INHERIT, 0);
+
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = writeEnd.get();
+    startup.hStdError = writeEnd.get();
+    PROCESS_INFORMATION info{};
+    std::wstring mutableLine = commandLine;
+    if (!::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                          &info))
+        return -1;
+    com::UniqueHandle process(info.hProcess), thread(info.hThread);
+    writeEnd.reset();
+
+    std::string collected;
+    char buffer[4096];
+    DWORD read = 0;
+    while (::ReadFile(readEnd.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
+        collected.append(buffer, read);
+    if (output) *output = collected;
+
+    if (::WaitForSingleObject(process.get(), timeoutMs) != WAIT_OBJECT_0) {
+        ::TerminateProcess(process.get(), 1);
+        return -1;
+    }
+    DWORD code = 0;
+    ::GetExitCodeProcess(process.get(), &code);
+    return int(code);
+}
+
+int RunRegsvr32(bool unregister) {
+    return RunProcess(std::wstring(L"regsvr32.exe ") + (unregister ? L"/u " : L"") + L"/s \"" + BinDir() +
+                      L"VelPhonebook64.dll\"");
+}
+
+MessageCounter::MessageCounter(UINT message) : m_message(message) {
+    static const wchar_t kClass[] = L"VelPhonebookTestCounter";
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = &MessageCounter::WindowProc;
+    wc.hInstance = ::GetModuleHandleW(nullptr);
+    wc.lpszClassName = kClass;
+    ::RegisterClassW(&wc);  // fails harmlessly when already registered
+    m_window.reset(::CreateWindowExW(0, kClass, L"", WS_POPUP, 0, 0, 1, 1, nullptr, nullptr,
+                                     ::GetModuleHandleW(nullptr), this));
+}
+
+MessageCounter::~MessageCounter() = default;
+
+LRESULT CALLBACK MessageCounter::WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == WM_NCCREATE) {
+        auto* create = reinterpret_cast<CREATESTRUCTW*>(lParam);
+        ::SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(create->lpCreateParams));
+    }
+    auto* self = reinterpret_cast<MessageCounter*>(::GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (self && message == self->m_message) {
+        ++self->m_count;
+        self->m_lastWParam = wParam;
+        self->m_lastLParam = lParam;
+        return 0;
+    }
+    return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
+int MessageCounter::WaitFor(int count, DWORD timeoutMs) {
+    const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
+    while (m_count < count) {
+        const ULONGLONG now = ::GetTickCount64();
+        if (now >= deadline) break;
+        ::MsgWaitForMultipleObjects(0, nullptr, FALSE, DWORD(deadline - now), QS_ALLINPUT);
+        MSG msg;
+        while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+            ::TranslateMessage(&msg);
+            ::DispatchMessageW(&msg);
+        }
+    }
+    return m_count;
+}
+
+namespace {
+
+std::vector<DWORD> ThreadsOfProcess() {
+    std::vector<DWORD> threads;
+    com::UniqueFile snapshot(
+        ::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    if (!snapshot) return threads;
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Thread32First(snapshot.get(), &entry); more; more = ::Thread32Next(snapshot.get(), &entry))
+        if (entry.th32OwnerProcessID == ::GetCurrentProcessId()) threads.push_back(entry.th32ThreadID);
+    return threads;
+}
+
+}  // namespace
+
+bool ThreadAlive(DWORD threadId) {
+    for (DWORD id : ThreadsOfProcess())
+        if (id == threadId) return true;
+    return false;
+}
+
+int ThreadCount() { return int(ThreadsOfProcess().size()); }
+
+void DeleteUserKey(const wchar_t* path) { ::RegDeleteTreeW(HKEY_CURRENT_USER, path), ::RegDeleteKeyW(HKEY_CURRENT_USER, path); }
+
+}  // namespace testing_support

@@ -1,0 +1,64 @@
+// Shared tools of the tests: COM apartment, child processes, the module's
+// registration, windows that count messages, threads of this process.
+#pragma once
+
+#include "com/unique_any.h"
+
+#include <windows.h>
+
+#include <string>
+
+namespace testing_support {
+
+// The folder of the running test program (build/bin), with a trailing backslash.
+std::wstring BinDir();
+
+// Starts a program (command line as given), waits up to the timeout and
+// returns its exit code (or -1 when it could not run or did not end). Its
+// standard output and error are collected into output when given.
+int RunProcess(const std::wstring& commandLine, std::string* output = nullptr, DWORD timeoutMs = 60000);
+
+// regsvr32 [/u] /s on the module beside the test program; returns its exit code.
+int RunRegsvr32(bool unregister);
+
+// An apartment for the current thread for the life of the object.
+class ComApartment {
+public:
+    ComApartment() { ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
+    ~ComApartment() { ::CoUninitialize(); }
+};
+
+// A hidden top-level window that counts the messages of one kind it receives.
+class MessageCounter {
+public:
+    explicit MessageCounter(UINT message);
+    ~MessageCounter();
+    HWND hwnd() const { return m_window.get(); }
+    // Pumps this thread's messages until the count reaches `count` or the
+    // time runs out; returns the count.
+    int WaitFor(int count, DWORD timeoutMs);
+    // Pumps for the given time and returns the count.
+    int PumpFor(DWORD ms) { return WaitFor(INT_MAX, ms); }
+    int count() const { return m_count; }
+    LPARAM lastLParam() const { return m_lastLParam; }
+    WPARAM lastWParam() const { return m_lastWParam; }
+    void Reset() { m_count = 0; }
+
+private:
+    static LRESULT CALLBACK WindowProc(HWND, UINT, WPARAM, LPARAM);
+    UINT m_message;
+    int m_count = 0;
+    WPARAM m_lastWParam = 0;
+    LPARAM m_lastLParam = 0;
+    com::UniqueWindow m_window;
+};
+
+// Whether a thread with this identifier is alive in this process.
+bool ThreadAlive(DWORD threadId);
+// Number of threads of this process.
+int ThreadCount();
+
+// Deletes a registry tree under HKEY_CURRENT_USER (missing is fine).
+void DeleteUserKey(const wchar_t* path);
+
+}  // namespace testing_support

@@ -8,16 +8,16 @@
 
 namespace {
 
-// The MRU key for notification only; created first when it is missing.
+// The MRU key for watching; created first when it is missing.
 com::UniqueHKey OpenWatchKey() {
     com::UniqueHKey key;
-    if (::RegOpenKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, KEY_NOTIFY, key.put()) == ERROR_SUCCESS) return key;
+    if (::RegOpenKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, kMRUWatchAccess, key.put()) == ERROR_SUCCESS) return key;
     com::UniqueHKey created;
     if (::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, created.put(),
                           nullptr) != ERROR_SUCCESS)
         return {};
     created.reset();
-    if (::RegOpenKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, KEY_NOTIFY, key.put()) != ERROR_SUCCESS) return {};
+    if (::RegOpenKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, kMRUWatchAccess, key.put()) != ERROR_SUCCESS) return {};
     return key;
 }
 

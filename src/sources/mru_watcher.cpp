@@ -50,7 +50,7 @@ void CMRUWatcher::Arm() {
     // on a deleted key: watch the key that the save created in its place
     // (or create it, when the save has not got that far yet).
     com::UniqueHKey fresh;
-    if (::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, KEY_NOTIFY, nullptr, fresh.put(),
+    if (::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, kMRUWatchAccess, nullptr, fresh.put(),
                           nullptr) != ERROR_SUCCESS)
         return;
     m_key = std::move(fresh);
@@ -65,13 +65,22 @@ DWORD WINAPI CMRUWatcher::ThreadProc(void* self) noexcept {
     }
 }
 
+// A save deletes the watched key and writes a new one. The old handle is
+// not signalled for what happens in the new key, and when the store was
+// empty not even for the deletion, so the handle is also checked on every
+// turn of the loop.
+bool CMRUWatcher::KeyDeleted() const {
+    return m_key && ::RegQueryInfoKeyW(m_key.get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr, nullptr) == ERROR_KEY_DELETED;
+}
+
 DWORD CMRUWatcher::Run() {
     while (!m_stop) {
-        if (::WaitForSingleObject(m_event.get(), kWaitMs) != WAIT_OBJECT_0) continue;
+        const DWORD wait = ::WaitForSingleObject(m_event.get(), kWaitMs);
+        if (wait != WAIT_OBJECT_0 && !KeyDeleted()) continue;
         // The event is shared by every MRU book of the user and resets
-        // itself, so this watcher may have taken a change that another one
-        // would have reported too; that is how the store is meant to work.
-        // Without a window there is nobody to tell.
+        // itself: one signal wakes one watcher. Without a window there is
+        // nobody to tell.
         if (const HWND window = m_window.load())
             ::PostMessageW(window, kReloadMessage, reinterpret_cast<WPARAM>(kEmptyText), kMRUChangeParam);
         Arm();

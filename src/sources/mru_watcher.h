@@ -6,6 +6,9 @@
 
 #include <atomic>
 
+// Notification, plus the query right that tells a deleted key.
+inline constexpr REGSAM kMRUWatchAccess = KEY_NOTIFY | KEY_QUERY_VALUE;
+
 class CMRUWatcher {
 public:
     // Takes ownership of the notify-only key handle (may be null) and of the
@@ -27,6 +30,7 @@ private:
     static DWORD WINAPI ThreadProc(void* self) noexcept;
     DWORD Run();
     void Arm();
+    bool KeyDeleted() const;
 
     std::atomic<HWND> m_window{nullptr};
     com::UniqueHKey m_key;

@@ -1,0 +1,168 @@
+// The shared part of every address-book source: the identifier table, the fax
+// filter, find by key and the multiset comparison of keys.
+#include "core/iab.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+#include <vector>
+
+namespace {
+
+// A source whose store is a list held by the test.
+class ListSource : public IAB {
+public:
+    HRESULT Connect() override { return S_OK; }
+    void Disconnect() override {}
+    HRESULT LoadAll(RecipientList& out) override {
+        out = m_store;
+        return m_loadResult;
+    }
+    HRESULT Add(CRecipient&) override { return E_NOTIMPL; }
+    HRESULT Delete(ULONG) override { return E_NOTIMPL; }
+    HRESULT Get(ULONG, CRecipient&) override { return E_NOTIMPL; }
+    HRESULT Modify(ULONG, const CRecipient&) override { return E_NOTIMPL; }
+    bool SetNotifyWindow(HWND, bool) override { return false; }
+
+    RecipientList m_store;
+    HRESULT m_loadResult = S_OK;
+};
+
+CRecipient WithKey(ULONG_PTR key, const wchar_t* name = L"") {
+    CRecipient r;
+    r.key = key;
+    r.name = name;
+    return r;
+}
+
+std::vector<std::wstring> Names(const RecipientList& list) {
+    std::vector<std::wstring> names;
+    for (const CRecipient& r : list) names.push_back(r.name);
+    return names;
+}
+
+TEST(IdentifierTable, HandsOutKeysFromOneAndKeepsThem) {
+    ListSource source;
+    EXPECT_EQ(1u, source.KeyFromIdentifier(L"first"));
+    EXPECT_EQ(2u, source.KeyFromIdentifier(L"second"));
+    EXPECT_EQ(1u, source.KeyFromIdentifier(L"first"));
+    EXPECT_EQ(3u, source.KeyFromIdentifier(L"FIRST")) << "identifiers compare case-sensitively";
+    EXPECT_EQ(L"second", source.IdentifierFromKey(2));
+    EXPECT_EQ(0u, source.KeyFromIdentifier(L"")) << "the empty identifier sits at position 0";
+}
+
+TEST(IdentifierTable, KeysOutsideTheTableGiveTheEmptyIdentifier) {
+    ListSource source;
+    source.KeyFromIdentifier(L"only");
+    EXPECT_EQ(L"", source.IdentifierFromKey(0));
+    EXPECT_EQ(L"", source.IdentifierFromKey(2));
+    EXPECT_EQ(L"", source.IdentifierFromKey(ULONG_PTR(-1)));
+}
+
+TEST(LoadFaxRecipients, KeepsOnlyRecordsWithKeyAndNumber) {
+    ListSource source;
+    CRecipient complete = WithKey(1, L"complete"), noNumber = WithKey(2, L"no number"),
+               noKey = WithKey(0, L"no key");
+    complete.faxNumber = L"1";
+    noKey.faxNumber = L"3";
+    source.m_store = {noNumber, complete, noKey};
+    RecipientList out = {WithKey(9, L"stale")};
+    EXPECT_EQ(S_OK, source.LoadFaxRecipients(out));
+    EXPECT_EQ(std::vector<std::wstring>{L"complete"}, Names(out));
+}
+
+TEST(LoadFaxRecipients, PassesAFailureOnWithAnEmptyList) {
+    ListSource source;
+    CRecipient r = WithKey(1);
+    r.faxNumber = L"1";
+    source.m_store = {r};
+    source.m_loadResult = E_ACCESSDENIED;
+    RecipientList out = {WithKey(9)};
+    EXPECT_EQ(E_ACCESSDENIED, source.LoadFaxRecipients(out));
+    EXPECT_TRUE(out.empty());
+}
+
+TEST(FindByKey, ReturnsTheFirstMatchOrTheEnd) {
+    ListSource source;
+    RecipientList list = {WithKey(4, L"a"), WithKey(7, L"first 7"), WithKey(7, L"second 7")};
+    EXPECT_EQ(L"first 7", source.FindByKey(list, 7)->name);
+    EXPECT_EQ(list.end(), source.FindByKey(list, 5));
+    RecipientList empty;
+    EXPECT_EQ(empty.end(), source.FindByKey(empty, 0));
+}
+
+struct CompareCase {
+    const char* what;
+    std::vector<ULONG_PTR> current, known;
+    bool result;
+    std::vector<ULONG_PTR> removed;
+    std::vector<std::wstring> kept, added;  // names "k<key>" in current's order
+};
+
+class Compare : public ::testing::TestWithParam<CompareCase> {};
+
+TEST_P(Compare, SplitsKeysIntoRemovedKeptAndAdded) {
+    const CompareCase& c = GetParam();
+    ListSource source;
+    RecipientList current;
+    for (ULONG_PTR key : c.current) current.push_back(WithKey(key, (L"k" + std::to_wstring(key)).c_str()));
+    KeyList known(c.known.begin(), c.known.end()), removed = {99};
+    RecipientList kept, added;
+    EXPECT_EQ(c.result, source.Compare(current, known, removed, kept, added));
+    EXPECT_EQ(c.removed, std::vector<ULONG_PTR>(removed.begin(), removed.end()));
+    EXPECT_EQ(c.kept, Names(kept));
+    EXPECT_EQ(c.added, Names(added));
+    EXPECT_TRUE(std::is_sorted(known.begin(), known.end())) << "the caller's keys come back sorted";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Compare,
+    ::testing::Values(
+        CompareCase{"everything removed", {}, {5, 2}, true, {2, 5}, {}, {}},
+        CompareCase{"both empty", {}, {}, false, {}, {}, {}},
+        CompareCase{"mixed", {7, 3, 9}, {9, 4, 3}, true, {4}, {L"k3", L"k9"}, {L"k7"}},
+        CompareCase{"nothing changed is still true", {1, 2}, {2, 1}, true, {}, {L"k1", L"k2"}, {}},
+        CompareCase{"all new", {3, 1}, {}, true, {}, {}, {L"k3", L"k1"}},
+        // A key shown once but present twice: one occurrence is new. The
+        // first record of current takes the new occurrence.
+        CompareCase{"duplicate in current", {5, 5, 3}, {5}, true, {}, {L"k5"}, {L"k5", L"k3"}},
+        CompareCase{"duplicate in known", {5}, {5, 5}, true, {5}, {L"k5"}, {}},
+        CompareCase{"large keys compare unsigned", {ULONG_PTR(-1), 1}, {1}, true, {}, {L"k1"},
+                    {L"k" + std::to_wstring(ULONG_PTR(-1))}}),
+    [](const auto& info) {
+        std::string name = info.param.what;
+        for (char& ch : name)
+            if (!isalnum(static_cast<unsigned char>(ch))) ch = '_';
+        return name;
+    });
+
+TEST(CompareLists, AppendsToKeptAndAddedInsteadOfEmptyingThem) {
+    ListSource source;
+    RecipientList current = {WithKey(1, L"one"), WithKey(2, L"two")};
+    KeyList known = {1}, removed = {42};
+    RecipientList kept = {WithKey(0, L"earlier kept")}, added = {WithKey(0, L"earlier added")};
+    source.Compare(current, known, removed, kept, added);
+    EXPECT_EQ((std::vector<std::wstring>{L"earlier kept", L"one"}), Names(kept));
+    EXPECT_EQ((std::vector<std::wstring>{L"earlier added", L"two"}), Names(added));
+    EXPECT_TRUE(removed.empty()) << "removed is emptied first";
+}
+
+TEST(Recipient, CopiesCarryEverySpareTextAndClearResetsAll) {
+    CRecipient r = WithKey(3, L"n");
+    r.identifier = L"id";
+    r.faxNumber = L"1";
+    r.favorite = true;
+    r.date.wYear = 2026;
+    for (int i = 0; i < CRecipient::SpareCount; ++i) r.spare[i] = L"spare " + std::to_wstring(i);
+    const CRecipient copy = r;
+    EXPECT_EQ(r.spare, copy.spare);
+    r.Clear();
+    EXPECT_EQ(0u, r.key);
+    EXPECT_TRUE(r.identifier.empty() && r.name.empty() && r.faxNumber.empty());
+    for (const auto& spare : r.spare) EXPECT_TRUE(spare.empty());
+    EXPECT_FALSE(r.favorite);
+    EXPECT_EQ(0, r.date.wYear);
+    EXPECT_EQ(L"spare 4", copy.spare[4]) << "the copy is independent";
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+// MRUList as a host uses it: registered with regsvr32, created by ProgID,
+// called through its interface, through IDispatch and from a script engine.
+#include "com/com_ptr.h"
+#include "com/strings.h"
+#include "module/VelPhonebook_h.h"
+#include "support/mru_fixture.h"
+
+using namespace testing_support;
+using com::ComPtr;
+using com::UniqueBstr;
+using com::UniqueSafeArray;
+
+namespace {
+
+class MRUListTest : public MRUStoreTest {
+protected:
+    static void SetUpTestSuite() { ASSERT_EQ(0, RunRegsvr32(false)); }
+
+    void SetUp() override {
+        MRUStoreTest::SetUp();
+        CLSID clsid{};
+        ASSERT_HRESULT_SUCCEEDED(::CLSIDFromProgID(L"Zantix.MRUList", &clsid));
+        ASSERT_HRESULT_SUCCEEDED(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMRUList),
+                                                    m_mru.put_void()));
+    }
+
+    HRESULT Update(const wchar_t* text) {
+        UniqueBstr list(com::AllocBstr(text));
+        return m_mru->UpdateMRU(list.get());
+    }
+    std::wstring GetMRU() {
+        UniqueBstr list;
+        EXPECT_EQ(S_OK, m_mru->GetMRU(list.put()));
+        return com::FromBstr(list.get());
+    }
+    static SYSTEMTIME StoredDate(const std::wstring& subkey) {
+        SYSTEMTIME date{};
+        if (const auto value = ReadMRUValue(subkey, L"Date"); value && value->bytes.size() == sizeof date)
+            memcpy(&date, value->bytes.data(), sizeof date);
+        return date;
+    }
+    static UniqueSafeArray Strings(std::vector<std::wstring> texts) {
+        UniqueSafeArray array;
+        EXPECT_EQ(S_OK, com::MakeStringArray(texts, array.put()));
+        return array;
+    }
+    static std::vector<std::wstring> Read(SAFEARRAY* array) {
+        std::vector<std::wstring> texts;
+        EXPECT_EQ(S_OK, com::ReadStringArray(array, texts));
+        return texts;
+    }
+
+    ComApartment m_apartment;
+    ComPtr<IMRUList> m_mru;
+};
+
+TEST_F(MRUListTest, BothProgIDsNameTheClass) {
+    CLSID versioned{}, independent{};
+    ASSERT_HRESULT_SUCCEEDED(::CLSIDFromProgID(L"Zantix.MRUList.1", &versioned));
+    ASSERT_HRESULT_SUCCEEDED(::CLSIDFromProgID(L"Zantix.MRUList", &independent));
+    EXPECT_TRUE(IsEqualCLSID(CLSID_MRUList, versioned));
+    EXPECT_TRUE(IsEqualCLSID(CLSID_MRUList, independent));
+}
+
+TEST_F(MRUListTest, InitializeAndTerminateKeepACount) {
+    EXPECT_EQ(E_FAIL, m_mru->Terminate());
+    EXPECT_EQ(S_OK, m_mru->Initialize());
+    EXPECT_EQ(S_FALSE, m_mru->Initialize());
+    EXPECT_EQ(S_FALSE, m_mru->Terminate());
+    EXPECT_EQ(S_OK, m_mru->Terminate());
+    EXPECT_EQ(E_FAIL, m_mru->Terminate());
+    EXPECT_EQ(S_OK, Update(L"A 1")) << "the other methods work whatever the count";
+}
+
+TEST_F(MRUListTest, UpdatePutsTheLastRecipientFirst) {
+    ASSERT_EQ(S_OK, Update(L"A 1;B 2"));
+    EXPECT_EQ((std::vector<std::wstring>{L"00", L"01"}), MRUSubkeys());
+    EXPECT_EQ(L"B", ReadMRUValue(L"00", L"Name")->text());
+    EXPECT_EQ(L"2", ReadMRUValue(L"00", L"Fax")->text());
+    EXPECT_EQ(L"2 B", ReadMRUValue(L"00", L"ID")->text());
+    EXPECT_EQ(L"1 A", ReadMRUValue(L"01", L"ID")->text());
+    EXPECT_EQ(L"B 2;A 1", GetMRU());
+    SYSTEMTIME now;
+    ::GetSystemTime(&now);
+    EXPECT_EQ(now.wYear, StoredDate(L"00").wYear) << "dated now, in UTC";
+}
+
+TEST_F(MRUListTest, ResendingMovesTheEntryKeepingIdentifierAndFavourite) {
+    WriteRawMRUEntry(L"00", L"2 B", L"B", L"2");
+    WriteRawMRUEntry(L"01", L"own id", L"A", L"1", /*favorite*/ 1);
+    const SYSTEMTIME old{2001, 1, 1, 1, 0, 0, 0, 0};
+    WriteMRUValue(L"01", L"Date", REG_BINARY, &old, sizeof old);
+
+    ASSERT_EQ(S_OK, Update(L"A 1"));
+    EXPECT_EQ(L"own id", ReadMRUValue(L"00", L"ID")->text());
+    EXPECT_EQ(1u, *reinterpret_cast<const DWORD*>(ReadMRUValue(L"00", L"Favorite")->bytes.data()));
+    EXPECT_NE(2001, StoredDate(L"00").wYear) << "a resent recipient gets a new date";
+    EXPECT_EQ(L"B", ReadMRUValue(L"01", L"Name")->text());
+
+    ASSERT_EQ(S_OK, Update(L"a 1"));
+    EXPECT_EQ(3u, MRUSubkeys().size()) << "names compare case-sensitively";
+}
+
+TEST_F(MRUListTest, TheStoreKeepsThirtyRecipients) {
+    for (int i = 0; i < 30; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", (L"N" + std::to_wstring(i)).c_str(), L"1");
+    ASSERT_EQ(S_OK, Update(L"New 99"));
+    const auto subkeys = MRUSubkeys();
+    ASSERT_EQ(30u, subkeys.size());
+    EXPECT_EQ(L"New", ReadMRUValue(L"00", L"Name")->text());
+    EXPECT_EQ(L"N28", ReadMRUValue(L"29", L"Name")->text()) << "the former last one is gone";
+}
+
+TEST_F(MRUListTest, ALongListInOneFaxKeepsItsLastThirty) {
+    std::wstring text;
+    for (int i = 0; i < 40; ++i) text += L"R" + std::to_wstring(i) + L" " + std::to_wstring(100 + i) + L";";
+    ASSERT_EQ(S_OK, Update(text.c_str()));
+    ASSERT_EQ(30u, MRUSubkeys().size());
+    EXPECT_EQ(L"R39", ReadMRUValue(L"00", L"Name")->text());
+    EXPECT_EQ(L"R10", ReadMRUValue(L"29", L"Name")->text());
+}
+
+TEST_F(MRUListTest, GetMRUReadsAtMostThirtyWithoutChangingTheStore) {
+    for (int i = 0; i < 35; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", L"N", std::to_wstring(i).c_str());
+    WriteRawMRUEntry(L"01", L"id", L"No number", L"");
+    const std::wstring text = GetMRU();
+    EXPECT_EQ(28, std::count(text.begin(), text.end(), L';')) << "29 pieces from the first 30: one has no number";
+    EXPECT_EQ(0u, text.find(L"N 0;N 2;"));
+    EXPECT_EQ(35u, MRUSubkeys().size());
+}
+
+TEST_F(MRUListTest, AnEmptyOrMissingStoreGivesAnEmptyText) {
+    EXPECT_EQ(L"", GetMRU());
+    ASSERT_EQ(S_OK, Update(L""));
+    EXPECT_EQ(L"", GetMRU());
+}
+
+TEST_F(MRUListTest, NullArgumentsAreRejected) {
+    UniqueBstr text(com::AllocBstr(L"A 1"));
+    UniqueSafeArray names = Strings({L"A"}), numbers = Strings({L"1"});
+    BSTR out = reinterpret_cast<BSTR>(1);
+    SAFEARRAY* outNames = nullptr;
+    SAFEARRAY* outNumbers = nullptr;
+    EXPECT_EQ(E_INVALIDARG, m_mru->UpdateMRU(nullptr));
+    EXPECT_EQ(E_INVALIDARG, m_mru->GetMRU(nullptr));
+    EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(nullptr, names.get(), numbers.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, nullptr, numbers.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, names.get(), nullptr));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(nullptr, &outNumbers, text.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&outNames, nullptr, text.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&outNames, &outNumbers, nullptr));
+    EXPECT_TRUE(MRUSubkeys().empty()) << "nothing was written";
+}
+
+TEST_F(MRUListTest, ArraysOfTheWrongShapeAreRejected) {
+    UniqueSafeArray numbers = Strings({L"1"});
+    UniqueSafeArray integers(::SafeArrayCreateVector(VT_I4, 0, 1));
+    UniqueSafeArray variants(::SafeArrayCreateVector(VT_VARIANT, 0, 1));
+    SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
+    UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
+    for (SAFEARRAY* wrong : {integers.get(), variants.get(), twoDimensions.get()}) {
+        BSTR out = nullptr;
+        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, wrong, numbers.get()));
+        EXPECT_EQ(nullptr, out);
+        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, numbers.get(), wrong));
+    }
+}
+
+TEST_F(MRUListTest, ListsToStringJoinsTheArrays) {
+    UniqueSafeArray names = Strings({L"", L"Bob"}), numbers = Strings({L"123", L""});
+    UniqueBstr out;
+    ASSERT_EQ(S_OK, m_mru->ListsToString(out.put(), names.get(), numbers.get()));
+    EXPECT_EQ(L"123", com::FromBstr(out.get()));
+
+    // Bounds other than 0 and null elements are read as they are.
+    SAFEARRAYBOUND bound{2, 5};
+    UniqueSafeArray shifted(::SafeArrayCreate(VT_BSTR, 1, &bound));
+    LONG index = 6;
+    UniqueBstr zed(com::AllocBstr(L"Zed"));
+    ASSERT_EQ(S_OK, ::SafeArrayPutElement(shifted.get(), &index, zed.get()));
+    UniqueSafeArray twoNumbers = Strings({L"1", L"2"});
+    ASSERT_EQ(S_OK, m_mru->ListsToString(out.put(), shifted.get(), twoNumbers.get()));
+    EXPECT_EQ(L"1;Zed 2", com::FromBstr(out.get()));
+}
+
+TEST_F(MRUListTest, StringToListsMakesZeroBasedArrays) {
+    UniqueBstr text(com::AllocBstr(L"Ann Smith +1-555;Ann; 42"));
+    UniqueSafeArray names, numbers;
+    ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), text.get()));
+    LONG lower = -1;
+    ASSERT_EQ(S_OK, ::SafeArrayGetLBound(names.get(), 1, &lower));
+    EXPECT_EQ(0, lower);
+    EXPECT_EQ((std::vector<std::wstring>{L"Ann Smith", L""}), Read(names.get()));
+    EXPECT_EQ((std::vector<std::wstring>{L"+1-555", L"42"}), Read(numbers.get()));
+
+    UniqueBstr empty(com::AllocBstr(L""));
+    ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), empty.get()));
+    ASSERT_NE(nullptr, names.get()) << "no recipients is an empty array, not a missing one";
+    EXPECT_TRUE(Read(names.get()).empty());
+    EXPECT_TRUE(Read(numbers.get()).empty());
+}
+
+TEST_F(MRUListTest, IDispatchAnswersByName) {
+    ComPtr<IDispatch> dispatch = m_mru.query<IDispatch>();
+    ASSERT_TRUE(dispatch);
+    const std::pair<const wchar_t*, DISPID> methods[] = {
+        {L"Initialize", 1},          {L"Terminate", 2},          {L"UpdateMRU", 0x60020002},
+        {L"GetMRU", 0x60020003},     {L"ListsToString", 0x60020004}, {L"StringToLists", 0x60020005}};
+    for (auto [name, expected] : methods) {
+        LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+        DISPID id = 0;
+        ASSERT_EQ(S_OK, dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id)) << name;
+        EXPECT_EQ(expected, id) << name;
+    }
+
+    com::UniqueVariant argument;
+    argument.vt = VT_BSTR;
+    argument.bstrVal = com::AllocBstr(L"Disp 77");
+    DISPPARAMS params{&argument, nullptr, 1, 0};
+    ASSERT_EQ(S_OK, dispatch->Invoke(0x60020002, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr,
+                                     nullptr, nullptr));
+    EXPECT_EQ(L"Disp 77", GetMRU());
+}
+
+TEST_F(MRUListTest, AScriptClientRecordsASentFax) {
+    std::string output;
+    const int exitCode = RunProcess(L"cscript.exe //nologo \"" + BinDir() +
+                                    L"mru_update.js\" \"Script Sender 555-0142;Other 77\"",
+                                    &output);
+    ASSERT_EQ(0, exitCode) << output;
+    ASSERT_NE(std::string::npos, output.find("OK")) << output;
+    EXPECT_EQ(L"Other", ReadMRUValue(L"00", L"Name")->text());
+    EXPECT_EQ(L"555-0142 Script Sender", ReadMRUValue(L"01", L"ID")->text());
+}
+
+}  // namespace

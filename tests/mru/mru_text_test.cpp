@@ -1,0 +1,70 @@
+// The one-line recipient list text, both ways.
+#include "mru/mru_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct SplitCase {
+    const wchar_t* piece;
+    const wchar_t* name;
+    const wchar_t* number;  // empty: the piece is no recipient
+};
+
+class SplitRecipientCases : public ::testing::TestWithParam<SplitCase> {};
+
+TEST_P(SplitRecipientCases, SplitsNameFromTrailingNumber) {
+    std::wstring name = L"stale", number = L"stale";
+    SplitRecipient(GetParam().piece, name, number);
+    EXPECT_EQ(GetParam().number, number) << "piece [" << ::testing::PrintToString(std::wstring(GetParam().piece)) << "]";
+    EXPECT_EQ(GetParam().name, name);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Pieces, SplitRecipientCases,
+    ::testing::Values(
+        SplitCase{L"Ann Smith +1-555-0100", L"Ann Smith", L"+1-555-0100"},
+        SplitCase{L"555 0100", L"555", L"0100"},  // the name ends at the last space before the number
+        SplitCase{L"Ann", L"", L""},
+        SplitCase{L"123", L"", L"123"},
+        SplitCase{L"   Ann 123", L"Ann", L"123"},      // leading spaces go
+        SplitCase{L"Ann 123 ", L"", L""},              // trailing spaces stay, so no number reaches the end
+        SplitCase{L"Ann  123", L"Ann ", L"123"},       // only leading spaces are removed from the name
+        SplitCase{L"", L"", L""},
+        SplitCase{L"    ", L"", L""},
+        SplitCase{L"*#+-0", L"", L"*#+-0"},
+        SplitCase{L"Fax (555) 0100", L"Fax (555)", L"0100"},
+        SplitCase{L"Ann 12a", L"", L""},
+        SplitCase{L"Ann\t123", L"", L""},              // only spaces separate
+        SplitCase{L"Jos\u00e9 M\u00fcller 4711", L"Jos\u00e9 M\u00fcller", L"4711"},
+        SplitCase{L"Ann\n 123", L"", L""}));           // a line break does not match the trim pattern
+
+TEST(TextToLists, KeepsRecipientsInOrderAndDropsPiecesWithoutNumber) {
+    const RecipientLists lists = TextToLists(L"A 1; B 2;;Nobody;555");
+    EXPECT_EQ((std::vector<std::wstring>{L"A", L"B", L""}), lists.names);
+    EXPECT_EQ((std::vector<std::wstring>{L"1", L"2", L"555"}), lists.numbers);
+}
+
+TEST(TextToLists, EmptyOrSeparatorOnlyTextGivesNoRecipients) {
+    for (const wchar_t* text : {L"", L";", L";;;", L" ; "}) {
+        const RecipientLists lists = TextToLists(text);
+        EXPECT_TRUE(lists.names.empty() && lists.numbers.empty()) << ::testing::PrintToString(std::wstring(text));
+    }
+}
+
+TEST(ListsToText, JoinsPairsAndSkipsThoseWithoutNumber) {
+    EXPECT_EQ(L"123", ListsToText({L"", L"Bob"}, {L"123", L""}));
+    EXPECT_EQ(L"Ann 1;2;Cid 3", ListsToText({L"Ann", L"", L"Cid"}, {L"1", L"2", L"3"}));
+    EXPECT_EQ(L"Ann 1", ListsToText({L"Ann", L"Extra"}, {L"1"})) << "the longer list's extra elements are ignored";
+    EXPECT_EQ(L"", ListsToText({}, {L"1"}));
+    EXPECT_EQ(L"", ListsToText({L"A"}, {L""}));
+}
+
+TEST(ListText, WellFormedListsSurviveTheRoundTrip) {
+    const std::vector<std::wstring> names = {L"Ann Smith", L"", L"Bob"}, numbers = {L"+1-555", L"42", L"*7#"};
+    const RecipientLists back = TextToLists(ListsToText(names, numbers));
+    EXPECT_EQ(names, back.names);
+    EXPECT_EQ(numbers, back.numbers);
+}
+
+}  // namespace

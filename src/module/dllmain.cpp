@@ -2,6 +2,8 @@
 // static library.
 #include "com/class_factory.h"
 #include "com/module.h"
+#include "com/unique_any.h"
+#include "localization/resource_library.h"
 #include "module/VelPhonebook_h.h"
 #include "module/registration.h"
 #include "mru/mru_list.h"
@@ -22,12 +24,20 @@ const ClassEntry kClasses[] = {
     {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
 };
 
+// The language resource library, held from load to unload.
+com::UniqueModule g_resourceLibrary;
+
 }  // namespace
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
     if (reason == DLL_PROCESS_ATTACH) {
         com::Module::SetInstance(instance);
         ::DisableThreadLibraryCalls(instance);
+        g_resourceLibrary.reset(localization::LoadResourceLibrary(com::Module::Path()));
+        com::Module::SetResourceInstance(g_resourceLibrary.get());
+    } else if (reason == DLL_PROCESS_DETACH) {
+        com::Module::SetResourceInstance(nullptr);
+        g_resourceLibrary.reset();
     }
     return TRUE;
 }

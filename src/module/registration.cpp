@@ -4,6 +4,7 @@
 #include "com/com_ptr.h"
 #include "com/hresult.h"
 #include "com/module.h"
+#include "com/unique_any.h"
 #include "module/VelPhonebook_h.h"
 
 #include <cstdio>
@@ -72,9 +73,13 @@ HRESULT RegisterTypeLibrary() noexcept {
 }
 
 HRESULT UnregisterTypeLibrary() noexcept {
-    const HRESULT hr = ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, SYS_WIN64);
-    // Unregistering twice is not an error.
-    return hr == TYPE_E_REGISTRYACCESS || hr == TYPE_E_LIBNOTREGISTERED ? S_OK : hr;
+    // Unregistering twice is not an error, but what UnRegisterTypeLib says
+    // about a library that is not registered differs between systems.
+    const std::wstring versionKey = L"TypeLib\\" + RegistryForm(LIBID_VELPHONEBOOKLib) + L"\\1.1";
+    com::UniqueHKey key;
+    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, versionKey.c_str(), 0, KEY_READ, key.put()) == ERROR_FILE_NOT_FOUND)
+        return S_OK;
+    return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, SYS_WIN64);
 }
 
 }  // namespace module

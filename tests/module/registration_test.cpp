@@ -1,0 +1,215 @@
+// Self-registration with regsvr32, and the module's class objects and unload
+// rule, seen from outside through the module's exports.
+#include "com/com_ptr.h"
+#include "module/VelPhonebook_h.h"
+#include "support/test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <optional>
+#include <set>
+
+using namespace testing_support;
+
+namespace {
+
+std::wstring GuidText(REFGUID guid) {
+    wchar_t text[64];
+    ::StringFromGUID2(guid, text, 64);
+    return text;
+}
+
+bool KeyExists(const std::wstring& path) {
+    com::UniqueHKey key;
+    return ::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+}
+
+std::optional<std::wstring> Text(const std::wstring& path, const wchar_t* name = nullptr) {
+    wchar_t buffer[1024];
+    DWORD size = sizeof buffer;
+    if (::RegGetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
+        return std::nullopt;
+    return std::wstring(buffer);
+}
+
+std::set<std::wstring> Subkeys(const std::wstring& path) {
+    std::set<std::wstring> names;
+    com::UniqueHKey key;
+    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) return names;
+    wchar_t name[256];
+    for (DWORD i = 0;; ++i) {
+        DWORD length = 256;
+        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+        names.insert(name);
+    }
+    return names;
+}
+
+const std::wstring kClassKey = L"CLSID\\" + GuidText(CLSID_MRUList);
+const std::wstring kTypeLibKey = L"TypeLib\\" + GuidText(LIBID_VELPHONEBOOKLib);
+
+class Registration : public ::testing::Test {
+protected:
+    // Other test programs expect the module registered.
+    static void TearDownTestSuite() { RunRegsvr32(false); }
+};
+
+TEST_F(Registration, RegistersExactlyThePublishedKeys) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+
+    EXPECT_EQ(L"Orvanta MRUList Class", Text(L"Zantix.MRUList.1"));
+    EXPECT_EQ(std::set<std::wstring>{L"CLSID"}, Subkeys(L"Zantix.MRUList.1"));
+    EXPECT_EQ(GuidText(CLSID_MRUList), Text(L"Zantix.MRUList.1\\CLSID"));
+
+    EXPECT_EQ(L"Orvanta MRUList Class", Text(L"Zantix.MRUList"));
+    EXPECT_EQ((std::set<std::wstring>{L"CLSID", L"CurVer"}), Subkeys(L"Zantix.MRUList"));
+    EXPECT_EQ(GuidText(CLSID_MRUList), Text(L"Zantix.MRUList\\CLSID"));
+    EXPECT_EQ(L"Zantix.MRUList.1", Text(L"Zantix.MRUList\\CurVer"));
+
+    EXPECT_EQ(L"Orvanta MRUList Class", Text(kClassKey));
+    EXPECT_EQ((std::set<std::wstring>{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib", L"Version",
+                                      L"VersionIndependentProgID"}),
+              Subkeys(kClassKey))
+        << "an object class has no control keys";
+    EXPECT_EQ(L"Zantix.MRUList.1", Text(kClassKey + L"\\ProgID"));
+    EXPECT_EQ(L"Zantix.MRUList", Text(kClassKey + L"\\VersionIndependentProgID"));
+    EXPECT_TRUE(Subkeys(kClassKey + L"\\Programmable").empty());
+    const auto server = Text(kClassKey + L"\\InprocServer32");
+    ASSERT_TRUE(server);
+    EXPECT_EQ(0, _wcsicmp(server->c_str(), (BinDir() + L"VelPhonebook64.dll").c_str())) << *server;
+    EXPECT_EQ(L"Apartment", Text(kClassKey + L"\\InprocServer32", L"ThreadingModel"));
+    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(kClassKey + L"\\TypeLib"));
+    EXPECT_EQ(L"1.1", Text(kClassKey + L"\\Version"));
+}
+
+TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    EXPECT_TRUE(KeyExists(kTypeLibKey + L"\\1.1"));
+    com::ComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, ::LoadRegTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, library.put()));
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
+    EXPECT_TRUE(IsEqualGUID(LIBID_VELPHONEBOOKLib, attributes->guid));
+    EXPECT_EQ(1, attributes->wMajorVerNum);
+    EXPECT_EQ(1, attributes->wMinorVerNum);
+    library->ReleaseTLibAttr(attributes);
+
+    for (REFIID iid : {__uuidof(IMRUList), __uuidof(IAddressBook), __uuidof(IVelPhonebookControl3)}) {
+        com::ComPtr<ITypeInfo> info;
+        EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(iid, info.put())) << GuidText(iid).c_str();
+    }
+}
+
+TEST_F(Registration, UnregisteringRemovesEverythingButTheSharedRoots) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    ASSERT_EQ(0, RunRegsvr32(true));
+    EXPECT_FALSE(KeyExists(L"Zantix.MRUList.1"));
+    EXPECT_FALSE(KeyExists(L"Zantix.MRUList"));
+    EXPECT_FALSE(KeyExists(kClassKey));
+    EXPECT_FALSE(KeyExists(kTypeLibKey + L"\\1.1"));
+    EXPECT_TRUE(KeyExists(L"CLSID"));
+    EXPECT_TRUE(KeyExists(L"TypeLib"));
+    EXPECT_EQ(0, RunRegsvr32(true)) << "unregistering twice is fine";
+}
+
+TEST_F(Registration, RegisteringAgainReplacesTheClassKey) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    com::UniqueHKey stale;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CLASSES_ROOT, (kClassKey + L"\\LocalServer32").c_str(), 0,
+                                               nullptr, 0, KEY_ALL_ACCESS, nullptr, stale.put(), nullptr));
+    stale.reset();
+    ASSERT_EQ(0, RunRegsvr32(false));
+    EXPECT_FALSE(KeyExists(kClassKey + L"\\LocalServer32"));
+    EXPECT_TRUE(KeyExists(kClassKey + L"\\InprocServer32"));
+}
+
+// The module's exports, called directly.
+class ModuleExports : public ::testing::Test {
+protected:
+    void SetUp() override {
+        m_module.reset(::LoadLibraryW((BinDir() + L"VelPhonebook64.dll").c_str()));
+        ASSERT_TRUE(m_module);
+        m_canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
+            reinterpret_cast<void*>(::GetProcAddress(m_module.get(), "DllCanUnloadNow")));
+        m_getClassObject = reinterpret_cast<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(
+            reinterpret_cast<void*>(::GetProcAddress(m_module.get(), "DllGetClassObject")));
+        ASSERT_TRUE(m_canUnload && m_getClassObject);
+    }
+    com::ComPtr<IClassFactory> Factory() {
+        com::ComPtr<IClassFactory> factory;
+        EXPECT_EQ(S_OK, m_getClassObject(CLSID_MRUList, IID_IClassFactory, factory.put_void()));
+        return factory;
+    }
+
+    ComApartment m_apartment;
+    com::UniqueModule m_module;
+    HRESULT(WINAPI* m_canUnload)() = nullptr;
+    HRESULT(WINAPI* m_getClassObject)(REFCLSID, REFIID, void**) = nullptr;
+};
+
+TEST_F(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
+    EXPECT_EQ(S_OK, m_canUnload());
+    com::ComPtr<IClassFactory> factory = Factory();
+    ASSERT_TRUE(factory);
+    EXPECT_EQ(S_FALSE, m_canUnload()) << "a class object holds the module";
+    com::ComPtr<IMRUList> mru;
+    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
+    factory.reset();
+    EXPECT_EQ(S_FALSE, m_canUnload()) << "an object holds the module";
+    ASSERT_EQ(S_OK, mru->Initialize());
+    com::ComPtr<IDispatch> dispatch = mru.query<IDispatch>();
+    mru.reset();
+    EXPECT_EQ(S_FALSE, m_canUnload()) << "any interface of the object holds it";
+    dispatch.reset();
+    EXPECT_EQ(S_OK, m_canUnload());
+}
+
+TEST_F(ModuleExports, LockServerHoldsTheModule) {
+    com::ComPtr<IClassFactory> factory = Factory();
+    ASSERT_EQ(S_OK, factory->LockServer(TRUE));
+    factory.reset();
+    EXPECT_EQ(S_FALSE, m_canUnload());
+    ASSERT_EQ(S_OK, m_getClassObject(CLSID_MRUList, IID_IClassFactory, factory.put_void()));
+    factory->LockServer(FALSE);
+    factory.reset();
+    EXPECT_EQ(S_OK, m_canUnload());
+}
+
+TEST_F(ModuleExports, UnknownClassesAndBadRequestsFail) {
+    com::ComPtr<IUnknown> object;
+    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, m_getClassObject(IID_IUnknown, IID_IClassFactory, object.put_void()));
+    EXPECT_EQ(nullptr, object.get());
+    EXPECT_EQ(E_NOINTERFACE, m_getClassObject(CLSID_MRUList, IID_IDispatch, object.put_void()));
+    EXPECT_EQ(E_POINTER, m_getClassObject(CLSID_MRUList, IID_IClassFactory, nullptr));
+
+    com::ComPtr<IClassFactory> factory = Factory();
+    com::ComPtr<IUnknown> outer;
+    ASSERT_EQ(S_OK, factory->CreateInstance(nullptr, IID_IUnknown, outer.put_void()));
+    EXPECT_EQ(CLASS_E_NOAGGREGATION, factory->CreateInstance(outer.get(), IID_IUnknown, object.put_void()));
+    EXPECT_EQ(E_NOINTERFACE, factory->CreateInstance(nullptr, IID_IClassFactory, object.put_void()));
+    EXPECT_EQ(nullptr, object.get());
+    outer.reset();
+    factory.reset();
+    EXPECT_EQ(S_OK, m_canUnload()) << "failed requests leave nothing alive";
+}
+
+TEST_F(ModuleExports, ObjectsFollowTheIdentityRules) {
+    com::ComPtr<IMRUList> mru;
+    ASSERT_EQ(S_OK, Factory()->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
+    com::ComPtr<IUnknown> first = mru.query<IUnknown>();
+    com::ComPtr<IUnknown> second = mru.query<IDispatch>().query<IUnknown>();
+    EXPECT_EQ(first.get(), second.get());
+    EXPECT_EQ(static_cast<IDispatch*>(mru.get()), mru.query<IDispatch>().get());
+    EXPECT_FALSE(mru.query<IClassFactory>());
+    EXPECT_FALSE(mru.query<IAddressBook>());
+
+    com::ComPtr<ITypeInfo> info;
+    ASSERT_EQ(S_OK, mru.query<IDispatch>()->GetTypeInfo(0, 0, info.put()));
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, info->GetTypeAttr(&attributes));
+    EXPECT_TRUE(IsEqualGUID(__uuidof(IMRUList), attributes->guid));
+    info->ReleaseTypeAttr(attributes);
+}
+
+}  // namespace

@@ -12,6 +12,7 @@ namespace com {
 namespace {
 
 HINSTANCE g_instance = nullptr;
+HINSTANCE g_resourceInstance = nullptr;
 std::atomic<long> g_locks{0};
 
 struct GuidLess {
@@ -33,6 +34,10 @@ void Module::SetInstance(HINSTANCE instance) noexcept { g_instance = instance; }
 HINSTANCE Module::Instance() noexcept {
     return g_instance ? g_instance : ::GetModuleHandleW(nullptr);
 }
+
+void Module::SetResourceInstance(HINSTANCE instance) noexcept { g_resourceInstance = instance; }
+
+HINSTANCE Module::ResourceInstance() noexcept { return g_resourceInstance ? g_resourceInstance : Instance(); }
 
 std::wstring Module::Path() {
     std::wstring path(MAX_PATH, L'\0');

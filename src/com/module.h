@@ -18,6 +18,12 @@ public:
     static HINSTANCE Instance() noexcept;
     static std::wstring Path();
 
+    // The image that resources are loaded from: the language resource
+    // library chosen at load when there is one, else Instance(). The caller
+    // of the setter keeps ownership of the library.
+    static void SetResourceInstance(HINSTANCE instance) noexcept;
+    static HINSTANCE ResourceInstance() noexcept;
+
     // Live COM objects and LockServer locks.
     static void Lock() noexcept;
     static void Unlock() noexcept;

@@ -57,39 +57,45 @@ TEST_F(MRUWatchTest, NothingReachesAWindowAfterItIsUnregistered) {
     EXPECT_EQ(0, window.PumpFor(kDeliveryMs));
 }
 
-// The change event is shared by all books of the user and resets itself:
-// one signal of it is reported by exactly one book.
-TEST_F(MRUWatchTest, OneSignalOfTheSharedEventWakesOneOfTwoBooks) {
-    CMRUAB first, second;
-    MessageCounter firstWindow(kReloadMessage), secondWindow(kReloadMessage);
-    first.SetNotifyWindow(firstWindow.hwnd(), true);
-    second.SetNotifyWindow(secondWindow.hwnd(), true);
-    for (int signal = 0; signal < 3; ++signal) {
+// Two books open at once, as with two phonebook controls in two programs.
+struct TwoOpenBooks {
+    TwoOpenBooks() {
+        first.SetNotifyWindow(firstWindow.hwnd(), true);
+        second.SetNotifyWindow(secondWindow.hwnd(), true);
+    }
+    // Lets the follow-ups of the last change arrive, then starts counting afresh.
+    void Settle() {
         firstWindow.PumpFor(kSettleMs);
         firstWindow.Reset();
         secondWindow.Reset();
+    }
+    CMRUAB first, second;
+    MessageCounter firstWindow{kReloadMessage}, secondWindow{kReloadMessage};
+};
+
+// The change event is shared by all books of the user and resets itself:
+// one signal of it is reported by exactly one book.
+TEST_F(MRUWatchTest, OneSignalOfTheSharedEventWakesOneOfTwoBooks) {
+    TwoOpenBooks books;
+    for (int signal = 0; signal < 3; ++signal) {
+        books.Settle();
         ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" signal"));
-        firstWindow.PumpFor(kDeliveryMs);
-        EXPECT_EQ(1, firstWindow.count() + secondWindow.count())
-            << "first " << firstWindow.count() << ", second " << secondWindow.count();
+        books.firstWindow.PumpFor(kDeliveryMs);
+        EXPECT_EQ(1, books.firstWindow.count() + books.secondWindow.count())
+            << "first " << books.firstWindow.count() << ", second " << books.secondWindow.count();
     }
 }
 
 // A save replaces the key every book watches; each of them still sees it,
 // in another process's save after save.
 TEST_F(MRUWatchTest, EverySaveReachesBothOpenBooks) {
-    CMRUAB first, second;
-    MessageCounter firstWindow(kReloadMessage), secondWindow(kReloadMessage);
-    first.SetNotifyWindow(firstWindow.hwnd(), true);
-    second.SetNotifyWindow(secondWindow.hwnd(), true);
+    TwoOpenBooks books;
     for (int change = 0; change < 3; ++change) {
-        firstWindow.PumpFor(kSettleMs);
-        firstWindow.Reset();
-        secondWindow.Reset();
+        books.Settle();
         ASSERT_EQ(0, RunMRUChange(1));
-        firstWindow.PumpFor(kDeliveryMs);
-        EXPECT_GE(firstWindow.count(), 1) << "change " << change;
-        EXPECT_GE(secondWindow.count(), 1) << "change " << change;
+        books.firstWindow.PumpFor(kDeliveryMs);
+        EXPECT_GE(books.firstWindow.count(), 1) << "change " << change;
+        EXPECT_GE(books.secondWindow.count(), 1) << "change " << change;
     }
 }
 

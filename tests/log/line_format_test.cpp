@@ -38,6 +38,10 @@ struct LevelFormat {
     bool hasLastError;
 };
 
+void PrintTo(const LevelFormat& c, std::ostream* os) {
+    *os << c.name;
+}
+
 const LevelFormat kLevelFormats[] = {
     {"Error", LogLevel::Error, L"Err", true},
     {"Warning", LogLevel::Warning, L"Warn", true},

@@ -91,6 +91,10 @@ struct NextNumberCase {
     DWORD next;
 };
 
+void PrintTo(const NextNumberCase& c, std::ostream* os) {
+    *os << c.name;
+}
+
 const NextNumberCase kNextNumberCases[] = {
     {"First", kMissing, kMissing, 1},  {"CountsOn", 10, 4, 5},          {"DefaultMaxIsTen", kMissing, 9, 10},
     {"WrapsAtMaxCount", 3, 3, 1},      {"BelowSmallMaxCount", 3, 2, 3}, {"CappedAtTen", 20, 10, 1},

@@ -25,6 +25,10 @@ struct EnableCase {
     bool logged;
 };
 
+void PrintTo(const EnableCase& c, std::ostream* os) {
+    *os << c.name;
+}
+
 const EnableCase kEnableCases[] = {
     {"MissingMeansEverySource", kAbsent, false, nullptr, 0, false, true},
     {"ZeroLogsNothing", 0, false, nullptr, 0, false, false},
@@ -84,6 +88,10 @@ struct ThresholdCase {
     // information, V verbose, A level 5.
     const char* written;
 };
+
+void PrintTo(const ThresholdCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 const ThresholdCase kThresholdCases[] = {
     {"DefaultIsInformation", kAbsent, "EWIA"},
@@ -264,10 +272,14 @@ TEST_F(LoggerTest, ValuesOfTheWrongTypeTakeTheirDefaults) {
     EXPECT_FALSE(HasMessage(DefaultLogPath(), L"verbose"));
 }
 
+// Openable, but shorter than "\FaxData.log" and so no full path.
+constexpr wchar_t kShortPath[] = L"C:\\x.log";
+
 class FilePathTest : public LoggerTest {
 protected:
     void SetUp() override {
         LoggerTest::SetUp();
+        ::DeleteFileW(kShortPath);
         wchar_t temp[MAX_PATH];
         ::GetTempPathW(MAX_PATH, temp);
         m_dir = std::wstring(temp) + L"velphonebook-log-test";
@@ -278,6 +290,7 @@ protected:
     void TearDown() override {
         ::DeleteFileW(m_custom.c_str());
         ::RemoveDirectoryW(m_dir.c_str());
+        ::DeleteFileW(kShortPath);
         LoggerTest::TearDown();
     }
 
@@ -303,7 +316,7 @@ TEST_F(FilePathTest, UsableCustomPathIsKept) {
 TEST_F(FilePathTest, UnusablePathsFallBackToTheDefault) {
     const std::wstring unusable[] = {
         L"",
-        L"C:\\x.log",  // shorter than "\FaxData.log", even though it could be opened
+        kShortPath,
         L"C:\\no-such-folder-for-the-log\\deeper\\x.log",
         L"C:\\bad<|>name\\FaxData.log",
         L"Q:\\unmapped-drive-for-the-log\\x.log",
@@ -317,7 +330,7 @@ TEST_F(FilePathTest, UnusablePathsFallBackToTheDefault) {
         EXPECT_EQ(DefaultLogPath(), GetText(L"FilePath"));
         EXPECT_EQ(DefaultLogPath(), CLogger::Instance().Settings().filePath);
     }
-    EXPECT_FALSE(FileExists(L"C:\\x.log"));
+    EXPECT_FALSE(FileExists(kShortPath));
 }
 
 // A log file another program holds without sharing cannot be appended to.

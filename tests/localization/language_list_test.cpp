@@ -292,4 +292,40 @@ TEST_F(ProcessLanguageTest, KoreanLaterInTheListKeepsSegoeUI) {
     EXPECT_NE(output.find("font=Segoe UI"), std::string::npos) << output;
 }
 
+// The probe runs as the Windows version Wine is told to report for it, with
+// the per-machine value set: only Windows 2000 reads it.
+class WindowsVersionProcessTest : public ProcessLanguageTest {
+protected:
+    void SetUp() override {
+        ProcessLanguageTest::SetUp();
+        const DWORD italian = kItalian;
+        ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kLanguageKeyPath, kLanguageValueName, REG_DWORD,
+                                    &italian, sizeof(italian)),
+                  ERROR_SUCCESS);
+    }
+    void TearDown() override {
+        ::RegDeleteTreeW(HKEY_CURRENT_USER, kAppDefaults);
+        ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, kLanguageKeyPath, kLanguageValueName);
+        ProcessLanguageTest::TearDown();
+    }
+    static void ReportVersion(const std::wstring& version) {
+        ASSERT_EQ(::RegSetKeyValueW(HKEY_CURRENT_USER, kAppDefaults, L"Version", REG_SZ, version.c_str(),
+                                    DWORD((version.size() + 1) * sizeof(wchar_t))),
+                  ERROR_SUCCESS);
+    }
+    static constexpr wchar_t kAppDefaults[] = L"Software\\Wine\\AppDefaults\\localization_probe.exe";
+};
+
+TEST_F(WindowsVersionProcessTest, MachineValueLeadsOnWindows2000Only) {
+    ReportVersion(L"win2k");
+    std::string output = RunProbe();
+    EXPECT_NE(output.find("list=0410:"), std::string::npos) << output;
+    EXPECT_NE(output.find("primary=16\n"), std::string::npos) << output;
+    for (const wchar_t* version : {L"winxp64", L"win7"}) {
+        ReportVersion(version);
+        output = RunProbe();
+        EXPECT_EQ(output.find("0410"), std::string::npos) << output;
+    }
+}
+
 }  // namespace

@@ -60,7 +60,9 @@ void Report(const char* what, std::vector<Sample> samples) {
         std::printf("  %-28s min %7.3f ms  median %7.3f ms  mean %7.3f ms  max %7.3f ms\n", name,
                     values.front(), values[values.size() / 2], sum / double(values.size()), values.back());
     };
+    if (samples.empty()) return;
     std::printf("%s (%zu rounds)\n", what, samples.size());
+    std::printf("  first load in this process     %7.3f ms\n", samples.front().load);
     summary(&Sample::load, "load (construct localizer)");
     summary(&Sample::lookUp, "look up every string");
 }

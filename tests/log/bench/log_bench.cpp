@@ -1,12 +1,14 @@
 // Throughput of the diagnostic log: lines per second to the file without
 // rotation, with rotation at a 1 MB limit, from one and from four threads,
-// and with the debugger output on. Prints the numbers; it checks nothing.
+// and with the debugger output on. Each case runs several times and the
+// median and best are printed (a shared machine is noisy); nothing is checked.
 // Changes the current user's Logger key and log files: run it in a scratch
-// Wine prefix. `log_bench [LINES]`
+// Wine prefix. `log_bench [LINES] [REPEATS]`
 #include "log/logger.h"
 
 #include <shlobj.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -16,6 +18,7 @@
 namespace {
 
 constexpr int kDefaultLines = 20000;
+constexpr int kDefaultRepeats = 5;
 constexpr int kMaxBackup = 10;
 
 void SetDword(HKEY key, const wchar_t* name, DWORD value) {
@@ -73,6 +76,7 @@ DWORD Rotations() {
 
 int wmain(int argc, wchar_t** argv) {
     const int lines = argc > 1 ? _wtoi(argv[1]) : kDefaultLines;
+    const int repeats = std::max(1, argc > 2 ? _wtoi(argv[2]) : kDefaultRepeats);
     struct Run {
         const char* name;
         DWORD type, writeMode, maxSizeMB;
@@ -86,11 +90,18 @@ int wmain(int argc, wchar_t** argv) {
         {"file + debugger output (none attached), no rotation, 1 thread", kLogTypeFile | kLogTypeDebugger, 1,
          1, 1},
     };
-    std::printf("%d lines per run\n", lines);
+    std::printf("%d lines per run, %d runs per case: median and best lines/s\n", lines, repeats);
     for (const Run& run : runs) {
-        Configure(run.type, run.writeMode, run.maxSizeMB);
-        const double rate = Measure(lines, run.threads);
-        std::printf("%-64s %10.0f lines/s  (last backup %lu)\n", run.name, rate, Rotations());
+        std::vector<double> rates;
+        DWORD lastBackup = 0;
+        for (int r = 0; r < repeats; ++r) {
+            Configure(run.type, run.writeMode, run.maxSizeMB);
+            rates.push_back(Measure(lines, run.threads));
+            lastBackup = Rotations();
+        }
+        std::sort(rates.begin(), rates.end());
+        std::printf("%-64s %9.0f %9.0f  (last backup %lu)\n", run.name, rates[rates.size() / 2], rates.back(),
+                    lastBackup);
     }
     ::RegDeleteKeyW(HKEY_CURRENT_USER, kLoggerKeyPath);
     RemoveLogFiles();

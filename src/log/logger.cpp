@@ -268,9 +268,8 @@ void CLogger::Log(const wchar_t* source, const wchar_t* message, DWORD typeOverr
             if (writeModeOverride != kLogWriteModeFromSettings) m_settings.writeMode = writeModeOverride;
             const std::wstring line = FormatLine(level, source, message, lastError);
             const DWORD type = m_settings.type;
-            if (type == kLogTypeFile || type == (kLogTypeFile | kLogTypeDebugger))
-                WriteToFile(line, m_settings.writeMode);
-            if (type == kLogTypeDebugger || type == (kLogTypeFile | kLogTypeDebugger)) DebugOut(line);
+            if (type == kLogTypeFile || type == kLogTypeBoth) WriteToFile(line, m_settings.writeMode);
+            if (type == kLogTypeDebugger || type == kLogTypeBoth) DebugOut(line);
         }
     } catch (...) {
         // Logging must never disturb the caller, not even when memory runs out.
@@ -360,7 +359,10 @@ void CLogger::SaveLocked() {
 }
 
 bool CLogger::SourceEnabled(const wchar_t* source) const {
-    const com::UniqueHKey key = OpenLoggerKey(source ? source : L"");
+    // A nameless source has no subkey; "Logger\" would open the Logger key
+    // itself, whose "Enable" is the mode, not a switch for this source.
+    if (!source || !*source) return false;
+    const com::UniqueHKey key = OpenLoggerKey(source);
     return ReadDword(key.get(), kEnableValue, 0) != 0;
 }
 

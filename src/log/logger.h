@@ -29,6 +29,7 @@ inline constexpr DWORD kLogEnableAll = 2;
 // keeps the setting; any other override replaces it for good.
 inline constexpr DWORD kLogTypeFile = 1;
 inline constexpr DWORD kLogTypeDebugger = 2;
+inline constexpr DWORD kLogTypeBoth = kLogTypeFile | kLogTypeDebugger;
 inline constexpr DWORD kLogTypeFromSettings = 3;
 
 // "WriteMode" values, also the write-mode override (same rule as the type).
@@ -39,7 +40,7 @@ inline constexpr DWORD kLogWriteModeFromSettings = kLogWriteModeRotate;
 // The eight values of the Logger key, with their defaults.
 struct LogSettings {
     DWORD enable = kLogEnableAll;                  // "Enable"
-    DWORD type = kLogTypeFile | kLogTypeDebugger;  // "Type"
+    DWORD type = kLogTypeBoth;                     // "Type"
     DWORD verbose = DWORD(LogLevel::Information);  // "Verbose"
     DWORD writeMode = kLogWriteModeRotate;         // "WriteMode"
     DWORD maxSizeMB = 5;                           // "MaxSize"

@@ -79,6 +79,13 @@ TEST_F(LoggerTest, PerSourceSubkeyIsReadOnEveryCall) {
     EXPECT_TRUE(HasMessage(DefaultLogPath(), L"after"));
 }
 
+TEST_F(LoggerTest, NamelessSourceIsNeverEnabledPerSource) {
+    Configure({{L"Type", kLogTypeFile}, {L"Enable", kLogEnablePerSource}});
+    Log(L"", L"empty");
+    Log(nullptr, L"null");
+    EXPECT_TRUE(ReadLogLines(DefaultLogPath()).empty());
+}
+
 // ---------------------------------------------------------------- Verbose
 
 struct ThresholdCase {

@@ -122,8 +122,8 @@ TEST_F(DebuggerOutputTest, FolderThatCannotBeCreatedIsReported) {
     EXPECT_EQ(Messages{L"nowhere"}, LoggedMessages(run));
 }
 
-// The backup is held open: the rotation failure is reported and the line
-// goes to the full file.
+// A backup that cannot be replaced (a viewer holds it) is reported and must
+// not cost the log: the full file is kept and the line appended to it.
 TEST_F(DebuggerOutputTest, FailedBackupIsReported) {
     SetDword(L"MaxSize", 1);
     WriteFilledLog(DefaultLogPath(), 1 << 20, L"fill");
@@ -135,7 +135,11 @@ TEST_F(DebuggerOutputTest, FailedBackupIsReported) {
 
     EXPECT_EQ(
         1, run.CountStartingWith(L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
+    holder.reset();
     EXPECT_TRUE(HasMessage(DefaultLogPath(), L"kept"));
+    EXPECT_GT(FileSize(DefaultLogPath()), ULONGLONG(1 << 20));
+    EXPECT_EQ(16u, FileSize(BackupPath(1)));
+    EXPECT_EQ(0u, GetDword(L"CurrentCount", 0xFFFFFFFF));
 }
 
 }  // namespace

@@ -90,26 +90,22 @@ TEST_F(LineFormatTest, FixedWidthFieldsAndNewline) {
     EXPECT_EQ(std::wstring::npos, text.find(L'\r'));
 }
 
-// Source and message are data, never part of the format.
-TEST_F(LineFormatTest, PercentSignsAreWrittenAsTheyAre) {
-    Log(L"%s%n", L"100% done %d %s %n %%", kLogTypeFromSettings, kLogWriteModeFromSettings,
-        LogLevel::Warning);
-    const ParsedLine line = OnlyLine();
-    EXPECT_EQ(L"%s%n", line.source);
-    EXPECT_EQ(L"100% done %d %s %n %%", line.message);
-}
-
-TEST_F(LineFormatTest, TextBeyondTheBasicPlaneSurvives) {
-    const std::wstring message = L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0";
-    Log(L"Phonebook", message.c_str(), kLogTypeFromSettings, kLogWriteModeFromSettings,
-        LogLevel::Information);
-    EXPECT_EQ(message, OnlyLine().message);
-}
-
-TEST_F(LineFormatTest, LongMessageIsNotCut) {
-    const std::wstring message(100000, L'x');
-    Log(L"Phonebook", message.c_str());
-    EXPECT_EQ(message, OnlyLine().message);
+// Source and message are data, never part of the format, and are written
+// whole whatever their length or script.
+TEST_F(LineFormatTest, TextIsWrittenAsGiven) {
+    const std::pair<std::wstring, std::wstring> texts[] = {
+        {L"%s%n", L"100% done %d %s %n %%"},
+        {L"Phonebook", L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0"},
+        {L"Phonebook", std::wstring(100000, L'x')},
+    };
+    for (const auto& [source, message] : texts) {
+        ResetLogState();
+        Configure({{L"Type", kLogTypeFile}});
+        Log(source.c_str(), message.c_str());
+        const ParsedLine line = OnlyLine();
+        EXPECT_EQ(source, line.source);
+        EXPECT_TRUE(message == line.message) << "message " << message.size() << " characters";
+    }
 }
 
 TEST_F(LineFormatTest, NullSourceAndMessageGiveEmptyFields) {

@@ -145,23 +145,6 @@ TEST_P(OtherWriteModeTest, FileGrowsWithoutLimit) {
 
 INSTANTIATE_TEST_SUITE_P(Modes, OtherWriteModeTest, testing::Values(0u, 1u, 3u, 0xFFFFFFFFu));
 
-// A backup that cannot be replaced (a viewer holds it) must not cost the log:
-// the full file is kept and the line appended to it.
-TEST_F(RotationTest, BlockedBackupKeepsTheLog) {
-    Reload();
-    WriteFilledLog(BackupPath(1), 16, L"old");
-    com::UniqueFile holder(
-        ::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    ASSERT_TRUE(holder);
-    FillAndLog(L"fill", L"kept");
-    holder.reset();
-
-    EXPECT_GT(FileSize(DefaultLogPath()), kOneMegabyte);
-    EXPECT_TRUE(HasMessage(DefaultLogPath(), L"kept"));
-    EXPECT_EQ(0u, GetDword(L"CurrentCount", kMissing));
-    EXPECT_EQ(16u, FileSize(BackupPath(1)));
-}
-
 // Backups are always made in the default folder, also for a log file
 // configured elsewhere.
 TEST_F(RotationTest, CustomLogIsBackedUpIntoTheDefaultFolder) {

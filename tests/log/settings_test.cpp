@@ -68,17 +68,6 @@ TEST_P(EnableTest, DecidesWhetherTheSourceIsLogged) {
 INSTANTIATE_TEST_SUITE_P(Modes, EnableTest, testing::ValuesIn(kEnableCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// The subkey is read per call, so support can switch one source on while
-// the host runs.
-TEST_F(LoggerTest, PerSourceSubkeyIsReadOnEveryCall) {
-    Configure({{L"Type", kLogTypeFile}, {L"Enable", kLogEnablePerSource}});
-    Log(kSource, L"before");
-    SetDword(L"Enable", 1, kSource);
-    Log(kSource, L"after");
-    EXPECT_FALSE(HasMessage(DefaultLogPath(), L"before"));
-    EXPECT_TRUE(HasMessage(DefaultLogPath(), L"after"));
-}
-
 TEST_F(LoggerTest, NamelessSourceIsNeverEnabledPerSource) {
     Configure({{L"Type", kLogTypeFile}, {L"Enable", kLogEnablePerSource}});
     Log(L"", L"empty");
@@ -144,13 +133,6 @@ TEST_P(ThresholdTest, WritesTheLevelsItLetsThrough) {
 INSTANTIATE_TEST_SUITE_P(Levels, ThresholdTest, testing::ValuesIn(kThresholdCases),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(LoggerTest, LevelsOutsideOneToFiveWriteNothing) {
-    Configure({{L"Type", kLogTypeFile}, {L"Verbose", 0}});
-    Log(kSource, L"zero", kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel(0));
-    Log(kSource, L"six", kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel(6));
-    EXPECT_TRUE(ReadLogLines(DefaultLogPath()).empty());
-}
-
 // ---------------------------------------------------------------- overrides
 
 class OverrideTest : public LoggerTest {};
@@ -198,14 +180,6 @@ TEST_F(OverrideTest, FilteredCallLeavesSettingsAlone) {
     EXPECT_TRUE(HasMessage(DefaultLogPath(), L"kept"));
 }
 
-TEST_F(OverrideTest, SaveWritesTheOverriddenValues) {
-    Configure({{L"Type", kLogTypeFile}});
-    Log(kSource, L"x", kLogTypeDebugger, 1);
-    CLogger::Instance().SaveConfiguration();
-    EXPECT_EQ(kLogTypeDebugger, GetDword(L"Type", kAbsent));
-    EXPECT_EQ(1u, GetDword(L"WriteMode", kAbsent));
-}
-
 // ---------------------------------------------------------------- saving
 
 TEST_F(LoggerTest, SaveWritesAllEightValuesWithTheirTypes) {
@@ -234,19 +208,6 @@ TEST_F(LoggerTest, SaveWritesAllEightValuesWithTheirTypes) {
     ASSERT_TRUE(GetValue(L"FilePath", type, data));
     EXPECT_EQ(DWORD(REG_SZ), type);
     EXPECT_EQ(DefaultLogPath(), GetText(L"FilePath"));
-}
-
-// Without force the key is read once per process: a later change of the key
-// is not seen until a forced load.
-TEST_F(LoggerTest, UnforcedLoadKeepsTheSettingsRead) {
-    Configure({{L"Type", kLogTypeFile}});
-    SetDword(L"Enable", kLogEnableNone);
-    CLogger::Instance().LoadConfiguration(false);
-    Log(kSource, L"still enabled");
-    Reload();
-    Log(kSource, L"now disabled");
-    EXPECT_TRUE(HasMessage(DefaultLogPath(), L"still enabled"));
-    EXPECT_FALSE(HasMessage(DefaultLogPath(), L"now disabled"));
 }
 
 // ---------------------------------------------------------------- bad input
@@ -355,18 +316,6 @@ TEST_F(FilePathTest, MissingDefaultFolderIsCreated) {
         GTEST_SKIP() << "the log folder holds other files";
     LoadWithPathAndLog(L"");
     EXPECT_TRUE(HasMessage(DefaultLogPath(), L"where?"));
-}
-
-// The log file disappears while the host runs (support deleted it): the next
-// line starts a new one.
-TEST_F(FilePathTest, DeletedLogFileIsStartedAgain) {
-    LoadWithPathAndLog(m_custom);
-    ASSERT_TRUE(::DeleteFileW(m_custom.c_str()));
-    Log(kSource, L"again");
-    bool hasMark = false;
-    ReadLog(m_custom, &hasMark);
-    EXPECT_TRUE(hasMark);
-    EXPECT_TRUE(HasMessage(m_custom, L"again"));
 }
 
 }  // namespace

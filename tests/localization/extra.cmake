@@ -1,6 +1,6 @@
 # Extras of the localization tests: the test program's own resources, the
-# stand-in sibling library (twice), three language resource libraries, a
-# probe program run as a fresh process, and the load benchmark.
+# stand-in sibling library (twice), three language resource libraries and a
+# probe program run as a fresh process.
 set(LOC_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/localization)
 set(LOC_STRINGS ${CMAKE_CURRENT_SOURCE_DIR}/../src/localization)
 
@@ -34,9 +34,4 @@ endforeach()
 add_executable(localization_probe ${LOC_TESTS}/probe/localization_probe.cpp)
 target_link_libraries(localization_probe PRIVATE velphonebook)
 
-add_executable(localization_benchmark ${LOC_TESTS}/bench/load_benchmark.cpp ${LOC_TESTS}/test_resources.rc)
-target_include_directories(localization_benchmark PRIVATE ${LOC_STRINGS})
-target_link_libraries(localization_benchmark PRIVATE velphonebook)
-
-add_dependencies(test_localization ZantixUI64 ZantixUI64_plain ${LOC_RESOURCE_LIBRARIES} localization_probe
-                 localization_benchmark)
+add_dependencies(test_localization ZantixUI64 ZantixUI64_plain ${LOC_RESOURCE_LIBRARIES} localization_probe)

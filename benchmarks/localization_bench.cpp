@@ -1,7 +1,7 @@
 // Measures loading a language file with every string of the module and
 // looking all of them up, as one localizer does when a dialog is created.
 // Prints the times; it checks nothing.
-#include "../language_files.h"
+#include "localization/language_files.h"
 #include "localization/localizer.h"
 #include "localization/string_ids.h"
 

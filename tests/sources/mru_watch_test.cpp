@@ -113,13 +113,22 @@ TEST_F(MRUWatchTest, DestroyingTheBookEndsItsWatcherThread) {
     EXPECT_EQ(before, ThreadCount());
 }
 
-TEST_F(MRUWatchTest, ManyBooksComeAndGoWithoutLeavingThreads) {
-    const int before = ThreadCount();
+TEST_F(MRUWatchTest, ManyBooksComeAndGoWithoutLeavingThreadsOrHandles) {
+    { CMRUAB warmUp; }  // the first book creates what lives as long as the process
+    const int threads = ThreadCount();
+    DWORD handles = 0, handlesAfter = 0;
+    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &handles));
     for (int i = 0; i < 20; ++i) {
         CMRUAB book;
         book.Connect();
+        CRecipient r;
+        r.identifier = L"id";
+        r.faxNumber = L"1";
+        book.Add(r);
     }
-    EXPECT_EQ(before, ThreadCount());
+    EXPECT_EQ(threads, ThreadCount());
+    ASSERT_TRUE(::GetProcessHandleCount(::GetCurrentProcess(), &handlesAfter));
+    EXPECT_EQ(handles, handlesAfter);
 }
 
 }  // namespace

@@ -221,6 +221,17 @@ TEST_F(MRUListTest, IDispatchAnswersByName) {
     EXPECT_EQ(L"Disp 77", GetMRU());
 }
 
+TEST_F(MRUListTest, RepeatedCallsLeaveNoHandleBehind) {
+    Update(L"Warm 1");
+    GetMRU();
+    const int handles = HandleCount();
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(S_OK, Update((L"R" + std::to_wstring(i) + L" " + std::to_wstring(i)).c_str()));
+        GetMRU();
+    }
+    EXPECT_EQ(handles, HandleCount());
+}
+
 TEST_F(MRUListTest, AScriptClientRecordsASentFax) {
     std::string output;
     const int exitCode = RunProcess(L"cscript.exe //nologo \"" + BinDir() +

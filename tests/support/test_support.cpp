@@ -122,6 +122,35 @@ bool ThreadAlive(DWORD threadId) {
 
 int ThreadCount() { return int(ThreadsOfProcess().size()); }
 
+int HandleCount() {
+    // SystemHandleInformation: a count followed by one entry per handle.
+    struct Entry {
+        ULONG process;
+        BYTE type, flags;
+        USHORT handle;
+        void* object;
+        ACCESS_MASK access;
+    };
+    using Query = LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*);
+    const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
+    constexpr ULONG kSystemHandleInformation = 16;
+    constexpr LONG kInfoLengthMismatch = LONG(0xC0000004);
+    std::vector<BYTE> buffer(1 << 20);
+    LONG status;
+    ULONG length = 0;
+    while ((status = query(kSystemHandleInformation, buffer.data(), ULONG(buffer.size()), &length)) ==
+           kInfoLengthMismatch)
+        buffer.resize(buffer.size() * 2);
+    if (status != 0) return -1;
+    const ULONG count = *reinterpret_cast<const ULONG*>(buffer.data());
+    const auto* entries = reinterpret_cast<const Entry*>(buffer.data() + sizeof(void*));
+    int mine = 0;
+    for (ULONG i = 0; i < count; ++i)
+        if (entries[i].process == ::GetCurrentProcessId()) ++mine;
+    return mine;
+}
+
 void DeleteUserKey(const wchar_t* path) { ::RegDeleteTreeW(HKEY_CURRENT_USER, path), ::RegDeleteKeyW(HKEY_CURRENT_USER, path); }
 
 }  // namespace testing_support

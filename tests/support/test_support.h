@@ -57,6 +57,9 @@ private:
 bool ThreadAlive(DWORD threadId);
 // Number of threads of this process.
 int ThreadCount();
+// Number of handles this process holds (GetProcessHandleCount answers 0
+// under Wine, the system's handle table does not).
+int HandleCount();
 
 // Deletes a registry tree under HKEY_CURRENT_USER (missing is fine).
 void DeleteUserKey(const wchar_t* path);

@@ -29,7 +29,7 @@ com::UniqueModule g_resourceLibrary;
 
 }  // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* reserved) {
     if (reason == DLL_PROCESS_ATTACH) {
         com::Module::SetInstance(instance);
         ::DisableThreadLibraryCalls(instance);
@@ -37,7 +37,10 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
         com::Module::SetResourceInstance(g_resourceLibrary.get());
     } else if (reason == DLL_PROCESS_DETACH) {
         com::Module::SetResourceInstance(nullptr);
-        g_resourceLibrary.reset();
+        // When the process is ending, other modules may already be gone:
+        // leave the library to the system then.
+        if (reserved) g_resourceLibrary.release();
+        else g_resourceLibrary.reset();
     }
     return TRUE;
 }

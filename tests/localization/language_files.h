@@ -1,5 +1,5 @@
-// Test helpers for language files: a scratch folder that removes itself, and
-// a writer for the XML layout (root, module element, strings and dialogs).
+// Test helpers for language files: a writer for the XML layout (root, module
+// element, strings and dialogs) and a scratch folder that removes itself.
 #pragma once
 
 #include <windows.h>
@@ -10,41 +10,31 @@
 
 namespace loc_test {
 
+using Texts = std::vector<std::pair<int, std::string>>;
+
 struct DialogTexts {
     int id;
     std::string caption;  // no caption element when empty
-    std::vector<std::pair<int, std::string>> controls;
+    Texts controls;
 };
 
-// The UTF-8 text of a language file for one module.
-inline std::string LanguageXml(const std::string& moduleName,
-                               const std::vector<std::pair<int, std::string>>& strings,
+// The UTF-8 text of a language file for one module; the module's element
+// stands on a line of its own between the root's tags.
+inline std::string LanguageXml(const std::string& moduleName, const Texts& strings,
                                const std::vector<DialogTexts>& dialogs = {}) {
-    std::string xml =
-        "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Zantix>\n  <" + moduleName + ">\n    <resources>\n";
-    xml += "      <strings>\n";
-    for (const auto& [id, text] : strings)
-        xml += "        <string id=\"" + std::to_string(id) + "\">" + text + "</string>\n";
-    xml += "      </strings>\n";
-    for (const DialogTexts& dialog : dialogs) {
-        xml += "      <dlg id=\"" + std::to_string(dialog.id) + "\">\n";
-        if (!dialog.caption.empty()) xml += "        <caption>" + dialog.caption + "</caption>\n";
-        for (const auto& [id, text] : dialog.controls)
-            xml += "        <string id=\"" + std::to_string(id) + "\">" + text + "</string>\n";
-        xml += "      </dlg>\n";
-    }
-    xml += "    </resources>\n  </" + moduleName + ">\n</Zantix>\n";
-    return xml;
-}
-
-inline bool WriteFileBytes(const std::wstring& path, const std::string& bytes) {
-    const HANDLE file =
-        ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file == INVALID_HANDLE_VALUE) return false;
-    DWORD written = 0;
-    const BOOL ok = ::WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr);
-    ::CloseHandle(file);
-    return ok && written == bytes.size();
+    const auto items = [](const Texts& texts) {
+        std::string xml;
+        for (const auto& [id, text] : texts)
+            xml += "<string id=\"" + std::to_string(id) + "\">" + text + "</string>";
+        return xml;
+    };
+    std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Zantix>\n<" + moduleName +
+                      "><resources><strings>" + items(strings) + "</strings>";
+    for (const DialogTexts& dialog : dialogs)
+        xml += "<dlg id=\"" + std::to_string(dialog.id) + "\">" +
+               (dialog.caption.empty() ? "" : "<caption>" + dialog.caption + "</caption>") +
+               items(dialog.controls) + "</dlg>";
+    return xml + "</resources></" + moduleName + ">\n</Zantix>\n";
 }
 
 // A fresh folder under the temporary folder; the files written through it
@@ -61,15 +51,17 @@ public:
         for (const std::wstring& file : m_files) ::DeleteFileW(file.c_str());
         ::RemoveDirectoryW(m_path.c_str());
     }
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
 
     const std::wstring& path() const { return m_path; }
     bool Write(const std::wstring& name, const std::string& bytes) {
         m_files.push_back(m_path + name);
-        return WriteFileBytes(m_path + name, bytes);
+        const HANDLE file = ::CreateFileW(m_files.back().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr);
+        DWORD written = 0;
+        const BOOL ok = ::WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr);
+        ::CloseHandle(file);
+        return ok && written == bytes.size();
     }
-    bool Remove(const std::wstring& name) { return ::DeleteFileW((m_path + name).c_str()) != FALSE; }
 
 private:
     std::wstring m_path;

@@ -1,11 +1,8 @@
-// Stand-in for the product family's optional language library ZantixUI64.dll.
-// Each list function answers with the text of an environment variable of the
-// test process (entries separated by colons) and fails when it is unset, so
-// one build serves every case. Built twice: with both functions, and with the
-// plain one only (ZANTIXUI_PLAIN_ONLY).
+// Stand-in for the optional language library ZantixUI64.dll: each list
+// function answers with an environment variable of the test process (entries
+// separated by colons) and fails when it is unset. Built with both functions,
+// and with the plain one only (ZANTIXUI_PLAIN_ONLY).
 #include <windows.h>
-
-#include <cwchar>
 
 namespace {
 

@@ -1,7 +1,6 @@
 // What the log sends to the debugger output, seen by running a program that
-// logs as a debuggee: the lines by "Type" and its override, the loading
-// notice, and the texts that report a log file in trouble.
-#include "debugger_capture.h"
+// logs as the debuggee of a real debug loop: the lines by "Type" and its
+// overrides, the loading notice, and the texts reporting a log in trouble.
 #include "log_test_support.h"
 
 #include "com/unique_any.h"
@@ -13,94 +12,103 @@ using namespace logtest;
 
 namespace {
 
-constexpr wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
+using Outputs = std::vector<std::wstring>;  // one per output-debug-string event
 
-class DebuggerOutputTest : public LoggerTest {
-protected:
-    static DebuggedRun RunChild(const std::wstring& steps) {
-        DebuggedRun run = RunUnderDebugger(L"\"" + testing_support::BinDir() + L"log_child.exe\" " + steps);
-        EXPECT_TRUE(run.ended);
-        EXPECT_EQ(0u, run.exitCode);
-        return run;
+int CountStartingWith(const Outputs& outputs, const std::wstring& text) {
+    return int(std::count_if(outputs.begin(), outputs.end(),
+                             [&text](const std::wstring& output) { return output.rfind(text, 0) == 0; }));
+}
+
+// The messages of the log lines among the outputs.
+Messages LoggedMessages(const Outputs& outputs) {
+    Messages messages;
+    ParsedLine parsed;
+    for (const std::wstring& output : outputs)
+        if (!output.empty() && ParseLine(output.substr(0, output.size() - 1), parsed))
+            messages.push_back(parsed.message);
+    return messages;
+}
+
+// WaitForDebugEvent gives the text in the ANSI code page, even OutputDebugStringW's.
+std::wstring ReadDebugString(HANDLE process, const OUTPUT_DEBUG_STRING_INFO& info) {
+    std::string bytes(size_t(info.nDebugStringLength) + 1, '\0');
+    ::ReadProcessMemory(process, info.lpDebugStringData, bytes.data(), info.nDebugStringLength, nullptr);
+    std::wstring text(bytes.size(), L'\0');
+    ::MultiByteToWideChar(CP_ACP, 0, bytes.c_str(), -1, text.data(), int(text.size()));
+    return text.c_str();
+}
+
+// Runs log_child.exe with the steps as the debuggee of this thread, until it
+// exits or a minute has passed.
+Outputs RunChild(const std::wstring& steps) {
+    Outputs outputs;
+    bool ended = false;
+    std::wstring commandLine = L"\"" + testing_support::BinDir() + L"log_child.exe\" " + steps;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION info{};
+    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS,
+                          nullptr, nullptr, &startup, &info)) {
+        ADD_FAILURE() << "log_child.exe did not start";
+        return outputs;
     }
-
-    // The messages of the log lines among the outputs, in order.
-    static std::vector<std::wstring> LoggedMessages(const DebuggedRun& run) {
-        std::vector<std::wstring> messages;
-        for (const std::wstring& output : run.outputs) {
-            ParsedLine parsed;
-            if (!output.empty() && output.back() == L'\n' &&
-                ParseLine(output.substr(0, output.size() - 1), parsed))
-                messages.push_back(parsed.message);
+    com::UniqueHandle process(info.hProcess), thread(info.hThread);
+    DEBUG_EVENT event{};
+    while (!ended && ::WaitForDebugEvent(&event, 60000)) {
+        DWORD status = DBG_CONTINUE;
+        switch (event.dwDebugEventCode) {
+            // The debugger owns the file handles of these events.
+            case CREATE_PROCESS_DEBUG_EVENT:
+                ::CloseHandle(event.u.CreateProcessInfo.hFile);
+                break;
+            case LOAD_DLL_DEBUG_EVENT:
+                ::CloseHandle(event.u.LoadDll.hFile);
+                break;
+            case OUTPUT_DEBUG_STRING_EVENT:
+                outputs.push_back(ReadDebugString(process.get(), event.u.DebugString));
+                break;
+            case EXCEPTION_DEBUG_EVENT:
+                // The loader's breakpoint is ours to pass; anything else is the program's.
+                if (event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
+                    status = DBG_EXCEPTION_NOT_HANDLED;
+                break;
+            case EXIT_PROCESS_DEBUG_EVENT:
+                EXPECT_EQ(0u, event.u.ExitProcess.dwExitCode) << "log_child.exe failed";
+                ended = true;
+                break;
         }
-        return messages;
+        ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, status);
     }
-
-    static std::vector<std::wstring> FileMessages() {
-        std::vector<std::wstring> messages;
-        for (const std::wstring& line : ReadLogLines(DefaultLogPath())) {
-            ParsedLine parsed;
-            if (ParseLine(line, parsed)) messages.push_back(parsed.message);
-        }
-        return messages;
+    if (!ended) {
+        ADD_FAILURE() << "log_child.exe did not end";
+        ::TerminateProcess(process.get(), 1);
+        ::DebugActiveProcessStop(info.dwProcessId);
     }
-};
+    return outputs;
+}
 
-using Messages = std::vector<std::wstring>;
-
-TEST_F(DebuggerOutputTest, DefaultsSendAllButVerboseToBoth) {
-    const DebuggedRun run = RunChild(
-        L"log|1|3|2|Phonebook|error log|2|3|2|Phonebook|warning "
-        L"log|3|3|2|Phonebook|information log|4|3|2|Phonebook|verbose");
-    ASSERT_FALSE(run.outputs.empty());
-    EXPECT_EQ(kLoading, run.outputs.front());
-    EXPECT_EQ((Messages{L"error", L"warning", L"information"}), LoggedMessages(run));
-    EXPECT_EQ((Messages{L"error", L"warning", L"information"}), FileMessages());
-
+// Defaults send all but verbose lines to both; an override of the type holds
+// for later calls until the settings are read again (once per process unless
+// forced), and one on a line that is filtered out changes nothing.
+TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
+    const Outputs run = RunChild(
+        L"load log|1|3|2|P|error log|4|1|2|P|verbose log|2|3|2|P|warning log|3|3|2|P|information "
+        L"log|1|2|2|P|debugger log|1|3|2|P|still-debugger log|1|1|2|P|file log|1|3|2|P|still-file "
+        L"load reload log|1|3|2|P|both");
+    const wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
+    EXPECT_EQ(kLoading, run.at(0));
+    EXPECT_EQ(2, CountStartingWith(run, kLoading));
+    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}),
+              LoggedMessages(run));
+    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"file", L"still-file", L"both"}),
+              FileMessages(DefaultLogPath()));
     // The debugger gets the very line the file gets.
-    const std::vector<std::wstring> lines = ReadLogLines(DefaultLogPath());
-    ASSERT_EQ(3u, lines.size());
-    EXPECT_EQ(1u, run.Containing(lines[1] + L"\n").size());
+    EXPECT_EQ(1, CountStartingWith(run, ReadLogLines(DefaultLogPath()).at(1) + L"\n"));
 }
 
-TEST_F(DebuggerOutputTest, FileOnlyOverrideSticksForLaterCalls) {
-    const DebuggedRun run =
-        RunChild(L"log|1|3|2|Phonebook|before log|1|1|2|Phonebook|switch log|1|3|2|Phonebook|after");
-    EXPECT_EQ(Messages{L"before"}, LoggedMessages(run));
-    EXPECT_EQ((Messages{L"before", L"switch", L"after"}), FileMessages());
-}
-
-TEST_F(DebuggerOutputTest, DebuggerOnlyTypeLeavesTheFileAlone) {
-    SetDword(L"Type", kLogTypeDebugger);
-    const DebuggedRun run = RunChild(L"log|1|3|2|Phonebook|only-debugger");
-    EXPECT_EQ(Messages{L"only-debugger"}, LoggedMessages(run));
-    EXPECT_TRUE(FileMessages().empty());
-}
-
-TEST_F(DebuggerOutputTest, SettingsAreLoadedOncePerProcessUnlessForced) {
-    EXPECT_EQ(1, RunChild(L"load load log|1|3|2|Phonebook|x").CountStartingWith(kLoading));
-    EXPECT_EQ(1, RunChild(L"log|1|3|2|Phonebook|x log|1|3|2|Phonebook|y").CountStartingWith(kLoading));
-    EXPECT_EQ(3, RunChild(L"load reload log|1|3|2|Phonebook|x reload").CountStartingWith(kLoading));
-}
-
-// The default log file is held by another program without sharing: the
-// load reports it, and so does every line that cannot be written.
-TEST_F(DebuggerOutputTest, UnopenableLogFileIsReported) {
-    com::UniqueFile holder(
-        ::CreateFileW(DefaultLogPath().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
-    ASSERT_TRUE(holder);
-    const DebuggedRun run = RunChild(L"log|1|3|2|Phonebook|lost");
-
-    const std::wstring cannotCreate =
-        L"Error - Unable to create file at file path: " + DefaultLogPath() + L".Get last error is = ";
-    EXPECT_EQ(1, run.CountStartingWith(cannotCreate));
-    EXPECT_EQ(1, run.CountStartingWith(L"Unable to create/open KTX log file at path : "));
-    // The line itself still reaches the debugger, and the child did not fail.
-    EXPECT_EQ(Messages{L"lost"}, LoggedMessages(run));
-}
-
-// A file stands where the log folder should be created.
-TEST_F(DebuggerOutputTest, FolderThatCannotBeCreatedIsReported) {
+// A file stands where the log folder should be made: the load reports it,
+// and every line that cannot be written; the line still reaches the debugger.
+TEST_F(LoggerTest, FolderThatCannotBeMadeIsReported) {
     std::wstring orvanta = LogFolder();
     orvanta.pop_back();
     const std::wstring quorvel = orvanta.substr(0, orvanta.find_last_of(L'\\'));
@@ -108,37 +116,36 @@ TEST_F(DebuggerOutputTest, FolderThatCannotBeCreatedIsReported) {
     ::RemoveDirectoryW(quorvel.c_str());
     if (::GetFileAttributesW(quorvel.c_str()) != INVALID_FILE_ATTRIBUTES)
         GTEST_SKIP() << "the application-data folder holds other files";
-    {
-        com::UniqueFile blocker(
-            ::CreateFileW(quorvel.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
-        ASSERT_TRUE(blocker);
-    }
-    const DebuggedRun run = RunChild(L"log|1|3|2|Phonebook|nowhere");
+    com::UniqueFile(::CreateFileW(quorvel.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr))
+        .reset();
+    const Outputs run = RunChild(L"log|1|3|2|P|nowhere");
     ::DeleteFileW(quorvel.c_str());
 
-    EXPECT_EQ(1, run.CountStartingWith(L"Error - Unable to create CreateDirectory: " + orvanta +
-                                       L".Get last error is = "));
-    EXPECT_EQ(1, run.CountStartingWith(L"Error - Unable to create file at file path: "));
+    const std::wstring lastError = L".Get last error is = ";
+    EXPECT_EQ(1, CountStartingWith(run, L"Error - Unable to create CreateDirectory: " + orvanta + lastError));
+    EXPECT_EQ(1, CountStartingWith(
+                     run, L"Error - Unable to create file at file path: " + DefaultLogPath() + lastError));
+    EXPECT_EQ(1, CountStartingWith(run, L"Unable to create/open KTX log file at path : "));
     EXPECT_EQ(Messages{L"nowhere"}, LoggedMessages(run));
 }
 
-// A backup that cannot be replaced (a viewer holds it) is reported and must
-// not cost the log: the full file is kept and the line appended to it.
-TEST_F(DebuggerOutputTest, FailedBackupIsReported) {
+// A backup that cannot be replaced (a viewer holds it) is reported and costs
+// no line: the full log is kept and the line appended to it.
+TEST_F(LoggerTest, FailedBackupIsReported) {
     SetDword(L"MaxSize", 1);
     WriteFilledLog(DefaultLogPath(), 1 << 20, L"fill");
     WriteFilledLog(BackupPath(1), 16, L"old");
     com::UniqueFile holder(
         ::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(holder);
-    const DebuggedRun run = RunChild(L"log|1|1|2|Phonebook|kept");
+    const Outputs run = RunChild(L"log|1|1|2|P|kept");
+    holder.reset();
 
     EXPECT_EQ(
-        1, run.CountStartingWith(L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
-    holder.reset();
-    EXPECT_TRUE(HasMessage(DefaultLogPath(), L"kept"));
-    EXPECT_GT(FileSize(DefaultLogPath()), ULONGLONG(1 << 20));
-    EXPECT_EQ(16u, FileSize(BackupPath(1)));
+        1, CountStartingWith(run, L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
+    const Messages messages = FileMessages(DefaultLogPath());
+    EXPECT_GT(messages.size(), 1u);
+    EXPECT_EQ(L"kept", messages.back());
     EXPECT_EQ(0u, GetDword(L"CurrentCount", 0xFFFFFFFF));
 }
 

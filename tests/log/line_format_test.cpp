@@ -6,123 +6,59 @@ using namespace logtest;
 
 namespace {
 
-ULONGLONG AsNumber(const SYSTEMTIME& time) {
+ULONGLONG Milliseconds(const SYSTEMTIME& time) {
     FILETIME file{};
     ::SystemTimeToFileTime(&time, &file);
-    return (ULONGLONG(file.dwHighDateTime) << 32) | file.dwLowDateTime;
-}
-
-class LineFormatTest : public LoggerTest {
-protected:
-    void SetUp() override {
-        LoggerTest::SetUp();
-        Configure({{L"Type", kLogTypeFile}, {L"Verbose", 4}});
-    }
-
-    // The only line of the log file, parsed.
-    static ParsedLine OnlyLine() {
-        const std::vector<std::wstring> lines = ReadLogLines(DefaultLogPath());
-        EXPECT_EQ(1u, lines.size());
-        ParsedLine parsed;
-        if (!lines.empty()) {
-            EXPECT_TRUE(ParseLine(lines[0], parsed)) << "line does not parse";
-        }
-        return parsed;
-    }
-};
-
-struct LevelFormat {
-    const char* name;
-    LogLevel level;
-    const wchar_t* tag;
-    bool hasLastError;
-};
-
-void PrintTo(const LevelFormat& c, std::ostream* os) {
-    *os << c.name;
-}
-
-const LevelFormat kLevelFormats[] = {
-    {"Error", LogLevel::Error, L"Err", true},
-    {"Warning", LogLevel::Warning, L"Warn", true},
-    {"Information", LogLevel::Information, L"Info", false},
-    {"Verbose", LogLevel::Verbose, L"Verb", false},
-    {"LevelFive", LogLevel::Always, L"Err", true},
-};
-
-class LevelFormatTest : public LineFormatTest, public testing::WithParamInterface<LevelFormat> {};
-
-TEST_P(LevelFormatTest, LineCarriesTagTimeSourceMessageAndLastError) {
-    const LevelFormat& f = GetParam();
-    constexpr DWORD kCallerError = 1234;
-    SYSTEMTIME before{}, after{};
-    ::GetLocalTime(&before);
-    ::SetLastError(kCallerError);
-    Log(L"Outlook", L"Connect failed", kLogTypeFromSettings, kLogWriteModeFromSettings, f.level);
-    const DWORD errorAfterwards = ::GetLastError();
-    ::GetLocalTime(&after);
-
-    const ParsedLine line = OnlyLine();
-    EXPECT_EQ(f.tag, line.tag);
-    EXPECT_EQ(L"Outlook", line.source);
-    EXPECT_EQ(L"Connect failed", line.message);
-    EXPECT_EQ(f.hasLastError, line.hasLastError);
-    if (f.hasLastError) {
-        EXPECT_EQ(kCallerError, line.lastError);
-    }
-    // Logging leaves the caller's last error alone.
-    EXPECT_EQ(kCallerError, errorAfterwards);
-    // Day, month, year and the time of day of the local clock, in that order.
-    EXPECT_LE(AsNumber(before) / 10000, AsNumber(line.time) / 10000);
-    EXPECT_GE(AsNumber(after) / 10000, AsNumber(line.time) / 10000);
-}
-
-INSTANTIATE_TEST_SUITE_P(Levels, LevelFormatTest, testing::ValuesIn(kLevelFormats),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(LineFormatTest, FixedWidthFieldsAndNewline) {
-    Log(L"S", L"M", kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel::Information);
-    const std::wstring text = ReadLog(DefaultLogPath());
-    // "[KTX Info][dd:mm:yyyy][hh:mm:ss:mmm][S][M]\n"
-    ASSERT_EQ(43u, text.size());
-    EXPECT_EQ(L"[KTX Info][", text.substr(0, 11));
-    EXPECT_EQ(L"[S][M]\n", text.substr(36));
-    EXPECT_EQ(std::wstring::npos, text.find(L'\r'));
+    return ((ULONGLONG(file.dwHighDateTime) << 32) | file.dwLowDateTime) / 10000;
 }
 
 // Source and message are data, never part of the format, and are written
-// whole whatever their length or script.
-TEST_F(LineFormatTest, TextIsWrittenAsGiven) {
-    const std::pair<std::wstring, std::wstring> texts[] = {
-        {L"%s%n", L"100% done %d %s %n %%"},
-        {L"Phonebook", L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0"},
-        {L"Phonebook", std::wstring(100000, L'x')},
+// whole whatever their length or script; null ones give empty fields. Level 5
+// is written as an error. The file is UTF-16 with one byte-order mark.
+TEST_F(LoggerTest, EachLevelHasItsLineFormat) {
+    const std::wstring longMessage(100000, L'x');
+    struct Case {
+        LogLevel level;
+        const wchar_t* tag;
+        bool hasLastError;
+        const wchar_t* source;
+        const wchar_t* message;
     };
-    for (const auto& [source, message] : texts) {
-        ResetLogState();
-        Configure({{L"Type", kLogTypeFile}});
-        Log(source.c_str(), message.c_str());
-        const ParsedLine line = OnlyLine();
-        EXPECT_EQ(source, line.source);
-        EXPECT_TRUE(message == line.message) << "message " << message.size() << " characters";
+    const Case cases[] = {
+        {LogLevel::Error, L"Err", true, L"Outlook", L"Connect failed"},
+        {LogLevel::Warning, L"Warn", true, L"%s%n", L"100% done %d %s %n %%"},
+        {LogLevel::Information, L"Info", false, L"Phonebook",
+         L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0"},
+        {LogLevel::Verbose, L"Verb", false, L"Phonebook", longMessage.c_str()},
+        {LogLevel::Always, L"Err", true, nullptr, nullptr},
+    };
+    Configure({{L"Type", kLogTypeFile}, {L"Verbose", 4}});
+    SYSTEMTIME before{}, after{};
+    ::GetLocalTime(&before);
+    for (const Case& c : cases) {
+        ::SetLastError(1000 + DWORD(c.level));
+        Log(c.source, c.message, kLogTypeFromSettings, kLogWriteModeFromSettings, c.level);
+        EXPECT_EQ(1000 + DWORD(c.level), ::GetLastError()) << "the caller's last error is left alone";
     }
-}
+    ::GetLocalTime(&after);
 
-TEST_F(LineFormatTest, NullSourceAndMessageGiveEmptyFields) {
-    Log(nullptr, nullptr);
-    const ParsedLine line = OnlyLine();
-    EXPECT_EQ(L"", line.source);
-    EXPECT_EQ(L"", line.message);
-}
-
-// One byte-order mark at the start of the file, none between lines.
-TEST_F(LineFormatTest, FileIsUtf16WithOneByteOrderMark) {
-    for (int i = 0; i < 3; ++i) Log(L"Phonebook", std::to_wstring(i).c_str());
     bool hasMark = false;
-    const std::wstring text = ReadLog(DefaultLogPath(), &hasMark);
+    EXPECT_EQ(std::wstring::npos, ReadLog(DefaultLogPath(), &hasMark).find(wchar_t(0xFEFF)));
     EXPECT_TRUE(hasMark);
-    EXPECT_EQ(std::wstring::npos, text.find(wchar_t(0xFEFF)));
-    EXPECT_EQ(3u, ReadLogLines(DefaultLogPath()).size());
+    const std::vector<std::wstring> lines = ReadLogLines(DefaultLogPath());
+    ASSERT_EQ(std::size(cases), lines.size());
+    for (size_t i = 0; i < lines.size(); ++i) {
+        const Case& c = cases[i];
+        ParsedLine line;
+        ASSERT_TRUE(ParseLine(lines[i], line)) << i;
+        EXPECT_EQ(c.tag, line.tag);
+        EXPECT_EQ(c.source ? c.source : L"", line.source);
+        EXPECT_TRUE(line.message == (c.message ? c.message : L"")) << i;
+        EXPECT_EQ(c.hasLastError ? 1000 + DWORD(c.level) : 0, line.lastError);
+        // Day, month, year and the time of day of the local clock, in that order.
+        EXPECT_LE(Milliseconds(before), Milliseconds(line.time));
+        EXPECT_GE(Milliseconds(after), Milliseconds(line.time));
+    }
 }
 
 }  // namespace

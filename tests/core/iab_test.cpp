@@ -147,22 +147,4 @@ TEST(CompareLists, AppendsToKeptAndAddedInsteadOfEmptyingThem) {
     EXPECT_TRUE(removed.empty()) << "removed is emptied first";
 }
 
-TEST(Recipient, CopiesCarryEverySpareTextAndClearResetsAll) {
-    CRecipient r = WithKey(3, L"n");
-    r.identifier = L"id";
-    r.faxNumber = L"1";
-    r.favorite = true;
-    r.date.wYear = 2026;
-    for (int i = 0; i < CRecipient::SpareCount; ++i) r.spare[i] = L"spare " + std::to_wstring(i);
-    const CRecipient copy = r;
-    EXPECT_EQ(r.spare, copy.spare);
-    r.Clear();
-    EXPECT_EQ(0u, r.key);
-    EXPECT_TRUE(r.identifier.empty() && r.name.empty() && r.faxNumber.empty());
-    for (const auto& spare : r.spare) EXPECT_TRUE(spare.empty());
-    EXPECT_FALSE(r.favorite);
-    EXPECT_EQ(0, r.date.wYear);
-    EXPECT_EQ(L"spare 4", copy.spare[4]) << "the copy is independent";
-}
-
 }  // namespace

@@ -7,6 +7,8 @@
 #include "module/VelPhonebook_h.h"
 #include "module/registration.h"
 #include "mru/mru_list.h"
+#include "win/display.h"
+#include "win/window_impl.h"
 
 namespace {
 
@@ -48,6 +50,8 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void* reserved)
 STDAPI DllCanUnloadNow() {
     if (!com::Module::CanUnload()) return S_FALSE;
     com::Module::ReleaseTypeInfos();
+    win::UnregisterWindowClasses();
+    win::ReleaseActivationContext();
     return S_OK;
 }
 

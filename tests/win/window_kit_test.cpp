@@ -1,0 +1,191 @@
+// The window kit: message maps with chained layers, the default processing
+// of what no layer handles, dialog results, subclassing and the end of a
+// window's life as its object sees it.
+#include "win/controls.h"
+#include "win/display.h"
+#include "win/window_impl.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr UINT kPing = WM_APP + 1;
+constexpr UINT kPass = WM_APP + 2;
+
+// The lower layer of a two-layer window, as the list view's mix-ins stack.
+template <class T>
+class CountingLayer {
+public:
+    std::vector<std::string> seen;
+
+    BEGIN_MSG_MAP(CountingLayer)
+        MESSAGE_HANDLER(kPing, OnLower)
+        MESSAGE_HANDLER(kPass, OnLower)
+    END_MSG_MAP()
+
+    LRESULT OnLower(UINT, WPARAM, LPARAM, BOOL&) {
+        seen.push_back("lower");
+        return 2;
+    }
+};
+
+class TwoLayerWindow : public win::WindowImpl<TwoLayerWindow>, public CountingLayer<TwoLayerWindow> {
+public:
+    int finalMessages = 0;
+
+    BEGIN_MSG_MAP(TwoLayerWindow)
+        MESSAGE_HANDLER(kPing, OnUpper)
+        MESSAGE_HANDLER(kPass, OnUpperPassing)
+        CHAIN_MSG_MAP(CountingLayer<TwoLayerWindow>)
+    END_MSG_MAP()
+
+    LRESULT OnUpper(UINT, WPARAM, LPARAM, BOOL&) {
+        seen.push_back("upper");
+        return 1;
+    }
+    LRESULT OnUpperPassing(UINT, WPARAM, LPARAM, BOOL& handled) {
+        seen.push_back("upper");
+        handled = FALSE;
+        return 1;
+    }
+    void OnFinalMessage(HWND) override { ++finalMessages; }
+};
+
+TEST(WindowKitTest, MessagesGoThroughTheLayersInOrderAndTheRestToTheDefault) {
+    TwoLayerWindow window;
+    ASSERT_TRUE(window.Create(nullptr, RECT{0, 0, 100, 100}, L"kit window", WS_POPUP));
+
+    EXPECT_EQ(window.SendMessage(kPing), 1);
+    EXPECT_EQ(window.seen, (std::vector<std::string>{"upper"}));
+
+    window.seen.clear();
+    EXPECT_EQ(window.SendMessage(kPass), 2) << "a handler that lets go hands the message to the chained layer";
+    EXPECT_EQ(window.seen, (std::vector<std::string>{"upper", "lower"}));
+
+    EXPECT_EQ(window.GetText(), L"kit window") << "unhandled messages reach the default processing";
+
+    const HWND hwnd = window.hwnd();
+    ::DestroyWindow(hwnd);
+    EXPECT_EQ(window.hwnd(), nullptr);
+    EXPECT_EQ(window.finalMessages, 1);
+}
+
+TEST(WindowKitTest, AnObjectGoingFirstTakesItsWindowWithoutRunningItsMap) {
+    HWND hwnd = nullptr;
+    {
+        TwoLayerWindow window;
+        hwnd = window.Create(nullptr, RECT{0, 0, 10, 10}, L"", WS_POPUP);
+        ASSERT_TRUE(hwnd);
+    }
+    EXPECT_FALSE(::IsWindow(hwnd));
+}
+
+class KitDialog : public win::DialogImpl<KitDialog> {
+public:
+    enum { IDD = 901 };
+    LRESULT notifyResult = 0;
+
+    BEGIN_MSG_MAP(KitDialog)
+        MESSAGE_HANDLER(WM_INITDIALOG, OnInitDialog)
+        MESSAGE_HANDLER(kPing, OnPing)
+        NOTIFY_HANDLER(300, NM_CLICK, OnClick)
+        COMMAND_ID_HANDLER(IDCANCEL, OnCancel)
+    END_MSG_MAP()
+
+    LRESULT OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
+        // A notification's result must come back to its sender.
+        NMHDR header{};
+        header.hwndFrom = GetDlgItem(300);
+        header.idFrom = 300;
+        header.code = UINT(NM_CLICK);
+        notifyResult = SendMessage(WM_NOTIFY, 300, reinterpret_cast<LPARAM>(&header));
+        PostMessage(kPing, 7);
+        return TRUE;
+    }
+    LRESULT OnClick(int, NMHDR*, BOOL&) { return 42; }
+    LRESULT OnPing(UINT, WPARAM wParam, LPARAM, BOOL&) {
+        EndDialog(INT_PTR(wParam));
+        return 0;
+    }
+    LRESULT OnCancel(WORD, WORD, HWND, BOOL&) {
+        EndDialog(IDCANCEL);
+        return 0;
+    }
+};
+
+TEST(WindowKitTest, ModalDialogReturnsWhatItEndsWithAndNotificationsReturnTheirResult) {
+    KitDialog dialog;
+    EXPECT_EQ(dialog.DoModal(nullptr, ::GetModuleHandleW(nullptr)), 7);
+    EXPECT_EQ(dialog.notifyResult, 42);
+    EXPECT_EQ(dialog.hwnd(), nullptr);
+}
+
+TEST(WindowKitTest, ModelessDialogLivesUntilItsObjectGoes) {
+    HWND hwnd = nullptr;
+    {
+        KitDialog dialog;
+        hwnd = dialog.Create(nullptr, ::GetModuleHandleW(nullptr));
+        ASSERT_TRUE(hwnd);
+        EXPECT_EQ(::GetDlgCtrlID(dialog.GetDlgItem(300)), 300);
+    }
+    EXPECT_FALSE(::IsWindow(hwnd));
+}
+
+// Swallows digits typed into an edit box it does not own.
+class DigitFilter : public win::SubclassImpl<DigitFilter> {
+public:
+    int finalMessages = 0;
+    BEGIN_MSG_MAP(DigitFilter)
+        MESSAGE_HANDLER(WM_CHAR, OnChar)
+    END_MSG_MAP()
+    LRESULT OnChar(UINT, WPARAM wParam, LPARAM, BOOL& handled) {
+        handled = wParam >= L'0' && wParam <= L'9';
+        return 0;
+    }
+    void OnFinalMessage(HWND) override { ++finalMessages; }
+};
+
+TEST(WindowKitTest, SubclassSeesTheWindowsMessagesFirstUntilItGoes) {
+    win::EditCtrl edit(::CreateWindowExW(0, L"EDIT", L"", WS_POPUP, 0, 0, 100, 20, nullptr, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(edit.hwnd());
+    DigitFilter filter;
+    ASSERT_TRUE(filter.Subclass(edit));
+    EXPECT_FALSE(filter.Subclass(edit)) << "one window at a time";
+    for (wchar_t c : std::wstring(L"a1b2")) edit.SendMessage(WM_CHAR, c, 1);
+    EXPECT_EQ(edit.GetText(), L"ab");
+
+    filter.Unsubclass();
+    edit.SendMessage(WM_CHAR, L'3', 1);
+    EXPECT_EQ(edit.GetText(), L"ab3");
+
+    ASSERT_TRUE(filter.Subclass(edit));
+    ::DestroyWindow(edit);
+    EXPECT_EQ(filter.hwnd(), nullptr);
+    EXPECT_EQ(filter.finalMessages, 1);
+}
+
+TEST(WindowKitTest, ListViewWrapperFindsRowsByTheirData) {
+    win::ActivationScope scope;
+    win::ListViewCtrl list(::CreateWindowExW(0, WC_LISTVIEWW, L"", WS_POPUP | LVS_REPORT, 0, 0, 200, 100, nullptr,
+                                             nullptr, nullptr, nullptr));
+    ASSERT_TRUE(list.hwnd());
+    list.InsertColumn(0, L"#", 30);
+    list.InsertColumn(1, L"Name", 90);
+    for (int i = 0; i < 3; ++i) {
+        const int row = list.InsertItem(i, std::to_wstring(i + 1).c_str(), 100 + i);
+        list.SetItemText(row, 1, (L"name " + std::to_wstring(i)).c_str());
+    }
+    EXPECT_EQ(list.FindItemByData(102), 2);
+    EXPECT_EQ(list.FindItemByData(7), -1);
+    EXPECT_EQ(list.GetItemText(2, 1), L"name 2");
+    EXPECT_EQ(list.GetItemText(1, 1, 3), L"nam") << "the text is cut at the asked length";
+    list.SetItemState(1, LVIS_SELECTED, LVIS_SELECTED);
+    EXPECT_EQ(list.GetNextItem(-1, LVNI_SELECTED), 1);
+    EXPECT_EQ(list.GetHeader().GetItemCount(), 2);
+    ::DestroyWindow(list);
+}
+
+}  // namespace

@@ -200,6 +200,109 @@ HRESULT BuildElement(IXMLDOMDocument* document, const XmlElement& element, Prefi
     return parent->appendChild(node.get(), appended.put());
 }
 
+// The platform's SAX writer, which declares each namespace once on the root
+// and indents; the DOM route below is kept for XML services without it.
+constexpr CLSID kWriterClasses[] = {
+    {0x88D96A0F, 0xF192, 0x11D4, {0xA6, 0x5F, 0x00, 0x40, 0x96, 0x32, 0x51, 0xE5}},  // MXXMLWriter60
+    {0x3D813DFE, 0x6C91, 0x4A4E, {0x8F, 0x41, 0x04, 0x34, 0x6A, 0x84, 0x1D, 0x9C}},  // MXXMLWriter30
+};
+constexpr CLSID kAttributesClasses[] = {
+    {0x88D96A0E, 0xF192, 0x11D4, {0xA6, 0x5F, 0x00, 0x40, 0x96, 0x32, 0x51, 0xE5}},  // SAXAttributes60
+    {0x3E784A01, 0xF3AE, 0x4DC0, {0x93, 0x54, 0x95, 0x26, 0xB9, 0x37, 0x0E, 0xBA}},  // SAXAttributes30
+};
+constexpr IID kIIDMXWriter = {0x4D7FF4BA, 0x1565, 0x4EA8, {0x94, 0xE1, 0x6E, 0x72, 0x4A, 0x46, 0xF9, 0x8D}};
+constexpr IID kIIDMXAttributes = {0xF10D27CC, 0x3EC0, 0x415C, {0x8E, 0xD8, 0x77, 0xAB, 0x1C, 0x5E, 0x72, 0x62}};
+constexpr IID kIIDSAXContentHandler = {0x1545CDFA, 0x9E4E, 0x4497, {0xA8, 0xA4, 0x2B, 0xF7, 0xD0, 0x11, 0x2C, 0x44}};
+constexpr IID kIIDSAXAttributes = {0xF078ABE1, 0x45D2, 0x4832, {0x91, 0xEA, 0x44, 0x66, 0xCE, 0x2F, 0x25, 0xC9}};
+
+template <class I, size_t N>
+com::ComPtr<I> CreateFirst(const CLSID (&classes)[N], REFIID iid) {
+    com::ComPtr<I> object;
+    for (const CLSID& clsid : classes)
+        if (SUCCEEDED(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, iid, object.put_void()))) break;
+    return object;
+}
+
+void CollectNamespaces(const XmlElement& element, Prefixes& prefixes, std::map<std::wstring, std::wstring>& used) {
+    if (!element.ns.empty()) used.emplace(prefixes.For(element.ns), element.ns);
+    for (const XmlAttribute& attribute : element.attributes)
+        if (!attribute.ns.empty()) used.emplace(prefixes.For(attribute.ns), attribute.ns);
+    for (const auto& child : element.children) CollectNamespaces(*child, prefixes, used);
+}
+
+class SaxOut {
+public:
+    SaxOut(ISAXContentHandler* handler, IMXAttributes* attributes, ISAXAttributes* saxAttributes)
+        : m_handler(handler), m_attributes(attributes), m_saxAttributes(saxAttributes) {}
+
+    HRESULT Element(const XmlElement& element, Prefixes& prefixes,
+                    const std::map<std::wstring, std::wstring>* declarations, size_t depth = 0) {
+        RETURN_IF_FAILED(m_attributes->clear());
+        if (declarations)
+            for (const auto& [prefix, ns] : *declarations) RETURN_IF_FAILED(Add(L"", L"", L"xmlns:" + prefix, ns));
+        for (const XmlAttribute& attribute : element.attributes)
+            RETURN_IF_FAILED(Add(attribute.ns, attribute.name, Qualified(prefixes.For(attribute.ns), attribute.name),
+                                 attribute.value));
+        const std::wstring qualified = Qualified(prefixes.For(element.ns), element.name);
+        RETURN_IF_FAILED(m_handler->startElement(element.ns.c_str(), int(element.ns.size()), element.name.c_str(),
+                                                 int(element.name.size()), qualified.c_str(), int(qualified.size()),
+                                                 m_saxAttributes));
+        if (element.children.empty() && !element.text.empty())
+            RETURN_IF_FAILED(m_handler->characters(element.text.c_str(), int(element.text.size())));
+        // Indented by hand: the writer's own indent mode puts layout inside values.
+        const std::wstring inner = L"\n" + std::wstring(depth + 1, L'\t');
+        for (const auto& child : element.children) {
+            RETURN_IF_FAILED(m_handler->characters(inner.c_str(), int(inner.size())));
+            RETURN_IF_FAILED(Element(*child, prefixes, nullptr, depth + 1));
+        }
+        if (!element.children.empty())
+            RETURN_IF_FAILED(m_handler->characters(inner.c_str(), int(inner.size()) - 1));
+        return m_handler->endElement(element.ns.c_str(), int(element.ns.size()), element.name.c_str(),
+                                     int(element.name.size()), qualified.c_str(), int(qualified.size()));
+    }
+
+private:
+    HRESULT Add(const std::wstring& ns, const std::wstring& name, const std::wstring& qualified,
+                const std::wstring& value) {
+        com::UniqueBstr uri(com::AllocBstr(ns)), local(com::AllocBstr(name)), qname(com::AllocBstr(qualified)),
+            type(com::AllocBstr(L"CDATA")), text(com::AllocBstr(value));
+        if (!uri || !local || !qname || !type || !text) return E_OUTOFMEMORY;
+        return m_attributes->addAttribute(uri.get(), local.get(), qname.get(), type.get(), text.get());
+    }
+
+    ISAXContentHandler* m_handler;
+    IMXAttributes* m_attributes;
+    ISAXAttributes* m_saxAttributes;
+};
+
+HRESULT WriteWithSax(const XmlElement& root, IStream* stream) {
+    com::ComPtr<IMXWriter> writer = CreateFirst<IMXWriter>(kWriterClasses, kIIDMXWriter);
+    com::ComPtr<IMXAttributes> attributes = CreateFirst<IMXAttributes>(kAttributesClasses, kIIDMXAttributes);
+    com::ComPtr<ISAXContentHandler> handler = QueryAs<ISAXContentHandler>(writer, kIIDSAXContentHandler);
+    com::ComPtr<ISAXAttributes> saxAttributes = QueryAs<ISAXAttributes>(attributes, kIIDSAXAttributes);
+    if (!writer || !handler || !attributes || !saxAttributes) return REGDB_E_CLASSNOTREG;
+    com::UniqueBstr encoding(com::AllocBstr(L"UTF-8"));
+    if (!encoding) return E_OUTOFMEMORY;
+    RETURN_IF_FAILED(writer->put_encoding(encoding.get()));
+    RETURN_IF_FAILED(writer->put_byteOrderMark(VARIANT_FALSE));
+    RETURN_IF_FAILED(writer->put_omitXMLDeclaration(VARIANT_FALSE));
+    RETURN_IF_FAILED(writer->put_indent(VARIANT_FALSE));
+    VARIANT output;
+    ::VariantInit(&output);
+    output.vt = VT_UNKNOWN;
+    output.punkVal = stream;  // borrowed
+    RETURN_IF_FAILED(writer->put_output(output));
+
+    Prefixes prefixes;
+    std::map<std::wstring, std::wstring> declarations;
+    CollectNamespaces(root, prefixes, declarations);
+    SaxOut out(handler.get(), attributes.get(), saxAttributes.get());
+    RETURN_IF_FAILED(handler->startDocument());
+    RETURN_IF_FAILED(out.Element(root, prefixes, &declarations));
+    RETURN_IF_FAILED(handler->endDocument());
+    return writer->flush();
+}
+
 HRESULT WriteBytes(IStream* stream, const void* data, ULONG size) {
     ULONG written = 0;
     RETURN_IF_FAILED(stream->Write(data, size, &written));
@@ -263,6 +366,19 @@ std::unique_ptr<XmlElement> ParseXmlStream(IStream* stream) {
 
 HRESULT WriteXmlStream(const XmlElement& root, IStream* stream) {
     if (!stream) return E_POINTER;
+    ULARGE_INTEGER start{};
+    const LARGE_INTEGER here{};
+    const bool canSeek = SUCCEEDED(stream->Seek(here, STREAM_SEEK_CUR, &start));
+    const HRESULT sax = WriteWithSax(root, stream);
+    if (SUCCEEDED(sax)) return S_OK;
+    if (sax != REGDB_E_CLASSNOTREG) {
+        // Start again where the SAX writer began.
+        if (!canSeek) return sax;
+        LARGE_INTEGER back{};
+        back.QuadPart = LONGLONG(start.QuadPart);
+        RETURN_IF_FAILED(stream->Seek(back, STREAM_SEEK_SET, nullptr));
+        stream->SetSize(start);
+    }
     com::ComPtr<IXMLDOMDocument> document = CreateDocument();
     if (!document) return REGDB_E_CLASSNOTREG;
     com::UniqueBstr target(com::AllocBstr(L"xml"));

@@ -110,6 +110,8 @@ constexpr SchemaText kSchemaTexts[] = {
     {0x3A17, L"PositionCollection", L"JobTitle"},           // PR_TITLE
 };
 
+constexpr ULONG kBusinessFaxId = 0x3A24;
+
 // Telephone properties: the phone number carrying all `labels` and none of `without`.
 struct SchemaPhone {
     ULONG id;
@@ -214,6 +216,8 @@ SCODE ApplyProp(ContactDocument& document, const SPropValue& value) {
             const std::wstring element = FirstElement(schema.collection);
             std::vector<std::wstring> labels;
             if (document.GetLabels(element, labels) == kContactPathNotFound) {
+                // An empty value needs no element.
+                if (text.empty()) return S_OK;
                 std::wstring created;
                 if (FAILED(document.CreateArrayNode(schema.collection, true, created))) return MAPI_E_CALL_FAILED;
             }
@@ -223,7 +227,12 @@ SCODE ApplyProp(ContactDocument& document, const SPropValue& value) {
             if (phone.id != id) continue;
             std::wstring element = FindPhone(document, phone);
             if (element.empty()) {
-                if (FAILED(document.CreateArrayNode(L"PhoneNumberCollection", true, element)) ||
+                if (text.empty()) return S_OK;
+                // The business fax goes last and other numbers first, so that the
+                // last "Fax" element, which Windows Contacts clients read as the
+                // fax number, stays the business fax.
+                const bool append = phone.id == kBusinessFaxId;
+                if (FAILED(document.CreateArrayNode(L"PhoneNumberCollection", append, element)) ||
                     FAILED(document.SetLabels(element, phone.labels)))
                     return MAPI_E_CALL_FAILED;
             }

@@ -57,6 +57,10 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
+template <class T>
+inline void CloseCoTaskMem(T* p) noexcept {
+    ::CoTaskMemFree(p);
+}
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -68,6 +72,9 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
+// Memory that the system handed out with CoTaskMemAlloc (paths, item lists).
+template <class T>
+using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

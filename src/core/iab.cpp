@@ -4,14 +4,22 @@
 #include <algorithm>
 #include <iterator>
 
-IAB::IAB() : m_identifiers(1) {}
+IAB::IAB() : m_identifiers(1), m_positions{{std::wstring(), 0}} {}
 IAB::~IAB() = default;
 
 ULONG_PTR IAB::KeyFromIdentifier(const std::wstring& identifier) {
-    const auto found = std::find(m_identifiers.begin(), m_identifiers.end(), identifier);
-    if (found != m_identifiers.end()) return ULONG_PTR(found - m_identifiers.begin());
-    m_identifiers.push_back(identifier);
-    return m_identifiers.size() - 1;
+    // The table never holds a text twice, so the index's one position per
+    // text is the first match a scan from position 0 would find.
+    const auto [position, added] = m_positions.try_emplace(identifier, m_identifiers.size());
+    if (added) {
+        try {
+            m_identifiers.push_back(identifier);
+        } catch (...) {
+            m_positions.erase(position);
+            throw;
+        }
+    }
+    return position->second;
 }
 
 std::wstring IAB::IdentifierFromKey(ULONG_PTR key) const {
@@ -46,26 +54,48 @@ bool TakeOne(KeyList& keys, ULONG_PTR key) {
 
 bool IAB::Compare(const RecipientList& current, KeyList& known, KeyList& removed, RecipientList& kept,
                   RecipientList& added) {
+    return CompareMatching(current, known, removed, kept, added, [](ULONG_PTR key) { return key; });
+}
+
+bool IAB::CompareMatching(const RecipientList& current, KeyList& known, KeyList& removed, RecipientList& kept,
+                          RecipientList& added, const KeyMatch& match) {
     KeyList currentKeys;
-    for (const CRecipient& r : current) currentKeys.push_back(r.key);
+    for (const CRecipient& r : current) currentKeys.push_back(match(r.key));
     currentKeys.sort();  // std::list::sort is a stable merge sort
     known.sort();
 
+    // The known keys as they count, each with the key the caller gave.
+    std::vector<std::pair<ULONG_PTR, ULONG_PTR>> knownKeys;
+    for (ULONG_PTR key : known) knownKeys.emplace_back(match(key), key);
+    std::stable_sort(knownKeys.begin(), knownKeys.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+
+    // The standard merge of two sorted multisets: both = the intersection,
+    // fresh = current minus both, removed = known minus both.
     removed.clear();
     KeyList both, fresh;
-    std::set_intersection(currentKeys.begin(), currentKeys.end(), known.begin(), known.end(),
-                          std::back_inserter(both));
-    std::set_difference(currentKeys.begin(), currentKeys.end(), both.begin(), both.end(),
-                        std::back_inserter(fresh));
-    std::set_difference(known.begin(), known.end(), both.begin(), both.end(), std::back_inserter(removed));
+    auto c = currentKeys.begin();
+    auto k = knownKeys.begin();
+    while (c != currentKeys.end() || k != knownKeys.end()) {
+        if (k == knownKeys.end() || (c != currentKeys.end() && *c < k->first)) {
+            fresh.push_back(*c++);
+        } else if (c == currentKeys.end() || k->first < *c) {
+            removed.push_back((k++)->second);
+        } else {
+            both.push_back(*c++);
+            ++k;
+        }
+    }
+    removed.sort();
 
     // True whenever either side holds anything, changed or not: callers only
     // use it to decide whether to look at the lists at all.
     const bool result = !both.empty() || !fresh.empty() || !removed.empty();
 
     for (const CRecipient& r : current) {
-        if (TakeOne(fresh, r.key)) added.push_back(r);
-        else if (TakeOne(both, r.key)) kept.push_back(r);
+        const ULONG_PTR key = match(r.key);
+        if (TakeOne(fresh, key)) added.push_back(r);
+        else if (TakeOne(both, key)) kept.push_back(r);
     }
     return result;
 }

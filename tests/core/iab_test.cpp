@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -49,6 +50,24 @@ TEST(IdentifierTable, HandsOutKeysFromOneAndKeepsThem) {
     EXPECT_EQ(3u, source.KeyFromIdentifier(L"FIRST")) << "identifiers compare case-sensitively";
     EXPECT_EQ(L"second", source.IdentifierFromKey(2));
     EXPECT_EQ(0u, source.KeyFromIdentifier(L"")) << "the empty identifier sits at position 0";
+}
+
+// The table keeps an index beside it; keys must still be exactly what a scan
+// of the table from position 0 would give (first match, else append).
+TEST(IdentifierTable, KeysAreThoseOfAScanOverManyRepeatedIdentifiers) {
+    ListSource source;
+    std::vector<std::wstring> scanned(1);
+    unsigned state = 12345;
+    for (int i = 0; i < 2000; ++i) {
+        state = state * 1103515245u + 12345u;
+        const std::wstring id = L"id" + std::to_wstring((state >> 8) % 300) + (i % 7 == 0 ? L"" : L"x");
+        const auto found = std::find(scanned.begin(), scanned.end(), id);
+        const ULONG_PTR expected = found != scanned.end() ? ULONG_PTR(found - scanned.begin()) : scanned.size();
+        if (found == scanned.end()) scanned.push_back(id);
+        ASSERT_EQ(expected, source.KeyFromIdentifier(id)) << "identifier " << i;
+    }
+    for (ULONG_PTR key = 1; key < scanned.size(); ++key) EXPECT_EQ(scanned[key], source.IdentifierFromKey(key));
+    EXPECT_EQ(scanned.size(), source.IdentifierCount());
 }
 
 TEST(IdentifierTable, KeysOutsideTheTableGiveTheEmptyIdentifier) {

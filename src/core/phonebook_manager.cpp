@@ -4,18 +4,11 @@
 #include "com/unique_any.h"
 #include "localization/language.h"
 #include "sources/mru_ab.h"
-
-#include <new>
-
-#if __has_include("sources/wab6.h")
+#include "sources/oab.h"
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#define VELPHONEBOOK_HAS_WINDOWS_BOOKS 1
-#endif
-#if __has_include("sources/oab.h")
-#include "sources/oab.h"
-#define VELPHONEBOOK_HAS_OUTLOOK_BOOK 1
-#endif
+
+#include <new>
 
 namespace {
 
@@ -39,7 +32,6 @@ HRESULT CPhonebookManager::OpenSource() {
     CloseSource();
     switch (m_kind) {
     case kOutlookBook: {
-#ifdef VELPHONEBOOK_HAS_OUTLOOK_BOOK
         std::unique_ptr<IAB> source = MakeSource<COAB>();
         if (!source) return E_OUTOFMEMORY;
         HRESULT hr = source->Connect();
@@ -51,9 +43,6 @@ HRESULT CPhonebookManager::OpenSource() {
         m_source->Disconnect();
         m_source.reset();
         return hr;
-#else
-        return E_NOTIMPL;
-#endif
     }
     case kWindowsBook:
         return OpenWindowsBook();
@@ -70,7 +59,6 @@ HRESULT CPhonebookManager::OpenSource() {
 }
 
 HRESULT CPhonebookManager::OpenWindowsBook() {
-#ifdef VELPHONEBOOK_HAS_WINDOWS_BOOKS
     const bool contacts = m_useWindowsContacts;
     std::unique_ptr<IAB> source = contacts ? MakeSource<CWAB6>() : MakeSource<CWAB5>();
     if (!source) return E_OUTOFMEMORY;
@@ -85,9 +73,6 @@ HRESULT CPhonebookManager::OpenWindowsBook() {
     // Book once, and for good.
     m_useWindowsContacts = false;
     return OpenWindowsBook();
-#else
-    return E_NOTIMPL;
-#endif
 }
 
 void CPhonebookManager::CloseSource() {

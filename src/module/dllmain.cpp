@@ -1,6 +1,7 @@
 // The module's entry points and its class table. Everything else lives in the
 // static library.
 #include "com/class_factory.h"
+#include "control/address_book.h"
 #include "com/module.h"
 #include "com/unique_any.h"
 #include "localization/resource_library.h"
@@ -24,6 +25,8 @@ HRESULT CreateFactory(REFIID iid, void** out) noexcept {
 
 const ClassEntry kClasses[] = {
     {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
+    {{&CLSID_AddressBook, 108, L"CLSID_AddressBook", false, "CAddressBook::UpdateRegistry"},
+     &CreateFactory<CAddressBook>},
 };
 
 // The language resource library, held from load to unload.

@@ -101,6 +101,21 @@ TEST_F(MRUListTest, ResendingMovesTheEntryKeepingIdentifierAndFavourite) {
     EXPECT_EQ(3u, MRUSubkeys().size()) << "names compare case-sensitively";
 }
 
+TEST_F(MRUListTest, ARecipientNamedTwiceTakesTheFirstStoredEntryOnce) {
+    WriteRawMRUEntry(L"00", L"first", L"A", L"1", /*favorite*/ 1);
+    WriteRawMRUEntry(L"01", L"second", L"A", L"1");
+    WriteRawMRUEntry(L"02", L"2 B", L"B", L"2");
+
+    ASSERT_EQ(S_OK, Update(L"A 1;C 3;A 1;B 2"));
+    const wchar_t* expected[][2] = {{L"2 B", L"B"}, {L"first", L"A"}, {L"3 C", L"C"}, {L"second", L"A"}};
+    ASSERT_EQ(std::size(expected), MRUSubkeys().size());
+    for (unsigned i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(expected[i][0], ReadMRUValue(MRUSubkeyName(i), L"ID")->text()) << i;
+        EXPECT_EQ(expected[i][1], ReadMRUValue(MRUSubkeyName(i), L"Name")->text()) << i;
+    }
+    EXPECT_EQ(1u, *reinterpret_cast<const DWORD*>(ReadMRUValue(L"01", L"Favorite")->bytes.data()));
+}
+
 TEST_F(MRUListTest, TheStoreKeepsThirtyRecipients) {
     for (int i = 0; i < 30; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", (L"N" + std::to_wstring(i)).c_str(), L"1");
     ASSERT_EQ(S_OK, Update(L"New 99"));

@@ -3,6 +3,7 @@
 // that check what it stored.
 #pragma once
 
+#include <iterator>
 #include <string>
 #include <vector>
 

@@ -65,6 +65,19 @@ int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeo
     return int(code);
 }
 
+bool RunOnThread(SIZE_T stackBytes, const std::function<void()>& body) {
+    auto run = [](void* context) -> DWORD {
+        (*static_cast<const std::function<void()>*>(context))();
+        return 0;
+    };
+    com::UniqueHandle thread(::CreateThread(nullptr, stackBytes, run,
+                                            const_cast<std::function<void()>*>(&body),
+                                            STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
+    if (!thread) return false;
+    ::WaitForSingleObject(thread.get(), INFINITE);
+    return true;
+}
+
 int RunRegsvr32(bool unregister) {
     return RunProcess(std::wstring(L"regsvr32.exe ") + (unregister ? L"/u " : L"") + L"/s \"" + BinDir() +
                       L"VelPhonebook64.dll\"");

@@ -22,7 +22,12 @@ std::unique_ptr<IAB> MakeSource() {
 
 }  // namespace
 
-CPhonebookManager::~CPhonebookManager() { CloseSource(); }
+// The owner is gone by now, so its hooks cannot be called: an owner that
+// listens to Outlook closes the source itself first (as the controls do).
+// What is left is only disconnected, so that nothing stays connected.
+CPhonebookManager::~CPhonebookManager() {
+    if (m_source) m_source->Disconnect();
+}
 
 bool CPhonebookManager::SystemHasWindowsContacts() {
     return localization::CurrentWindowsVersion().major >= 6;
@@ -77,7 +82,9 @@ HRESULT CPhonebookManager::OpenWindowsBook() {
 
 void CPhonebookManager::CloseSource() {
     if (!m_source) return;
-    if (m_kind == kOutlookBook) OnOutlookDisconnecting();
+    // By what the source is, not by the kind: the kind may have been set for
+    // the next opening already.
+    if (dynamic_cast<COAB*>(m_source.get())) OnOutlookDisconnecting();
     m_source->Disconnect();
     m_source.reset();
 }

@@ -2,8 +2,10 @@
 // pairs handed over in string arrays, the result checked in the address
 // book's own store afterwards.
 #include "com/com_ptr.h"
+#include "com/invoke.h"
 #include "com/strings.h"
 #include "module/VelPhonebook_h.h"
+#include "sources/outlook_fixture.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
@@ -148,6 +150,106 @@ TEST_F(AddressBookTest, TheModuleCanUnloadOnceTheObjectIsGone) {
     EXPECT_EQ(S_FALSE, canUnload());
     m_book.reset();
     EXPECT_EQ(S_OK, canUnload());
+}
+
+// AddressBook on Outlook: the pairs become contact items of the Outlook
+// stand-in, checked afterwards through its object model by name.
+class AddressBookOutlookTest : public outlooktest::OutlookTest {
+protected:
+    static void SetUpTestSuite() {
+        OutlookTest::SetUpTestSuite();
+        ASSERT_EQ(0, RunRegsvr32(false));
+    }
+    void SetUp() override {
+        OutlookTest::SetUp();
+        CLSID clsid{};
+        ASSERT_EQ(S_OK, ::CLSIDFromProgID(L"Zantix.AddressBook", &clsid));
+        ASSERT_EQ(S_OK, ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IAddressBook),
+                                           m_book.put_void()));
+        ASSERT_EQ(S_OK, m_book->SelectAddressBook(1));
+    }
+    void TearDown() override {
+        m_book.reset();
+        ::CoFreeUnusedLibrariesEx(0, 0);
+        OutlookTest::TearDown();
+    }
+    HRESULT Add(std::vector<std::wstring> names, std::vector<std::wstring> numbers) {
+        const com::UniqueSafeArray n = Strings(std::move(names)), p = Strings(std::move(numbers));
+        return m_book->AddNewContacts(n.get(), p.get());
+    }
+    // "FullName=BusinessFaxNumber" of every item of the contacts folder, in
+    // the folder's order; a client of its own, gone before the test ends.
+    static std::vector<std::wstring> OutlookContacts() {
+        outlooktest::OutlookClient outlook;
+        std::vector<std::wstring> contacts;
+        auto folder = outlooktest::ObjectByName(outlook.nameSpace.get(), L"GetDefaultFolder", {com::LongArg(10)});
+        auto items = outlooktest::ObjectByName(folder.get(), L"Items");
+        com::UniqueVariant count;
+        if (FAILED(outlooktest::CallByName(items.get(), L"Count", DISPATCH_PROPERTYGET, {}, count.put())))
+            return {L"<no items>"};
+        for (long i = 1; i <= V_I4(&count); ++i) {
+            auto item = outlooktest::ObjectByName(items.get(), L"Item", {com::LongArg(i)});
+            contacts.push_back(outlooktest::TextByName(item.get(), L"FullName") + L"=" +
+                               outlooktest::TextByName(item.get(), L"BusinessFaxNumber"));
+        }
+        return contacts;
+    }
+
+    com::ComPtr<IAddressBook> m_book;
+};
+
+TEST_F(AddressBookOutlookTest, AnyNonZeroChoiceAddsTheFirstOfEachNameAsOutlookContacts) {
+    for (const long choice : {1L, 5L, -1L}) {
+        SCOPED_TRACE(choice);
+        outlooktest::DeleteStore();
+        ASSERT_EQ(S_OK, m_book->SelectAddressBook(choice));
+        EXPECT_EQ(S_FALSE, Add({L"Ann", L"Bob", L"Ann"}, {L"100", L"200", L"300"}))
+            << "the second Ann is skipped and comes last";
+        EXPECT_EQ((std::vector<std::wstring>{L"Ann=100", L"Bob=200"}), OutlookContacts());
+        ASSERT_TRUE(outlooktest::WaitForNoStandin(10000)) << "the object let Outlook go after the call";
+    }
+}
+
+TEST_F(AddressBookOutlookTest, NamelessPairsContinueAfterTheNamesOutlookHolds) {
+    EXPECT_EQ(S_OK, Add({L"", L"", L""}, {L"100", L"200", L"300"}));
+    EXPECT_EQ((std::vector<std::wstring>{L"New Recipient=100", L"New Recipient1=200", L"New Recipient2=300"}),
+              OutlookContacts());
+
+    // Only the contacts that the Outlook source lists (those with a business
+    // fax) hold names: a contact without one, or a distribution list, does
+    // not keep a pair of its name out.
+    outlooktest::WriteStore({
+        outlooktest::ContactLine(L"000000000A00000000000000000000000000000000000001",
+                                 L"Class=40\tFullName=New Recipient\tBusinessFaxNumber=1"),
+        outlooktest::ContactLine(L"000000000B00000000000000000000000000000000000002",
+                                 L"Class=40\tFullName=Ann\tHomeFaxNumber=2"),
+        outlooktest::ContactLine(L"000000000C00000000000000000000000000000000000003",
+                                 L"Class=69\tDLName=Bob\tBusinessFaxNumber=9"),
+    });
+    EXPECT_EQ(S_OK, Add({L"", L"Ann", L"Bob"}, {L"400", L"500", L"600"}));
+    const auto contacts = OutlookContacts();
+    for (const wchar_t* added : {L"New Recipient1=400", L"Ann=500", L"Bob=600"})
+        EXPECT_EQ(1, std::count(contacts.begin(), contacts.end(), added)) << added;
+    EXPECT_EQ(1, std::count(contacts.begin(), contacts.end(), L"Ann=")) << "the other Ann stays";
+}
+
+TEST_F(AddressBookOutlookTest, OutlookMissingFailsWithThePlatformsCode) {
+    ASSERT_EQ(0, outlooktest::RunStandin(L"/UnregServer"));
+    CLSID clsid{};
+    const HRESULT platform = ::CLSIDFromProgID(L"Outlook.Application", &clsid);
+    ASSERT_TRUE(FAILED(platform));
+    EXPECT_EQ(platform, Add({L"Ann", L"Bob"}, {L"100", L"200"}));
+    EXPECT_EQ(platform, Add({L""}, {L"100"})) << "the object stays usable";
+    ASSERT_EQ(0, outlooktest::RunStandin(L"/RegServer"));
+    EXPECT_EQ(S_OK, Add({L"Ann"}, {L"100"}));
+    EXPECT_EQ(std::vector<std::wstring>{L"Ann=100"}, OutlookContacts());
+}
+
+TEST_F(AddressBookOutlookTest, BadArraysNeverStartOutlook) {
+    const com::UniqueSafeArray one = Strings({L"Ann"}), two = Strings({L"Ann", L"Bob"});
+    EXPECT_EQ(E_INVALIDARG, m_book->AddNewContacts(one.get(), two.get()));
+    EXPECT_TRUE(outlooktest::StandinProcesses().empty());
+    EXPECT_EQ(std::vector<std::wstring>{}, outlooktest::ReadStore());
 }
 
 }  // namespace

@@ -1,0 +1,4 @@
+# The AddressBook tests add to Outlook through its stand-in and check the
+# result with the stand-in's test tools.
+target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/outlook_fixture.cpp)
+add_dependencies(test_control standin_outlook)

@@ -3,6 +3,8 @@
 
 #include <tlhelp32.h>
 
+#include <algorithm>
+
 #include <vector>
 
 namespace testing_support {
@@ -34,14 +36,28 @@ int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeo
     com::UniqueHandle process(info.hProcess), thread(info.hThread);
     writeEnd.reset();
 
+    // Reads only what is there and stops with the process: a process that the
+    // child started (Wine starts its desktop or services on demand) may have
+    // inherited the pipe and keep it open for good.
     std::string collected;
-    char buffer[4096];
-    DWORD read = 0;
-    while (::ReadFile(readEnd.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
-        collected.append(buffer, read);
+    const auto drain = [&] {
+        char buffer[4096];
+        DWORD available = 0, read = 0;
+        while (::PeekNamedPipe(readEnd.get(), nullptr, 0, nullptr, &available, nullptr) && available > 0 &&
+               ::ReadFile(readEnd.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
+            collected.append(buffer, read);
+    };
+    const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
+    bool ended = false;
+    while (!ended) {
+        drain();
+        const ULONGLONG now = ::GetTickCount64();
+        if (now >= deadline) break;
+        ended = ::WaitForSingleObject(process.get(), DWORD(std::min<ULONGLONG>(20, deadline - now))) == WAIT_OBJECT_0;
+    }
+    drain();
     if (output) *output = collected;
-
-    if (::WaitForSingleObject(process.get(), timeoutMs) != WAIT_OBJECT_0) {
+    if (!ended) {
         ::TerminateProcess(process.get(), 1);
         return -1;
     }

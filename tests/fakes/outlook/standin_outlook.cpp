@@ -894,7 +894,12 @@ std::wstring ExePath() {
 
 int Register() {
     ComPtr<ITypeLib> library;
-    if (FAILED(::LoadTypeLibEx(ExePath().c_str(), REGKIND_REGISTER, library.put()))) return 3;
+    // Registered with the plain path (REGKIND_REGISTER under Wine writes a
+    // "\\?\" path), as Outlook's own setup does.
+    std::wstring path = ExePath();
+    if (FAILED(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put())) ||
+        FAILED(::RegisterTypeLib(library.get(), path.data(), nullptr)))
+        return 3;
     const std::wstring clsidKey = std::wstring(L"CLSID\\") + kClsidText;
     const bool ok = SetKeyValue(clsidKey, nullptr, L"Microsoft Outlook") &&
                     SetKeyValue(clsidKey + L"\\LocalServer32", nullptr, L"\"" + ExePath() + L"\"") &&

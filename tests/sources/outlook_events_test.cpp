@@ -69,7 +69,8 @@ TEST_F(OutlookEventsTest, ChangeAddAndDeleteByAnotherProcessReachEveryListener) 
         second.window.Reset();
         Change(step.arguments);
         EXPECT_GE(first.window.WaitFor(1, kDeliveryMs), 1) << step.what << " did not reach the first window";
-        EXPECT_GE(second.window.WaitFor(1, kDeliveryMs), 1) << step.what << " did not reach the second window";
+        EXPECT_GE(second.window.WaitFor(1, kDeliveryMs), 1)
+            << step.what << " did not reach the second window";
         EXPECT_EQ(0, first.window.lastWParam());
         EXPECT_EQ(0, first.window.lastLParam());
         // What the control does next: read again.

@@ -53,12 +53,16 @@ inline HRESULT Invoke(IDispatch* object, DISPID member, WORD flags, std::initial
         }
         EXCEPINFO info{};
         UINT argError = 0;
-        HRESULT hr = object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, result, &info, &argError);
+        HRESULT hr =
+            object->Invoke(member, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, result, &info, &argError);
         if (hr == DISP_E_EXCEPTION) {
             if (info.pfnDeferredFillIn) info.pfnDeferredFillIn(&info);
-            if (FAILED(info.scode)) hr = info.scode;
-            else if (info.wCode) hr = HRESULT(0x80040200u + info.wCode);  // the documented wCode mapping
-            else hr = E_FAIL;
+            if (FAILED(info.scode))
+                hr = info.scode;
+            else if (info.wCode)
+                hr = HRESULT(0x80040200u + info.wCode);  // the documented wCode mapping
+            else
+                hr = E_FAIL;
         }
         ::SysFreeString(info.bstrSource);
         ::SysFreeString(info.bstrDescription);

@@ -44,7 +44,9 @@ private:
 
 CPhonebookEventHandler::CPhonebookEventHandler() = default;
 
-CPhonebookEventHandler::~CPhonebookEventHandler() { Disconnect(); }
+CPhonebookEventHandler::~CPhonebookEventHandler() {
+    Disconnect();
+}
 
 HRESULT CPhonebookEventHandler::Connect(const COAB& source, HWND window) {
     return com::Boundary([&]() -> HRESULT {
@@ -71,27 +73,27 @@ void CPhonebookEventHandler::Disconnect() {
 
 HRESULT CPhonebookEventHandler::OnEvent(DISPID id, DISPPARAMS* params) noexcept {
     switch (id) {
-    case outlook::kDispItemChange:
-    case outlook::kDispItemAdd:
-    case outlook::kDispItemRemove:
-        if (m_window) ::PostMessageW(m_window, kReloadMessage, 0, 0);
-        return S_OK;
-    case outlook::kDispBeforeReminderShow: {
-        // Cancel is the first (and only) argument, so the last in rgvarg.
-        if (!params || params->cArgs < 1 || !params->rgvarg) return DISP_E_BADPARAMCOUNT;
-        VARIANT& cancel = params->rgvarg[params->cArgs - 1];
-        if (V_VT(&cancel) == (VT_BOOL | VT_BYREF) && V_BOOLREF(&cancel)) {
-            *V_BOOLREF(&cancel) = VARIANT_TRUE;
+        case outlook::kDispItemChange:
+        case outlook::kDispItemAdd:
+        case outlook::kDispItemRemove:
+            if (m_window) ::PostMessageW(m_window, kReloadMessage, 0, 0);
             return S_OK;
+        case outlook::kDispBeforeReminderShow: {
+            // Cancel is the first (and only) argument, so the last in rgvarg.
+            if (!params || params->cArgs < 1 || !params->rgvarg) return DISP_E_BADPARAMCOUNT;
+            VARIANT& cancel = params->rgvarg[params->cArgs - 1];
+            if (V_VT(&cancel) == (VT_BOOL | VT_BYREF) && V_BOOLREF(&cancel)) {
+                *V_BOOLREF(&cancel) = VARIANT_TRUE;
+                return S_OK;
+            }
+            if (V_VT(&cancel) == (VT_VARIANT | VT_BYREF) && V_VARIANTREF(&cancel) &&
+                V_VT(V_VARIANTREF(&cancel)) == VT_BOOL) {
+                V_BOOL(V_VARIANTREF(&cancel)) = VARIANT_TRUE;
+                return S_OK;
+            }
+            return DISP_E_TYPEMISMATCH;
         }
-        if (V_VT(&cancel) == (VT_VARIANT | VT_BYREF) && V_VARIANTREF(&cancel) &&
-            V_VT(V_VARIANTREF(&cancel)) == VT_BOOL) {
-            V_BOOL(V_VARIANTREF(&cancel)) = VARIANT_TRUE;
+        default:
             return S_OK;
-        }
-        return DISP_E_TYPEMISMATCH;
-    }
-    default:
-        return S_OK;
     }
 }

@@ -6,8 +6,8 @@
 #include "com/advise.h"
 #include "com/com_ptr.h"
 
-#include <windows.h>
 #include <oaidl.h>
+#include <windows.h>
 
 class COAB;
 

@@ -86,7 +86,9 @@ int ParseMajorVersion(const std::wstring& version) {
 
 COAB::COAB() = default;
 
-COAB::~COAB() { Disconnect(); }
+COAB::~COAB() {
+    Disconnect();
+}
 
 HRESULT COAB::Connect() {
     Disconnect();
@@ -190,13 +192,14 @@ HRESULT COAB::WriteContact(IDispatch* contact, const CRecipient& recipient) {
     if (FAILED(GetObject(properties.get(), outlook::kDispUserPropertiesFind, DISPATCH_METHOD,
                          {com::TextArg(name.get()), com::BoolArg(true)}, favorite)) ||
         !favorite) {
-        RETURN_IF_FAILED(GetObject(properties.get(), outlook::kDispUserPropertiesAdd, DISPATCH_METHOD,
-                                   {com::TextArg(name.get()), com::LongArg(outlook::olYesNo),
-                                    com::BoolArg(false), com::LongArg(0)},
-                                   favorite));
+        RETURN_IF_FAILED(GetObject(
+            properties.get(), outlook::kDispUserPropertiesAdd, DISPATCH_METHOD,
+            {com::TextArg(name.get()), com::LongArg(outlook::olYesNo), com::BoolArg(false), com::LongArg(0)},
+            favorite));
         RETURN_HR_IF_NULL(E_FAIL, favorite.get());
     }
-    return com::Invoke(favorite.get(), outlook::kDispValue, DISPATCH_PROPERTYPUT, {com::BoolArg(recipient.favorite)});
+    return com::Invoke(favorite.get(), outlook::kDispValue, DISPATCH_PROPERTYPUT,
+                       {com::BoolArg(recipient.favorite)});
 }
 
 HRESULT COAB::LoadAll(RecipientList& out) {
@@ -222,7 +225,8 @@ HRESULT COAB::LoadAll(RecipientList& out) {
             if (FAILED(hr) || !item) continue;
             // Anything but a contact (a distribution list) is skipped quietly.
             ComPtr<IDispatch> contact;
-            if (FAILED(item->QueryInterface(outlook::IID_ContactItem, contact.put_void())) || !contact) continue;
+            if (FAILED(item->QueryInterface(outlook::IID_ContactItem, contact.put_void())) || !contact)
+                continue;
             CRecipient recipient;
             ReadContact(contact.get(), recipient);
             if (recipient.key != 0) out.push_back(std::move(recipient));
@@ -246,9 +250,11 @@ HRESULT COAB::FindContact(ULONG key, ComPtr<IDispatch>& contact) {
         !item)
         return E_FAIL;
     ComPtr<IDispatch> candidate;
-    if (FAILED(item->QueryInterface(outlook::IID_ContactItem, candidate.put_void())) || !candidate) return E_FAIL;
+    if (FAILED(item->QueryInterface(outlook::IID_ContactItem, candidate.put_void())) || !candidate)
+        return E_FAIL;
     long objectClass = 0;
-    if (FAILED(GetLong(candidate.get(), outlook::kDispClass, objectClass)) || objectClass != outlook::olContact)
+    if (FAILED(GetLong(candidate.get(), outlook::kDispClass, objectClass)) ||
+        objectClass != outlook::olContact)
         return E_FAIL;
     std::wstring found;
     if (FAILED(GetText(candidate.get(), outlook::kDispEntryID, found)) || found != identifier) return E_FAIL;
@@ -301,4 +307,6 @@ HRESULT COAB::Modify(ULONG key, const CRecipient& recipient) {
     });
 }
 
-bool COAB::SetNotifyWindow(HWND, bool) { return true; }
+bool COAB::SetNotifyWindow(HWND, bool) {
+    return true;
+}

@@ -5,8 +5,8 @@
 // is assumed, so a different Outlook build can never be called in a wrong slot.
 #pragma once
 
-#include <windows.h>
 #include <oaidl.h>
+#include <windows.h>
 
 namespace outlook {
 
@@ -14,15 +14,11 @@ inline constexpr wchar_t kProgId[] = L"Outlook.Application";
 
 // Interfaces.
 inline constexpr IID IID_Application = {0x00063001, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_NameSpace = {0x00063002, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_MAPIFolder = {0x00063006, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_Items = {0x00063041, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 inline constexpr IID IID_ContactItem = {0x00063021, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID IID_Reminders = {0x000630B1, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 // Event (source) dispinterfaces.
 inline constexpr IID DIID_ItemsEvents = {0x00063077, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
-inline constexpr IID DIID_ReminderCollectionEvents = {0x000630B2, 0x0000, 0x0000,
-                                                      {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+inline constexpr IID DIID_ReminderCollectionEvents = {
+    0x000630B2, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
 
 // Members common to every object.
 inline constexpr DISPID kDispClass = 0xF00A;

@@ -66,7 +66,8 @@ TEST_F(OutlookSourceTest, ListsOnlyContactsWithABusinessFax) {
     IAB& book = Connected();
     {
         OutlookClient outlook;
-        ASSERT_EQ(3, outlook.RestrictedCount(L"[BusinessFaxNumber] <> ''")) << "the filter as Outlook applies it";
+        ASSERT_EQ(3, outlook.RestrictedCount(L"[BusinessFaxNumber] <> ''"))
+            << "the filter as Outlook applies it";
     }
     for (int load = 0; load < 2; ++load) {
         RecipientList all;
@@ -125,7 +126,8 @@ TEST_P(OutlookVersionTest, RemindersAreTakenAboveVersion9) {
 }
 
 INSTANTIATE_TEST_SUITE_P(VersionTexts, OutlookVersionTest,
-                         ::testing::Values(VersionCase{L"9.0.0.2711", 9, false}, VersionCase{L"10.0", 10, true},
+                         ::testing::Values(VersionCase{L"9.0.0.2711", 9, false},
+                                           VersionCase{L"10.0", 10, true},
                                            VersionCase{L"16.0.0.4266", 16, true},
                                            // "%i" reads C prefixes: octal and hexadecimal.
                                            VersionCase{L"011.0", 9, false}, VersionCase{L"0x10", 16, true},
@@ -165,15 +167,6 @@ TEST_F(OutlookSourceTest, AddModifyGetDeleteRoundTrip) {
     EXPECT_TRUE(ReadStore().empty());
     EXPECT_EQ(E_FAIL, book.Get(ULONG(ann.key), read));
     EXPECT_EQ(E_FAIL, book.Delete(ULONG(ann.key)));
-}
-
-TEST_F(OutlookSourceTest, AddedContactWithoutFaxIsKeptButNotListed) {
-    IAB& book = Connected();
-    CRecipient nameless = Record(L"", L"");
-    ASSERT_EQ(S_OK, book.Add(nameless));
-    EXPECT_NE(0u, nameless.key);
-    EXPECT_EQ(1u, ReadStore().size());
-    EXPECT_TRUE(Listed().empty());
 }
 
 TEST_F(OutlookSourceTest, FavouriteIsCreatedWhenMissing) {
@@ -310,6 +303,43 @@ TEST_F(OutlookMissingTest, ConnectFailsWithThePlatformCodeAndLogsIt) {
     const std::wstring log = LogText();
     EXPECT_NE(std::wstring::npos, log.find(expected)) << "log: " << std::string(log.begin(), log.end());
     EXPECT_EQ(0u, log.find(L"\xFEFF[KTX Err]"));
+}
+
+std::wstring ClassesText(const std::wstring& path, const wchar_t* name = nullptr) {
+    wchar_t text[512] = {};
+    DWORD bytes = sizeof(text) - sizeof(wchar_t);
+    if (::RegGetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes) !=
+        ERROR_SUCCESS)
+        return L"<missing>";
+    return text;
+}
+
+// The stand-in is found the way Outlook is: ProgID, class, type library and
+// the universal marshaler for its interfaces; /UnregServer takes it all away.
+TEST_F(OutlookMissingTest, StandInRegistersAsOutlookAndUnregistersCompletely) {
+    const std::wstring clsid = L"{0006F03A-0000-0000-C000-000000000046}";
+    const std::wstring contactItem = L"Interface\\{00063021-0000-0000-C000-000000000046}";
+    const std::wstring itemsEvents = L"Interface\\{00063077-0000-0000-C000-000000000046}";
+    const std::wstring typeLib = L"TypeLib\\{00062FFF-0000-0000-C000-000000000046}\\9.6\\0\\win64";
+    ASSERT_EQ(0, RunStandin(L"/RegServer"));
+    EXPECT_EQ(clsid, ClassesText(L"Outlook.Application\\CLSID"));
+    EXPECT_EQ(L"Outlook.Application.16", ClassesText(L"Outlook.Application\\CurVer"));
+    EXPECT_EQ(clsid, ClassesText(L"Outlook.Application.16\\CLSID"));
+    EXPECT_EQ(L"\"" + BinDir() + L"standin_outlook.exe\"",
+              ClassesText(L"CLSID\\" + clsid + L"\\LocalServer32"));
+    EXPECT_EQ(L"{00020424-0000-0000-C000-000000000046}", ClassesText(contactItem + L"\\ProxyStubClsid32"));
+    EXPECT_EQ(L"{00062FFF-0000-0000-C000-000000000046}", ClassesText(contactItem + L"\\TypeLib"));
+    EXPECT_NE(L"<missing>", ClassesText(itemsEvents + L"\\ProxyStubClsid32"));
+    EXPECT_EQ(BinDir() + L"standin_outlook.exe", ClassesText(typeLib));
+
+    ASSERT_EQ(0, RunStandin(L"/UnregServer"));
+    for (const std::wstring& key :
+         {std::wstring(L"Outlook.Application"), std::wstring(L"Outlook.Application.16"), L"CLSID\\" + clsid,
+          contactItem, itemsEvents, typeLib}) {
+        com::UniqueHKey opened;
+        EXPECT_NE(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, opened.put()))
+            << std::string(key.begin(), key.end()) << " is left behind";
+    }
 }
 
 }  // namespace

@@ -15,7 +15,8 @@ namespace outlooktest {
 namespace {
 
 constexpr wchar_t kSettingsKey[] = L"Software\\StandinOutlook";
-constexpr IID IID_IStandinOutlook = {0x5E0C8A2B, 0x7F41, 0x4C9D, {0x9B, 0x6A, 0x3D, 0x2E, 0x1F, 0x0A, 0x8C, 0x71}};
+constexpr IID IID_IStandinOutlook = {
+    0x5E0C8A2B, 0x7F41, 0x4C9D, {0x9B, 0x6A, 0x3D, 0x2E, 0x1F, 0x0A, 0x8C, 0x71}};
 
 std::wstring StorePath() {
     wchar_t appData[MAX_PATH] = {};
@@ -25,7 +26,8 @@ std::wstring StorePath() {
 
 std::string Utf8(const std::wstring& text) {
     if (text.empty()) return {};
-    const int n = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    const int n =
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
     std::string out(size_t(n), '\0');
     ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n, nullptr, nullptr);
     return out;
@@ -61,7 +63,9 @@ std::vector<std::wstring> ReadStore() {
     return lines;
 }
 
-void DeleteStore() { ::DeleteFileW(StorePath().c_str()); }
+void DeleteStore() {
+    ::DeleteFileW(StorePath().c_str());
+}
 
 int RunStandin(const std::wstring& arguments) {
     return RunProcess(L"\"" + BinDir() + L"standin_outlook.exe\" " + arguments);
@@ -73,7 +77,8 @@ std::vector<DWORD> StandinProcesses() {
     if (!snapshot) return found;
     PROCESSENTRY32W entry{};
     entry.dwSize = sizeof(entry);
-    for (BOOL more = ::Process32FirstW(snapshot.get(), &entry); more; more = ::Process32NextW(snapshot.get(), &entry))
+    for (BOOL more = ::Process32FirstW(snapshot.get(), &entry); more;
+         more = ::Process32NextW(snapshot.get(), &entry))
         if (_wcsicmp(entry.szExeFile, L"standin_outlook.exe") == 0) found.push_back(entry.th32ProcessID);
     return found;
 }
@@ -103,7 +108,8 @@ int RunPumping(const std::wstring& commandLine, std::string* output, DWORD timeo
     PROCESS_INFORMATION info{};
     std::wstring mutableLine = commandLine;
     int code = -1;
-    if (::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &info)) {
+    if (::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                         &info)) {
         com::UniqueHandle process(info.hProcess), thread(info.hThread);
         out.reset();
         const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
@@ -114,7 +120,8 @@ int RunPumping(const std::wstring& commandLine, std::string* output, DWORD timeo
                 break;
             }
             HANDLE handle = process.get();
-            const DWORD wait = ::MsgWaitForMultipleObjects(1, &handle, FALSE, DWORD(deadline - now), QS_ALLINPUT);
+            const DWORD wait =
+                ::MsgWaitForMultipleObjects(1, &handle, FALSE, DWORD(deadline - now), QS_ALLINPUT);
             if (wait == WAIT_OBJECT_0) {
                 DWORD exitCode = 0;
                 ::GetExitCodeProcess(process.get(), &exitCode);
@@ -151,10 +158,12 @@ HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD flags, std::init
     return com::Invoke(object, id, flags, args, result);
 }
 
-com::ComPtr<IDispatch> ObjectByName(IDispatch* object, const wchar_t* name, std::initializer_list<VARIANT> args) {
+com::ComPtr<IDispatch> ObjectByName(IDispatch* object, const wchar_t* name,
+                                    std::initializer_list<VARIANT> args) {
     com::UniqueVariant result;
     const WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
-    if (FAILED(CallByName(object, name, flags, args, result.put())) || V_VT(&result) != VT_DISPATCH) return {};
+    if (FAILED(CallByName(object, name, flags, args, result.put())) || V_VT(&result) != VT_DISPATCH)
+        return {};
     return com::ComPtr<IDispatch>(V_DISPATCH(&result));
 }
 
@@ -190,8 +199,7 @@ long OutlookClient::RestrictedCount(const wchar_t* filter) {
 
 VARIANT_BOOL OutlookClient::FireBeforeReminderShow() {
     com::ComPtr<IDispatch> control;
-    if (!application ||
-        FAILED(application->QueryInterface(IID_IStandinOutlook, control.put_void())))
+    if (!application || FAILED(application->QueryInterface(IID_IStandinOutlook, control.put_void())))
         return VARIANT_BOOL(-2);
     com::UniqueVariant cancel;
     if (FAILED(CallByName(control.get(), L"FireBeforeReminderShow", DISPATCH_METHOD, {}, cancel.put())) ||

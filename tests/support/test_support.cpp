@@ -3,6 +3,8 @@
 
 #include <tlhelp32.h>
 
+#include <algorithm>
+
 #include <vector>
 
 namespace testing_support {

@@ -29,9 +29,9 @@
 #include "com/unique_any.h"
 #include "standin_outlook_h.h"
 
+#include <objbase.h>
 #include <ocidl.h>
 #include <olectl.h>
-#include <objbase.h>
 #include <shlobj.h>
 
 #include <cstdio>
@@ -98,14 +98,17 @@ struct Record {
         return found == props.end() ? std::wstring() : found->second;
     }
     void Set(const std::wstring& name, const std::wstring& value) {
-        if (value.empty()) props.erase(name);
-        else props[name] = value;
+        if (value.empty())
+            props.erase(name);
+        else
+            props[name] = value;
     }
 };
 
 std::string ToUtf8(const std::wstring& text) {
     if (text.empty()) return {};
-    const int n = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    const int n =
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
     std::string out(size_t(n), '\0');
     ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n, nullptr, nullptr);
     return out;
@@ -123,11 +126,20 @@ std::wstring Escape(const std::wstring& text) {
     std::wstring out;
     for (wchar_t c : text) {
         switch (c) {
-        case L'\\': out += L"\\\\"; break;
-        case L'\t': out += L"\\t"; break;
-        case L'\n': out += L"\\n"; break;
-        case L'\r': out += L"\\r"; break;
-        default: out += c;
+            case L'\\':
+                out += L"\\\\";
+                break;
+            case L'\t':
+                out += L"\\t";
+                break;
+            case L'\n':
+                out += L"\\n";
+                break;
+            case L'\r':
+                out += L"\\r";
+                break;
+            default:
+                out += c;
         }
     }
     return out;
@@ -178,14 +190,17 @@ public:
                 if (eq == std::wstring::npos) continue;
                 const std::wstring name = field.substr(0, eq);
                 const std::wstring value = Unescape(field.substr(eq + 1));
-                if (name == L"EntryID") record.entryId = value;
-                else if (name == L"Class") record.objectClass = std::wcstol(value.c_str(), nullptr, 10);
+                if (name == L"EntryID")
+                    record.entryId = value;
+                else if (name == L"Class")
+                    record.objectClass = std::wcstol(value.c_str(), nullptr, 10);
                 else if (name.rfind(L"User:", 0) == 0) {
                     const size_t colon = value.find(L':');
                     UserProp prop{name.substr(5), std::wcstol(value.c_str(), nullptr, 10),
                                   colon == std::wstring::npos ? L"" : value.substr(colon + 1)};
                     record.user.push_back(prop);
-                } else record.Set(name, value);
+                } else
+                    record.Set(name, value);
             }
             if (record.entryId.empty()) record.entryId = NewEntryId();
             m_records.push_back(std::move(record));
@@ -197,7 +212,8 @@ public:
         ::CreateDirectoryW(path.substr(0, path.find_last_of(L'\\')).c_str(), nullptr);
         std::ofstream file(path.c_str(), std::ios::binary | std::ios::trunc);
         for (const Record& r : m_records) {
-            std::wstring line = L"EntryID=" + Escape(r.entryId) + L"\tClass=" + std::to_wstring(r.objectClass);
+            std::wstring line =
+                L"EntryID=" + Escape(r.entryId) + L"\tClass=" + std::to_wstring(r.objectClass);
             for (const auto& [name, value] : r.props) line += L"\t" + name + L"=" + Escape(value);
             for (const UserProp& u : r.user)
                 line += L"\tUser:" + u.name + L"=" + std::to_wstring(u.type) + L":" + Escape(u.value);
@@ -318,8 +334,9 @@ public:
         // A sink may unadvise while it is called: call a copy.
         std::vector<ComPtr<IDispatch>> sinks;
         for (auto& [cookie, sink] : m_sinks) sinks.push_back(sink);
-        for (auto& sink : sinks) sink->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr,
-                                              nullptr, nullptr);
+        for (auto& sink : sinks)
+            sink->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr, nullptr,
+                         nullptr);
     }
 
 private:
@@ -434,8 +451,10 @@ public:
         com::UniqueVariant converted;
         if (FAILED(::VariantChangeType(&converted, &value, 0, prop->type == olYesNo ? VT_BOOL : VT_BSTR)))
             return DISP_E_TYPEMISMATCH;
-        if (prop->type == olYesNo) prop->value = V_BOOL(&converted) ? L"1" : L"0";
-        else prop->value = com::FromBstr(V_BSTR(&converted));
+        if (prop->type == olYesNo)
+            prop->value = V_BOOL(&converted) ? L"1" : L"0";
+        else
+            prop->value = com::FromBstr(V_BSTR(&converted));
         return S_OK;
     }
 
@@ -478,7 +497,8 @@ public:
             *out = nullptr;
             const std::wstring text = com::FromBstr(name);
             for (const UserProp& p : m_base->record.user)
-                if (p.name == text) return ReturnObject(com::Make<UserPropertyObject>(m_item.get(), m_base, text), out);
+                if (p.name == text)
+                    return ReturnObject(com::Make<UserPropertyObject>(m_item.get(), m_base, text), out);
             return S_OK;  // Outlook answers Nothing
         });
     }
@@ -489,7 +509,8 @@ private:
     ItemBase* m_base;
 };
 
-class ContactItemObject : public com::Implements<ContactItemObject, com::Dispatch<_ContactItem>>, public ItemBase {
+class ContactItemObject : public com::Implements<ContactItemObject, com::Dispatch<_ContactItem>>,
+                          public ItemBase {
 public:
     explicit ContactItemObject(Record r) { record = std::move(r); }
 
@@ -502,9 +523,15 @@ public:
     STDMETHODIMP get_UserProperties(UserProperties** out) noexcept override {
         return com::Boundary([&] { return ReturnObject(com::Make<UserPropertiesObject>(this, this), out); });
     }
-    STDMETHODIMP Delete() noexcept override { return com::Boundary([&] { return DeleteRecord(); }); }
-    STDMETHODIMP Save() noexcept override { return com::Boundary([&] { return SaveRecord(); }); }
-    STDMETHODIMP get_BusinessFaxNumber(BSTR* out) noexcept override { return Text(L"BusinessFaxNumber", out); }
+    STDMETHODIMP Delete() noexcept override {
+        return com::Boundary([&] { return DeleteRecord(); });
+    }
+    STDMETHODIMP Save() noexcept override {
+        return com::Boundary([&] { return SaveRecord(); });
+    }
+    STDMETHODIMP get_BusinessFaxNumber(BSTR* out) noexcept override {
+        return Text(L"BusinessFaxNumber", out);
+    }
     STDMETHODIMP put_BusinessFaxNumber(BSTR v) noexcept override { return SetText(L"BusinessFaxNumber", v); }
     STDMETHODIMP get_FullName(BSTR* out) noexcept override { return Text(L"FullName", out); }
     STDMETHODIMP put_FullName(BSTR v) noexcept override { return SetText(L"FullName", v); }
@@ -526,7 +553,8 @@ private:
     ServerRef m_server;
 };
 
-class DistListItemObject : public com::Implements<DistListItemObject, com::Dispatch<_DistListItem>>, public ItemBase {
+class DistListItemObject : public com::Implements<DistListItemObject, com::Dispatch<_DistListItem>>,
+                           public ItemBase {
 public:
     explicit DistListItemObject(Record r) { record = std::move(r); }
 
@@ -539,8 +567,12 @@ public:
     STDMETHODIMP get_UserProperties(UserProperties** out) noexcept override {
         return com::Boundary([&] { return ReturnObject(com::Make<UserPropertiesObject>(this, this), out); });
     }
-    STDMETHODIMP Delete() noexcept override { return com::Boundary([&] { return DeleteRecord(); }); }
-    STDMETHODIMP Save() noexcept override { return com::Boundary([&] { return SaveRecord(); }); }
+    STDMETHODIMP Delete() noexcept override {
+        return com::Boundary([&] { return DeleteRecord(); });
+    }
+    STDMETHODIMP Save() noexcept override {
+        return com::Boundary([&] { return SaveRecord(); });
+    }
     STDMETHODIMP get_DLName(BSTR* out) noexcept override {
         return com::Boundary([&] { return ReturnText(record.Get(L"DLName"), out); });
     }
@@ -580,7 +612,8 @@ struct Filter {
     }
 };
 
-class ItemsObject : public com::Implements<ItemsObject, com::Dispatch<_Items>, SingleEventSource<&kDiidItemsEvents>> {
+class ItemsObject
+    : public com::Implements<ItemsObject, com::Dispatch<_Items>, SingleEventSource<&kDiidItemsEvents>> {
 public:
     explicit ItemsObject(Filter filter) : m_filter(std::move(filter)) {
         Store::Instance().items.push_back(this);
@@ -719,8 +752,8 @@ private:
     ServerRef m_server;
 };
 
-class RemindersObject
-    : public com::Implements<RemindersObject, com::Dispatch<_Reminders>, SingleEventSource<&kDiidReminderEvents>> {
+class RemindersObject : public com::Implements<RemindersObject, com::Dispatch<_Reminders>,
+                                               SingleEventSource<&kDiidReminderEvents>> {
 public:
     RemindersObject() { Store::Instance().reminders.push_back(this); }
     ~RemindersObject() override {
@@ -757,8 +790,8 @@ std::wstring ReadVersionSetting() {
 class ApplicationObject;
 ApplicationObject* g_application = nullptr;  // the one instance, while it lives
 
-class ApplicationObject : public com::Implements<ApplicationObject, com::Dispatch<_Application>,
-                                                 com::Dispatch<IStandinOutlook>> {
+class ApplicationObject
+    : public com::Implements<ApplicationObject, com::Dispatch<_Application>, com::Dispatch<IStandinOutlook>> {
 public:
     ApplicationObject() { g_application = this; }
     ~ApplicationObject() override { g_application = nullptr; }
@@ -780,9 +813,12 @@ public:
             *out = nullptr;
             Record record;
             record.entryId.clear();
-            if (type == olContactItem) record.objectClass = olContact;
-            else if (type == olDistributionListItem) record.objectClass = olDistributionList;
-            else return E_INVALIDARG;  // other item kinds are not played
+            if (type == olContactItem)
+                record.objectClass = olContact;
+            else if (type == olDistributionListItem)
+                record.objectClass = olDistributionList;
+            else
+                return E_INVALIDARG;  // other item kinds are not played
             *out = MakeItem(record).detach();
             return S_OK;
         });
@@ -821,8 +857,10 @@ public:
         });
     }
     STDMETHODIMP LockServer(BOOL lock) noexcept override {
-        if (lock) ::CoAddRefServerProcess();
-        else if (::CoReleaseServerProcess() == 0) ::PostQuitMessage(0);
+        if (lock)
+            ::CoAddRefServerProcess();
+        else if (::CoReleaseServerProcess() == 0)
+            ::PostQuitMessage(0);
         return S_OK;
     }
 };
@@ -879,8 +917,8 @@ int RunServer() {
 
 bool SetKeyValue(const std::wstring& path, const wchar_t* name, const std::wstring& value) {
     com::UniqueHKey key;
-    if (::RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, key.put(), nullptr) !=
-        ERROR_SUCCESS)
+    if (::RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, key.put(),
+                          nullptr) != ERROR_SUCCESS)
         return false;
     return ::RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
                             DWORD((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
@@ -894,7 +932,12 @@ std::wstring ExePath() {
 
 int Register() {
     ComPtr<ITypeLib> library;
-    if (FAILED(::LoadTypeLibEx(ExePath().c_str(), REGKIND_REGISTER, library.put()))) return 3;
+    // Registered with the plain path (REGKIND_REGISTER under Wine writes a
+    // "\\?\" path), as Outlook's own setup does.
+    std::wstring path = ExePath();
+    if (FAILED(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put())) ||
+        FAILED(::RegisterTypeLib(library.get(), path.data(), nullptr)))
+        return 3;
     const std::wstring clsidKey = std::wstring(L"CLSID\\") + kClsidText;
     const bool ok = SetKeyValue(clsidKey, nullptr, L"Microsoft Outlook") &&
                     SetKeyValue(clsidKey + L"\\LocalServer32", nullptr, L"\"" + ExePath() + L"\"") &&
@@ -947,9 +990,12 @@ int wmain(int argc, wchar_t** argv) {
     if (IsSwitch(command, L"Version")) return SetVersion(argc > 2 ? argv[2] : nullptr);
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     int result = 1;
-    if (IsSwitch(command, L"RegServer")) result = Register();
-    else if (IsSwitch(command, L"UnregServer")) result = Unregister();
-    else if (IsSwitch(command, L"Embedding")) result = RunServer();
+    if (IsSwitch(command, L"RegServer"))
+        result = Register();
+    else if (IsSwitch(command, L"UnregServer"))
+        result = Unregister();
+    else if (IsSwitch(command, L"Embedding"))
+        result = RunServer();
     com::Module::ReleaseTypeInfos();
     ::CoUninitialize();
     return result;

@@ -57,6 +57,7 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
+inline void CloseHook(HHOOK h) noexcept { ::UnhookWindowsHookEx(h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -68,6 +69,7 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
+using UniqueHook = UniqueAny<HHOOK, detail::CloseHook>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

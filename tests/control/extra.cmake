@@ -1,0 +1,3 @@
+# The control tests carry the module's manifest (common controls 6), as the module does.
+target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control/list_test_resources.rc)
+target_link_libraries(test_control PRIVATE gdiplus)

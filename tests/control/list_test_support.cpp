@@ -38,8 +38,16 @@ void Type(HWND window, const std::wstring& text) {
 }
 
 void Click(HWND window, POINT client) {
+    // Two clicks within the double-click time would make the second a
+    // double click; and the window's top level must be the active one.
+    static DWORD lastClick = 0;
+    const DWORD since = ::GetTickCount() - lastClick;
+    if (since < ::GetDoubleClickTime() + 50) Pump(::GetDoubleClickTime() + 50 - since);
+    ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
     ::ClientToScreen(window, &client);
     ::SetCursorPos(client.x, client.y);
+    Pump(50);
+    lastClick = ::GetTickCount();
     INPUT input[2] = {};
     input[0].type = input[1].type = INPUT_MOUSE;
     input[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;

@@ -622,8 +622,11 @@ private:
             return 0;
         case HDN_ITEMCLICKW:
         case HDN_ITEMCLICKA:
+        case HDN_ITEMDBLCLICKW:
+        case HDN_ITEMDBLCLICKA:
             // Where the header draws no check box of its own, its box is ours
-            // and so is a click on it (which is then no column click).
+            // and so is a click on it (which is then no column click); the
+            // second click of a quick pair toggles again.
             if (m_checkBoxes && header->iItem == 0 && !HeaderHasNativeCheckBoxes() && ClickOnHeaderBox(header->hdr.hwndFrom)) {
                 handled = TRUE;
                 OnHeaderCheckClick();

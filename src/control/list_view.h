@@ -405,8 +405,11 @@ public:
         }
     }
 
+    // The number of "WMU_ADJUST_HEADER", registered when the list was made.
+    UINT AdjustHeaderMessageId() const noexcept { return m_adjustHeaderMessage; }
+
     BEGIN_MSG_MAP(CLVSortable)
-        if (uMsg == AdjustHeaderMessage()) {
+        if (uMsg == m_adjustHeaderMessage) {
             UpdateHeaderImages();
             lResult = m_sortMode;
             return true;
@@ -460,11 +463,12 @@ protected:
 private:
     // A column inserted or changed may have lost its header decorations.
     LRESULT OnColumnChange(UINT, WPARAM, LPARAM, BOOL& handled) {
-        this->PostMessage(AdjustHeaderMessage());
+        this->PostMessage(m_adjustHeaderMessage);
         handled = FALSE;
         return 0;
     }
 
+    UINT m_adjustHeaderMessage = AdjustHeaderMessage();
     short m_sortMode = 0;
     short m_compareKind = 0;
     Column0Compare m_column0Compare = &DefaultColumn0Compare;
@@ -567,7 +571,7 @@ public:
 
     BEGIN_MSG_MAP(CLVCheckable)
         MESSAGE_HANDLER(WM_NOTIFY, OnHeaderNotify)
-        if (uMsg == AdjustHeaderMessage()) AdjustHeader();
+        if (uMsg == this->AdjustHeaderMessageId()) AdjustHeader();
         CHAIN_MSG_MAP(TBase)
     END_MSG_MAP()
 

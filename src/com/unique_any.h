@@ -61,6 +61,7 @@ template <class T>
 inline void CloseCoTaskMem(T* p) noexcept {
     ::CoTaskMemFree(p);
 }
+inline void CloseHook(HHOOK h) noexcept { ::UnhookWindowsHookEx(h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -75,6 +76,7 @@ using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
 // Memory that the system handed out with CoTaskMemAlloc (paths, item lists).
 template <class T>
 using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;
+using UniqueHook = UniqueAny<HHOOK, detail::CloseHook>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

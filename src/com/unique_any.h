@@ -57,6 +57,8 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
+inline void CloseDc(HDC h) noexcept { ::DeleteDC(h); }
+inline void ReleaseScreenDc(HDC h) noexcept { ::ReleaseDC(nullptr, h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -68,6 +70,9 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
+// A memory DC (CreateCompatibleDC) and the screen's DC (GetDC(nullptr)).
+using UniqueDc = UniqueAny<HDC, detail::CloseDc>;
+using UniqueScreenDc = UniqueAny<HDC, detail::ReleaseScreenDc>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

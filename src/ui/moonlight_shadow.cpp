@@ -70,6 +70,14 @@ void FillCorner(Gdiplus::Graphics& graphics, Gdiplus::PointF centre, Gdiplus::RE
     path.AddEllipse(centre.X - radiusX, centre.Y - radiusY, 2 * radiusX, 2 * radiusY);
     Gdiplus::PathGradientBrush brush(&path);
     brush.SetCenterPoint(centre);
+    // The blend's two ends as the brush's own centre and boundary colours
+    // too: the preset colours replace them, but a renderer that ignored the
+    // preset would otherwise fall back to white at the boundary.
+    Gdiplus::Color centreColour = StopColour(kShadowBlend.front());
+    Gdiplus::Color boundaryColour = StopColour(kShadowBlend.back());
+    INT count = 1;
+    brush.SetCenterColor(centreColour);
+    brush.SetSurroundColors(&boundaryColour, &count);
     Gdiplus::Color colours[kShadowBlend.size()];
     Gdiplus::REAL positions[kShadowBlend.size()];
     InwardBlend(colours, positions);

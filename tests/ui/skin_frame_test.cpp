@@ -223,7 +223,10 @@ TEST_F(SkinFrameTest, ShadowIsDarkestAtTheDialogsEdgeAndFadesOutwardsOnEverySide
                                pixels.Alpha(w - l, h - t), pixels.Alpha(l - 1, h - t)};
     const int farCorner[4] = {pixels.Alpha(0, 0), pixels.Alpha(w - 1, 0), pixels.Alpha(w - 1, h - 1),
                               pixels.Alpha(0, h - 1)};
+    const POINT nearCornerAt[4] = {{l - 1, t - 1}, {w - l, t - 1}, {w - l, h - t}, {l - 1, h - t}};
     for (int i = 0; i < 4; ++i) {
+        EXPECT_LE(pixels.Red(nearCornerAt[i].x, nearCornerAt[i].y), 20 * nearCorner[i] / 255 + 1)
+            << "corner " << i << " is near-black too";
         EXPECT_GE(nearCorner[i], 45) << "corner " << i;
         EXPECT_LE(farCorner[i], 2) << "corner " << i;
         EXPECT_NEAR(nearCorner[i], nearCorner[0], 3);

@@ -119,6 +119,33 @@ TEST_F(EntryDialogTest, FaxFieldDropsEveryCharacterOutsideItsSetWhetherTypedOrPa
     EXPECT_EQ(kept, L"+1 555 *#;9");
 }
 
+TEST_F(EntryDialogTest, TypingStopsAtTheLimitsAndEscapeClosesWithoutStoring) {
+    std::wstring name, number;
+    ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeNew, Recipient(L"", L"", L""), nullptr);
+    const INT_PTR result = Run(dialog, {[&] {
+                                            TypeText(Item(214), std::wstring(50, L'7'));
+                                            return true;
+                                        },
+                                        // Keys go where the focus is when they are read.
+                                        [&] { return (number = Text(214)).size() >= 45; },
+                                        [&] {
+                                            TypeText(Item(213), std::wstring(140, L'n'));
+                                            return true;
+                                        },
+                                        [&] { return (name = Text(213)).size() >= 130; },
+                                        [&] {
+                                            INPUT keys[2]{};
+                                            keys[0].type = keys[1].type = INPUT_KEYBOARD;
+                                            keys[0].ki.wVk = keys[1].ki.wVk = VK_ESCAPE;
+                                            keys[1].ki.dwFlags = KEYEVENTF_KEYUP;
+                                            ::SendInput(2, keys, sizeof(INPUT));
+                                            return true;
+                                        }});
+    EXPECT_EQ(number, std::wstring(45, L'7'));
+    EXPECT_EQ(name.size(), 130u);
+    EXPECT_EQ(result, 2);
+}
+
 struct ButtonCase {
     std::wstring name;
     std::wstring number;

@@ -154,6 +154,28 @@ TEST_F(MessageBoxTest, CentredOnTheParentAndCaptionedAsAsked) {
     EXPECT_NEAR(dialogRect.top + dialogRect.bottom, hostRect.top + hostRect.bottom, 1);
 }
 
+TEST_F(MessageBoxTest, WithoutParentTextOrCaptionItIsCentredOnTheDesktopAndNothingIsShaded) {
+    RECT dialogRect{};
+    std::wstring caption = L"unset";
+    HWND shader = host->hwnd();
+    ModalScript script({[&] { return FindDialog() != nullptr; },
+                        [&] {
+                            ::GetWindowRect(FindDialog(), &dialogRect);
+                            caption = WindowText(FindDialog());
+                            shader = FindShader();
+                            ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0);
+                            return true;
+                        }});
+    EXPECT_EQ(ui::ShowMessageBox(nullptr, nullptr, nullptr, nullptr, MB_OK), IDOK);
+    EXPECT_EQ(script.failure(), "");
+    EXPECT_EQ(caption, L"");
+    EXPECT_EQ(shader, nullptr);
+    RECT work{};
+    ::SystemParametersInfoW(SPI_GETWORKAREA, 0, &work, 0);
+    EXPECT_NEAR(dialogRect.left + dialogRect.right, work.left + work.right, 1);
+    EXPECT_NEAR(dialogRect.top + dialogRect.bottom, work.top + work.bottom, 1);
+}
+
 TEST_F(MessageBoxTest, LongTextWrapsInGreyAndStopsAtTheBottomOfItsBand) {
     std::wstring text;
     for (int i = 0; i < 40; ++i) text += L"Every recipient listed here will be removed from the book. ";

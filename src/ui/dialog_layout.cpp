@@ -1,12 +1,19 @@
 // Layout helpers of the skinned dialogs.
 #include "ui/dialog_layout.h"
 
+#include "com/module.h"
 #include "localization/language.h"
 #include "win/display.h"
 
 #include <cwchar>
 
 namespace ui {
+
+HINSTANCE ResourcesWith(const wchar_t* type, int id) noexcept {
+    const HINSTANCE localized = com::Module::ResourceInstance();
+    if (::FindResourceW(localized, MAKEINTRESOURCEW(id), type)) return localized;
+    return com::Module::Instance();
+}
 
 void SizeClientAndCentre(HWND window, HWND parent, int widthUnits, int heightUnits) noexcept {
     RECT windowRect{}, client{};

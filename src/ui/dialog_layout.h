@@ -21,6 +21,11 @@ inline constexpr int kButtonBandUnits = 50;
 inline constexpr int kSecondButtonMarginUnits = 15;
 inline constexpr int kButtonGapUnits = 20;
 
+// Where a template or image of the module is taken from: the language
+// resource library when it carries the resource, else the module itself
+// (a language library need not repeat the images and templates).
+HINSTANCE ResourcesWith(const wchar_t* type, int id) noexcept;
+
 // Gives the window a client area of the size in layout units and centres it
 // on the parent's window rectangle (the desktop's work area when there is
 // no parent).

@@ -79,7 +79,7 @@ CEntryInfoDlg::CEntryInfoDlg(DWORD mode, const CRecipient& record, CPhonebookMan
 
 INT_PTR CEntryInfoDlg::DoModal(HWND parent, HINSTANCE resources) {
     m_parent = parent;
-    return DialogImpl::DoModal(parent, resources);
+    return DialogImpl::DoModal(parent, resources ? resources : ResourcesWith(RT_DIALOG, IDD));
 }
 
 LRESULT CEntryInfoDlg::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
@@ -114,7 +114,7 @@ LRESULT CEntryInfoDlg::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
 }
 
 void CEntryInfoDlg::LoadWarningImage() {
-    const HINSTANCE resources = com::Module::ResourceInstance();
+    const HINSTANCE resources = ResourcesWith(L"PNG", IDR_PNG_WARNING);
     const HRSRC found = ::FindResourceW(resources, MAKEINTRESOURCEW(IDR_PNG_WARNING), L"PNG");
     if (!found) return;
     const HGLOBAL loaded = ::LoadResource(resources, found);

@@ -18,6 +18,10 @@ constexpr UINT kTypeYesNo = MB_YESNO;  // 4
 CMessageBoxDlg::CMessageBoxDlg(const wchar_t* text, const wchar_t* caption, UINT style)
     : m_text(text ? text : L""), m_caption(caption ? caption : L""), m_buttonType(style & kButtonTypeMask) {}
 
+INT_PTR CMessageBoxDlg::DoModal(HWND parent, HINSTANCE resources) {
+    return DialogImpl::DoModal(parent, resources ? resources : ResourcesWith(RT_DIALOG, IDD));
+}
+
 INT_PTR CMessageBoxDlg::FirstButtonResult(UINT buttonType) noexcept {
     return buttonType == kTypeYesNo ? IDYES : IDOK;
 }

@@ -31,6 +31,7 @@ public:
     CMessageBoxDlg(const wchar_t* text, const wchar_t* caption, UINT style);
 
     void SetSkinService(IDispatch* skin) noexcept { m_skin = com::ComPtr<IDispatch>(skin); }
+    INT_PTR DoModal(HWND parent = ::GetActiveWindow(), HINSTANCE resources = nullptr);
     UINT ButtonType() const noexcept { return m_buttonType; }
     RECT TextRect() const noexcept { return m_textRect; }
 

@@ -6,6 +6,13 @@
 // positions from the boundary (0) to the centre (1), and the corner
 // ellipses are centred on the dialog's corners, so the corners use the
 // blend mirrored: the same colours at the same distances from the dialog.
+//
+// Presentation: GDI+ draws premultiplied ARGB into a buffer, which goes to
+// the layered window through a DIB section and UpdateLayeredWindow; it is
+// drawn again only when the dialog's size changes. Every placement then
+// moves the window and inserts it directly after the dialog in the z-order
+// (SetWindowPos with the dialog as the window to follow), without
+// activating it.
 #include "ui/moonlight_shadow.h"
 
 #include "com/unique_any.h"

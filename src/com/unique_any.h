@@ -62,6 +62,8 @@ inline void CloseCoTaskMem(T* p) noexcept {
     ::CoTaskMemFree(p);
 }
 inline void CloseHook(HHOOK h) noexcept { ::UnhookWindowsHookEx(h); }
+inline void CloseDc(HDC h) noexcept { ::DeleteDC(h); }
+inline void ReleaseScreenDc(HDC h) noexcept { ::ReleaseDC(nullptr, h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -77,6 +79,9 @@ using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
 template <class T>
 using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;
 using UniqueHook = UniqueAny<HHOOK, detail::CloseHook>;
+// A memory DC (CreateCompatibleDC) and the screen's DC (GetDC(nullptr)).
+using UniqueDc = UniqueAny<HDC, detail::CloseDc>;
+using UniqueScreenDc = UniqueAny<HDC, detail::ReleaseScreenDc>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

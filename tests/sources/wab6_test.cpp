@@ -1,6 +1,7 @@
 // The Windows Contacts source through IAB over the stand-in library: what it
 // reads from .contact files other programs wrote, what it writes back, the
 // file names it makes, and the bad input it must survive.
+#include "sources/wab5.h"
 #include "sources/wab6.h"
 #include "sources/wab_fixture.h"
 
@@ -251,6 +252,64 @@ TEST_F(WAB6Test, MalformedFilesBesideGoodOnesAreSkipped) {
     EXPECT_EQ(1u, byName.count(L"Good"));
     EXPECT_EQ(1u, byName.count(L"Good 2"));
     EXPECT_EQ(6u, AllFilesInContacts().size()) << "nothing was removed";
+}
+
+// A file where the Contacts folder should be: the folder cannot be made, no
+// source can write a contact, and nothing is written anywhere else.
+class NoContactsFolderTest : public WABTest {
+protected:
+    void SetUp() override {
+        WABTest::SetUp();
+        m_folder = ContactsFolder();
+        m_parent = m_folder.substr(0, m_folder.find_last_of(L'\\'));
+        ASSERT_TRUE(::RemoveDirectoryW(m_folder.c_str()));
+        com::UniqueFile blocker(::CreateFileW(m_folder.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
+        ASSERT_TRUE(blocker);
+        m_before = Listing(m_parent);
+    }
+    void TearDown() override {
+        ::DeleteFileW(m_folder.c_str());
+        ::CreateDirectoryW(m_folder.c_str(), nullptr);
+        WABTest::TearDown();
+    }
+    static std::vector<std::wstring> Listing(const std::wstring& folder) {
+        std::vector<std::wstring> names;
+        WIN32_FIND_DATAW found;
+        const HANDLE search = ::FindFirstFileW((folder + L"\\*").c_str(), &found);
+        if (search == INVALID_HANDLE_VALUE) return names;
+        do names.push_back(found.cFileName);
+        while (::FindNextFileW(search, &found));
+        ::FindClose(search);
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    std::wstring m_folder, m_parent;
+    std::vector<std::wstring> m_before;
+};
+
+TEST_F(NoContactsFolderTest, AddsFailAndNothingIsWritten) {
+    {
+        CWAB6 contacts;
+        contacts.Connect();
+        CRecipient r;
+        r.name = L"Nowhere";
+        r.faxNumber = L"1";
+        EXPECT_TRUE(FAILED(contacts.Add(r)));
+        EXPECT_EQ(0u, r.key);
+        RecipientList all;
+        contacts.LoadAll(all);
+        EXPECT_TRUE(all.empty());
+
+        CWAB5 book;
+        EXPECT_TRUE(FAILED(book.Add(r)));
+        EXPECT_EQ(S_OK, book.LoadAll(all));
+        EXPECT_TRUE(all.empty());
+    }
+    EXPECT_EQ(m_before, Listing(m_parent));
+    EXPECT_EQ(0u, ::GetFileSize(com::UniqueFile(::CreateFileW(m_folder.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                                              OPEN_EXISTING, 0, nullptr)).get(), nullptr))
+        << "the file in the folder's place is untouched";
 }
 
 TEST(WAB6Closed, EveryOperationNeedsAConnection) {

@@ -314,7 +314,7 @@ ULONG CWAB5::FavoriteTag(IMailUser* entry) const {
     WabBuffer<SPropTagArray> tags(m_wabObject.get());
     const HRESULT hr = entry->GetIDsFromNames(1, names, kNoFlags, tags.put());
     if (hr == S_OK || !tags.get() || tags->cValues == 0) return 0;
-    return (tags->aulPropTag[0] << 16) | PT_BOOLEAN;
+    return (tags->aulPropTag[0] << kFavoriteTagShift) | PT_BOOLEAN;
 }
 
 HRESULT CWAB5::ReadEntry(IMailUser* entry, CRecipient& recipient, bool withNames) const {

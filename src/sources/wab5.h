@@ -46,6 +46,10 @@ inline constexpr wchar_t kFavoritePropertyName[] = L"ZentelFavorite";
 inline constexpr GUID kFavoritePropertySet = {
     0x56FDF344, 0xFD6D, 0x11D0, {0x95, 0x8A, 0x00, 0x60, 0x97, 0xC9, 0xA0, 0x90}};
 
+// The favourite's tag: the looked-up tag moved up by this many bits, with
+// PT_BOOLEAN below.
+inline constexpr unsigned kFavoriteTagShift = 16;
+
 inline constexpr ULONG kContentsTableFlags = 0x40;
 inline constexpr ULONG kNoFlags = 0;
 

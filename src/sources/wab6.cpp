@@ -167,7 +167,10 @@ HRESULT CWAB6::ReadContact(IUnknown* contact, CRecipient& recipient) {
     RETURN_IF_FAILED(ReadString(properties.get(), kContactIdProperty, kContactIdChars, recipient.identifier));
     if (!recipient.identifier.empty()) recipient.key = KeyFromIdentifier(recipient.identifier);
 
+    // A contact that another program saved without a name is listed with
+    // an empty one rather than failing the whole load.
     hr = ReadString(properties.get(), kFormattedNameProperty, kContactTextChars, recipient.name);
+    if (hr == kContactPathNotFound) hr = S_OK;
     if (FAILED(hr)) return hr;
 
     com::ComPtr<IContactPropertyCollection> faxes;

@@ -1,0 +1,105 @@
+// The folder watch of the Windows address-book sources: changes that other
+// processes make reach the registered windows, the registered-window list,
+// and watchers that end with the last source of the process.
+#include "sources/wab5.h"
+#include "sources/wab6.h"
+#include "sources/wab_fixture.h"
+
+#include <memory>
+
+using namespace testing_support;
+
+namespace {
+
+constexpr DWORD kDeliveryMs = 1000;  // how long a change may take to arrive
+constexpr DWORD kSettleMs = 300;     // lets the follow-ups of one change arrive
+
+int ChangeFromAnotherProcess(int change) {
+    const std::wstring name = L"Changed " + std::to_wstring(change);
+    return RunProcess(L"\"" + BinDir() + L"wab_probe.exe\" write \"" + name + L".contact\" \"" + name + L"\"");
+}
+
+class WABWatchTest : public WABTest {};
+
+TEST_F(WABWatchTest, EveryChangeOfAnotherProcessReachesTheWindow) {
+    CWAB6 source;
+    MessageCounter window(kReloadMessage);
+    ASSERT_TRUE(source.SetNotifyWindow(window.hwnd(), true));
+    for (int change = 1; change <= 4; ++change) {
+        window.PumpFor(kSettleMs);
+        window.Reset();
+        ASSERT_EQ(0, ChangeFromAnotherProcess(change));
+        EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1) << "change " << change << " was not reported";
+        EXPECT_EQ(kWABChangeParam, window.lastLParam());
+    }
+}
+
+// A window registered twice is told as often as one registered once; one
+// unregistered is not told, and one destroyed is left out.
+TEST_F(WABWatchTest, TheRegisteredWindowListHoldsEachLiveWindowOnce) {
+    CWAB6 source;
+    auto destroyed = std::make_unique<MessageCounter>(kReloadMessage);
+    MessageCounter twice(kReloadMessage), once(kReloadMessage), unregistered(kReloadMessage);
+    for (HWND window : {destroyed->hwnd(), twice.hwnd(), twice.hwnd(), once.hwnd(), unregistered.hwnd()})
+        ASSERT_TRUE(source.SetNotifyWindow(window, true));
+    EXPECT_FALSE(source.SetNotifyWindow(unregistered.hwnd(), false));
+    EXPECT_FALSE(source.SetNotifyWindow(nullptr, true)) << "no window, no registration";
+    destroyed.reset();
+
+    for (int change = 1; change <= 2; ++change) {
+        twice.PumpFor(kSettleMs);
+        for (MessageCounter* window : {&twice, &once, &unregistered}) window->Reset();
+        ASSERT_EQ(0, ChangeFromAnotherProcess(change));
+        twice.PumpFor(kDeliveryMs);
+        EXPECT_GE(once.count(), 1) << "change " << change;
+        EXPECT_EQ(once.count(), twice.count()) << "change " << change;
+        EXPECT_EQ(0, unregistered.count());
+    }
+}
+
+TEST_F(WABWatchTest, WatchersRunUntilTheLastSourceOfTheProcessIsGone) {
+    {
+        // The first sources load what lives as long as the process (the
+        // address-book library's XML service among it).
+        CWAB6 warmUp;
+        CWAB5 warmUpBook;
+        RecipientList all;
+        warmUpBook.LoadAll(all);
+    }
+    const int threads = ThreadCount();
+    const int handles = HandleCount();
+    {
+        auto first = std::make_unique<CWAB6>();
+        auto second = std::make_unique<CWAB5>();
+        const DWORD firstWatcher = first->WatcherThreadId(), secondWatcher = second->WatcherThreadId();
+        ASSERT_NE(0u, firstWatcher);
+        ASSERT_NE(0u, secondWatcher);
+
+        first.reset();
+        EXPECT_TRUE(ThreadAlive(firstWatcher)) << "the first watcher runs on while another source lives";
+        EXPECT_TRUE(ThreadAlive(secondWatcher));
+
+        // The second source still reports changes.
+        MessageCounter window(kReloadMessage);
+        ASSERT_TRUE(second->SetNotifyWindow(window.hwnd(), true));
+        window.PumpFor(kSettleMs);
+        window.Reset();
+        ASSERT_EQ(0, ChangeFromAnotherProcess(1));
+        EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1);
+
+        second.reset();
+        EXPECT_FALSE(ThreadAlive(firstWatcher));
+        EXPECT_FALSE(ThreadAlive(secondWatcher));
+    }
+    EXPECT_EQ(threads, ThreadCount());
+    EXPECT_EQ(handles, HandleCount());
+
+    // A new first source starts afresh.
+    CWAB6 again;
+    MessageCounter window(kReloadMessage);
+    ASSERT_TRUE(again.SetNotifyWindow(window.hwnd(), true));
+    ASSERT_EQ(0, ChangeFromAnotherProcess(2));
+    EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1);
+}
+
+}  // namespace

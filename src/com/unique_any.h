@@ -4,6 +4,7 @@
 
 #include <windows.h>
 #include <oleauto.h>
+#include <commctrl.h>
 
 #include <cstdint>
 #include <type_traits>
@@ -57,6 +58,9 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
+inline void CloseDC(HDC h) noexcept { ::DeleteDC(h); }
+inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
+inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -68,6 +72,9 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
+using UniqueDC = UniqueAny<HDC, detail::CloseDC>;  // a memory DC (CreateCompatibleDC)
+using UniqueIcon = UniqueAny<HICON, detail::CloseIcon>;
+using UniqueImageList = UniqueAny<HIMAGELIST, detail::CloseImageList>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

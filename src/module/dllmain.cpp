@@ -3,6 +3,7 @@
 #include "com/class_factory.h"
 #include "com/module.h"
 #include "com/unique_any.h"
+#include "control/phonebook_control.h"
 #include "localization/resource_library.h"
 #include "module/VelPhonebook_h.h"
 #include "module/registration.h"
@@ -23,6 +24,8 @@ HRESULT CreateFactory(REFIID iid, void** out) noexcept {
 }
 
 const ClassEntry kClasses[] = {
+    {{&CLSID_VelPhonebookControl, 102, L"CLSID_VelPhonebookControl", true, nullptr},
+     &CreateFactory<CPhonebookControl>},
     {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
 };
 

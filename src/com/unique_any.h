@@ -61,6 +61,7 @@ inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
 inline void CloseDC(HDC h) noexcept { ::DeleteDC(h); }
 inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
 inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
+inline void CloseHook(HHOOK h) noexcept { ::UnhookWindowsHookEx(h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -75,6 +76,7 @@ using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
 using UniqueDC = UniqueAny<HDC, detail::CloseDC>;  // a memory DC (CreateCompatibleDC)
 using UniqueIcon = UniqueAny<HICON, detail::CloseIcon>;
 using UniqueImageList = UniqueAny<HIMAGELIST, detail::CloseImageList>;
+using UniqueHook = UniqueAny<HHOOK, detail::CloseHook>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

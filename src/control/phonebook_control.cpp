@@ -5,6 +5,7 @@
 #include "win/display.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <functional>
 
 namespace {
@@ -98,34 +99,34 @@ void CPhonebookControl::OnOutlookDisconnecting() {}
 
 STDMETHODIMP CPhonebookControl::GetItem(int item, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
-        if (!m_list.IsWindow() || item < 0 || item >= m_list.GetItemCount()) return HRESULT(-1);
-        RETURN_IF_FAILED(FillRow(m_list, item, id, name, fax));
+        if (!HasList() || item < 0 || item >= List().GetItemCount()) return HRESULT(-1);
+        RETURN_IF_FAILED(FillRow(List(), item, id, name, fax));
         return HRESULT(item);
     });
 }
 
 STDMETHODIMP CPhonebookControl::GetItemCount() noexcept {
-    return m_list.IsWindow() ? HRESULT(m_list.GetItemCount()) : 0;
+    return HasList() ? HRESULT(List().GetItemCount()) : 0;
 }
 
 STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
-        if (!m_list.IsWindow()) return HRESULT(-1);
+        if (!HasList()) return HRESULT(-1);
         int found = -1;
-        if (m_list.CheckBoxMode()) {
-            for (int i = std::max(from + 1, 0), count = m_list.GetItemCount(); i < count && found < 0; ++i)
+        if (m_list.IsCheckBoxMode()) {
+            for (int i = std::max(from + 1, 0), count = List().GetItemCount(); i < count && found < 0; ++i)
                 if (m_list.IsMarked(i)) found = i;
         } else {
-            found = m_list.GetNextItem(from, LVNI_SELECTED);
+            found = List().GetNextItem(from, LVNI_SELECTED);
         }
         if (found < 0) return HRESULT(found);
-        RETURN_IF_FAILED(FillRow(m_list, found, id, name, fax));
+        RETURN_IF_FAILED(FillRow(List(), found, id, name, fax));
         return HRESULT(found);
     });
 }
 
 STDMETHODIMP CPhonebookControl::GetSelItemCount() noexcept {
-    return m_list.IsWindow() ? HRESULT(m_list.GetMarkedCount()) : 0;
+    return HasList() ? HRESULT(m_list.MarkedCount()) : 0;
 }
 
 // --- IVelPhonebookControl2 -------------------------------------------------
@@ -137,7 +138,7 @@ STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept
                                     L"The address book is 1 (Outlook), 0 (Windows) or -1 (recently used).");
         if (int(selected) == Kind()) return S_OK;
         const HRESULT hr = SelectKind(int(selected));
-        if (m_list.IsWindow()) ClearRows();
+        if (HasList()) ClearRows();
         if (Source() && m_hWnd) {
             if (m_vista) m_list.SetHeaderCheck(false);
             PostMessage(kReloadMessage);
@@ -163,8 +164,8 @@ STDMETHODIMP CPhonebookControl::EnableCheckBoxes(LONG enable, BSTR header) noexc
     return com::Boundary([&]() -> HRESULT {
         m_checkBoxesWanted = enable != 0;
         m_checkBoxHeader = header ? header : L"";
-        if (!m_list.IsWindow()) return S_OK;
-        m_list.SetCheckBoxMode(m_checkBoxesWanted, m_checkBoxHeader);
+        if (!HasList()) return S_OK;
+        m_list.SetCheckBoxMode(m_checkBoxesWanted, m_checkBoxHeader.c_str());
         ShowButtonSet(m_checkBoxesWanted);
         UpdateButtons();
         return S_OK;
@@ -172,23 +173,21 @@ STDMETHODIMP CPhonebookControl::EnableCheckBoxes(LONG enable, BSTR header) noexc
 }
 
 STDMETHODIMP CPhonebookControl::SelectItem(int item) noexcept {
-    if (!m_list.IsWindow()) return S_OK;
-    m_list.SelectOnly(item);
-    m_list.EnsureVisible(item < 0 ? 0 : item);
+    if (!HasList()) return S_OK;
+    m_list.SelectItemExclusively(item);
+    List().EnsureVisible(item < 0 ? 0 : item);
     return S_OK;
 }
 
 STDMETHODIMP CPhonebookControl::SetSortMode(int mode) noexcept {
     return com::Boundary([&]() -> HRESULT {
-        if (!m_list.IsWindow()) return S_OK;
-        m_list.SetSortMode(mode & 0xFFFF);
-        m_rowsValid = false;
+        if (HasList()) m_list.SetSortMode((unsigned short)(mode & 0xFFFF));
         return S_OK;
     });
 }
 
 STDMETHODIMP CPhonebookControl::GetSortMode(int* mode) noexcept {
-    if (mode) *mode = int(short(m_list.SortMode()));
+    if (mode) *mode = int(m_list.GetSortMode());
     return S_OK;
 }
 
@@ -222,7 +221,7 @@ LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     ::ShowWindow(GetDlgItem(IDC_IMAGE_REMOVE), SW_HIDE);
     // A host that switched check boxes on before the window existed.
     if (m_checkBoxesWanted) {
-        m_list.SetCheckBoxMode(true, m_checkBoxHeader);
+        m_list.SetCheckBoxMode(true, m_checkBoxHeader.c_str());
         ShowButtonSet(true);
     }
 
@@ -235,16 +234,20 @@ LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
 }
 
 void CPhonebookControl::SetUpList() {
-    m_list.SetExtendedStyle(LVS_EX_FULLROWSELECT, LVS_EX_FULLROWSELECT);
-    m_sortImages.reset(::ImageList_LoadImageW(com::Module::Instance(), MAKEINTRESOURCEW(IDB_SORT_IMAGES), 9, 0,
-                                              RGB(0, 128, 128), IMAGE_BITMAP, LR_CREATEDIBSECTION));
-    m_list.GetHeader().SetImageList(m_sortImages.get());
-    m_list.InsertColumn(CInterimListView::kColumnNumber, LoadText(IDS_COLUMN_NUMBER).c_str(), win::ScaleX(30));
-    m_list.InsertColumn(CInterimListView::kColumnName, LoadText(IDS_COLUMN_NAME).c_str(), win::ScaleX(94));
-    m_list.InsertColumn(CInterimListView::kColumnFax, LoadText(IDS_COLUMN_FAX).c_str(), win::ScaleX(84));
+    // Full-row selection, header images, columns scaled from 96 dpi, no check boxes.
+    m_list.SetUpColumns(LoadText(IDS_COLUMN_NUMBER).c_str(), LoadText(IDS_COLUMN_NAME).c_str(),
+                        LoadText(IDS_COLUMN_FAX).c_str(),
+                        listview::LoadHeaderImages(com::Module::Instance(), IDB_SORT_IMAGES));
     // The list has no label: its window text is what a screen reader says.
-    m_list.SetText(LoadText(IDS_LIST_NAME));
-    m_list.SetCheckBoxMode(false, L"");
+    List().SetText(LoadText(IDS_LIST_NAME));
+}
+
+std::wstring CPhonebookControl::RowNumber(int number) const {
+    const std::wstring& format = m_list.RowNumberFormat();
+    if (format.empty()) return {};
+    wchar_t text[32] = {};
+    swprintf(text, 32, format.c_str(), number);
+    return text;
 }
 
 LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
@@ -253,10 +256,7 @@ LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     CloseSource();
     m_imageButtons.Clear();
     m_shown.clear();
-    m_rowOfKey.clear();
-    m_rowsValid = true;
-    m_list.Attach(nullptr);
-    m_sortImages.reset();
+    m_list.Detach();
     return 0;
 }
 
@@ -267,7 +267,7 @@ LRESULT CPhonebookControl::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
 }
 
 LRESULT CPhonebookControl::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
-    if (timer != kReloadTimer || !m_list.IsWindow()) return 0;
+    if (timer != kReloadTimer || !HasList()) return 0;
     Reload();
     return 0;
 }
@@ -283,11 +283,12 @@ void CPhonebookControl::Reload() {
     RecipientList kept, added;
     source->Compare(current, known, removed, kept, added);
 
-    m_list.SetRedraw(false);
+    const win::ListViewCtrl list = List();
+    list.SetRedraw(false);
     bool changed = false;
     std::vector<int> gone;
     for (ULONG_PTR key : removed) {
-        const int row = RowOfKey(key);
+        const int row = m_list.FindItemByKey(LPARAM(key));
         if (row >= 0) gone.push_back(row);
         m_shown.erase(key);
     }
@@ -296,22 +297,20 @@ void CPhonebookControl::Reload() {
         changed = true;
     }
     for (const CRecipient& recipient : kept) {
-        int row = RowOfKey(recipient.key);
+        int row = m_list.FindItemByKey(LPARAM(recipient.key));
         Shown& shown = m_shown[recipient.key];
         if (row < 0) {
-            row = m_list.InsertItem(m_list.GetItemCount(),
-                                    m_list.RowNumberText(m_list.GetItemCount() + 1).c_str(), LPARAM(recipient.key));
-            m_rowsValid = false;
+            row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(list.GetItemCount() + 1).c_str()});
             shown = Shown{};
             changed = true;
         }
         if (shown.name != recipient.name) {
-            m_list.SetItemText(row, CInterimListView::kColumnName, recipient.name.c_str());
+            list.SetItemText(row, listview::kNameColumn, recipient.name.c_str());
             shown.name = recipient.name;
             changed = true;
         }
         if (shown.fax != recipient.faxNumber) {
-            m_list.SetItemText(row, CInterimListView::kColumnFax, recipient.faxNumber.c_str());
+            list.SetItemText(row, listview::kFaxColumn, recipient.faxNumber.c_str());
             shown.fax = recipient.faxNumber;
             changed = true;
         }
@@ -320,36 +319,18 @@ void CPhonebookControl::Reload() {
         AppendRow(recipient);
         changed = true;
     }
+    if (changed) m_list.SetSortMode(7);
+    list.SetRedraw(true);
     if (changed) {
-        m_list.SetSortMode(7);
-        m_rowsValid = false;
-    }
-    m_list.SetRedraw(true);
-    if (changed) {
-        m_list.Invalidate();
+        list.Invalidate();
         UpdateButtons();
     }
 }
 
-int CPhonebookControl::RowOfKey(ULONG_PTR key) {
-    if (!m_rowsValid) {
-        m_rowOfKey.clear();
-        for (int i = 0, count = m_list.GetItemCount(); i < count; ++i) m_rowOfKey[ULONG_PTR(m_list.GetItemData(i))] = i;
-        m_rowsValid = true;
-    }
-    const auto found = m_rowOfKey.find(key);
-    return found == m_rowOfKey.end() ? -1 : found->second;
-}
-
 int CPhonebookControl::AppendRow(const CRecipient& recipient) {
-    const int count = m_list.GetItemCount();
-    const int row = m_list.InsertItem(count, m_list.RowNumberText(count + 1).c_str(), LPARAM(recipient.key));
-    if (row < 0) return row;
-    m_list.SetItemText(row, CInterimListView::kColumnName, recipient.name.c_str());
-    m_list.SetItemText(row, CInterimListView::kColumnFax, recipient.faxNumber.c_str());
-    m_shown[recipient.key] = Shown{recipient.name, recipient.faxNumber};
-    if (m_rowsValid && row == count) m_rowOfKey[recipient.key] = row;
-    else m_rowsValid = false;
+    const int row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(List().GetItemCount() + 1).c_str(),
+                                                             recipient.name.c_str(), recipient.faxNumber.c_str()});
+    if (row >= 0) m_shown[recipient.key] = Shown{recipient.name, recipient.faxNumber};
     return row;
 }
 
@@ -357,32 +338,30 @@ void CPhonebookControl::DeleteRows(std::vector<int> rows) {
     // From the bottom up, so that the rows still to go keep their index.
     std::sort(rows.begin(), rows.end(), std::greater<int>());
     ++m_quietItemChanges;
-    for (int row : rows) m_list.DeleteItem(row);
+    for (int row : rows) List().DeleteItem(row);
     --m_quietItemChanges;
-    m_rowsValid = false;
 }
 
 void CPhonebookControl::ClearRows() {
     ++m_quietItemChanges;
-    m_list.DeleteAllItems();
+    List().DeleteAllItems();
     --m_quietItemChanges;
     m_shown.clear();
-    m_rowOfKey.clear();
-    m_rowsValid = true;
 }
 
 void CPhonebookControl::UpdateButtons() {
-    if (!m_list.IsWindow()) return;
+    if (!HasList()) return;
+    const win::ListViewCtrl list = List();
     const bool anyBook = Kind() != kMRUBook;
-    const int selected = m_list.GetSelectedCount();
-    const int marked = m_list.GetMarkedCount();
-    const int count = m_list.GetItemCount();
+    const int selected = list.GetSelectedCount();
+    const int marked = m_list.MarkedCount();
+    const int count = list.GetItemCount();
     ::EnableWindow(GetDlgItem(IDC_IMAGE_ADD), anyBook);
     ::EnableWindow(GetDlgItem(IDC_EDIT), anyBook && selected == 1);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_EDIT), anyBook && marked == 1);
     ::EnableWindow(GetDlgItem(IDC_REMOVE), selected != 0);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_REMOVE), marked != 0);
-    m_list.GetHeader().Enable(count > 0);
+    list.GetHeader().Enable(count > 0);
     m_list.SetHeaderCheck(count > 0 && marked == count);
 }
 
@@ -400,7 +379,7 @@ LRESULT CPhonebookControl::OnItemChanged(int, NMHDR* header, BOOL&) {
     if (m_quietItemChanges) return 0;
     const auto* change = reinterpret_cast<const NMLISTVIEW*>(header);
     if ((change->uChanged & LVIF_STATE) && ((change->uOldState ^ change->uNewState) & 0xF002))
-        FireItemSelected(change->iItem, (change->uNewState & LVIS_SELECTED) != 0, m_list.GetMarkedCount());
+        FireItemSelected(change->iItem, (change->uNewState & LVIS_SELECTED) != 0, m_list.MarkedCount());
     UpdateButtons();
     return 0;
 }
@@ -409,14 +388,10 @@ LRESULT CPhonebookControl::OnColumnClick(int, NMHDR* header, BOOL&) {
     const int column = reinterpret_cast<const NMLISTVIEW*>(header)->iSubItem;
     if (column < 0 || column > 2) return 0;
     const int descending = 2 * (column + 1);
-    m_list.SetSortMode(m_list.SortMode() == descending ? descending - 1 : descending);
-    m_rowsValid = false;
-    if (column != CInterimListView::kColumnNumber) m_list.Renumber();
+    m_list.SetSortMode((unsigned short)(m_list.GetSortMode() == descending ? descending - 1 : descending));
+    if (column != listview::kNumberColumn) m_list.Renumber();
     return 0;
 }
-
-// Only the list's own edit box edits cells, never the list's label editing.
-LRESULT CPhonebookControl::OnBeginLabelEdit(int, NMHDR*, BOOL&) { return TRUE; }
 
 // --- Add, edit, remove -----------------------------------------------------
 
@@ -438,10 +413,11 @@ LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
     recipient.faxNumber = LoadText(IDS_NEW_NUMBER);
     if (SUCCEEDED(source->Add(recipient))) {
         const int row = AppendRow(recipient);
-        m_list.SelectOnly(row);
+        m_list.SelectItemExclusively(row);
         m_list.SetSortMode(0);
-        if (m_list.IsEditing()) m_list.EndEdit();
-        m_list.SetEditRequest(row, 1);
+        if (m_list.IsEditing()) m_list.EndEdit(true);
+        // The user types over the placeholder name at once.
+        m_list.SetEditPosition(row, listview::kStartAfterAdd);
         m_list.StartEdit();
     }
     SetNotifyWindow(m_hWnd, true);
@@ -449,10 +425,10 @@ LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
 }
 
 LRESULT CPhonebookControl::OnEdit(WORD, WORD, HWND, BOOL&) {
-    if (m_list.GetItemCount() == 0 || m_list.GetMarkedCount() != 1) return 0;
+    if (List().GetItemCount() == 0 || m_list.MarkedCount() != 1) return 0;
     int row = 0;
     while (!m_list.IsMarked(row)) ++row;
-    m_list.SetEditRequest(row, 2);
+    m_list.SetEditPosition(row, listview::kStartAfterEdit);
     m_list.StartEdit();
     return 0;
 }
@@ -461,31 +437,29 @@ LRESULT CPhonebookControl::OnEndEdit(int, NMHDR* header, BOOL&) {
     const auto* info = reinterpret_cast<const NMLVDISPINFOW*>(header);
     const int item = info->item.iItem;
     const int column = info->item.iSubItem;
-    if (item < 0 || (column != CInterimListView::kColumnName && column != CInterimListView::kColumnFax)) return 0;
+    if (item < 0 || (column != listview::kNameColumn && column != listview::kFaxColumn)) return 0;
     const UINT message = CommitEdit(item, column, info->item.pszText ? info->item.pszText : L"");
     if (!message) return 0;
     ShowMessage(LoadText(message), L"", MB_OK | MB_ICONERROR);
-    if (!m_list.TakeRestartSuppressed()) {
-        m_list.SetEditRequest(item, 0);
-        m_list.StartEdit();
-    }
-    return 1;  // rejected
+    // Rejected: the list opens the edit again (unless told not to once).
+    return 1;
 }
 
 UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& text) {
-    const bool editsName = column == CInterimListView::kColumnName;
-    const std::wstring name = Trimmed(editsName ? text : m_list.GetItemText(item, CInterimListView::kColumnName));
-    const std::wstring fax = Trimmed(editsName ? m_list.GetItemText(item, CInterimListView::kColumnFax) : text);
+    const bool editsName = column == listview::kNameColumn;
+    const win::ListViewCtrl list = List();
+    const std::wstring name = Trimmed(editsName ? text : list.GetItemText(item, listview::kNameColumn));
+    const std::wstring fax = Trimmed(editsName ? list.GetItemText(item, listview::kFaxColumn) : text);
     if (name.empty() || fax.size() < 3 || fax.size() > 45) return IDS_ADDRESS_INCORRECT;
-    for (int i = m_list.GetItemCount() - 1; i >= 0; --i) {
-        if (i != item && m_list.GetItemText(i, CInterimListView::kColumnName) == name &&
-            m_list.GetItemText(i, CInterimListView::kColumnFax) == fax)
+    for (int i = list.GetItemCount() - 1; i >= 0; --i) {
+        if (i != item && list.GetItemText(i, listview::kNameColumn) == name &&
+            list.GetItemText(i, listview::kFaxColumn) == fax)
             return IDS_ADDRESS_EXISTS;
     }
     const UINT failure = Kind() == kOutlookBook ? IDS_CANNOT_MODIFY_OUTLOOK : IDS_CANNOT_MODIFY_SYSTEM_AB;
     IAB* source = Source();
     if (!source) return failure;
-    const ULONG key = ULONG(m_list.GetItemData(item));
+    const ULONG key = ULONG(list.GetItemData(item));
     CRecipient recipient;
     if (FAILED(source->Get(key, recipient))) return failure;
     recipient.name = name;
@@ -495,28 +469,27 @@ UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& tex
     SetNotifyWindow(m_hWnd, true);
     if (FAILED(hr)) return failure;
     const ULONG_PTR newKey = recipient.key ? recipient.key : key;
-    m_list.SetItemText(item, CInterimListView::kColumnName, name.c_str());
-    m_list.SetItemText(item, CInterimListView::kColumnFax, fax.c_str());
-    m_list.SetItemData(item, LPARAM(newKey));
+    list.SetItemText(item, listview::kNameColumn, name.c_str());
+    list.SetItemText(item, listview::kFaxColumn, fax.c_str());
+    list.SetItemData(item, LPARAM(newKey));
     m_shown.erase(key);
     m_shown[newKey] = Shown{name, fax};
-    m_rowsValid = false;
     return 0;
 }
 
 LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
     SetNotifyWindow(m_hWnd, false);
-    const int marked = m_list.GetMarkedCount();
+    const int marked = m_list.MarkedCount();
     std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
     if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
         question.replace(at, 2, std::to_wstring(marked));
     IAB* source = Source();
-    if (source && m_list.GetItemCount() > 0 && marked != 0 &&
+    if (source && List().GetItemCount() > 0 && marked != 0 &&
         ShowMessage(question, LoadText(IDS_REMOVE), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES) {
         int remaining = marked;
-        for (int row = m_list.GetItemCount() - 1; row >= 0 && remaining > 0; --row) {
+        for (int row = List().GetItemCount() - 1; row >= 0 && remaining > 0; --row) {
             if (!m_list.IsMarked(row)) continue;
-            const ULONG_PTR key = ULONG_PTR(m_list.GetItemData(row));
+            const ULONG_PTR key = ULONG_PTR(m_list.KeyOfItem(row));
             if (FAILED(source->Delete(ULONG(key)))) continue;
             DeleteRows({row});
             m_shown.erase(key);
@@ -539,14 +512,14 @@ int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring&
 // The list takes the room the buttons leave; the buttons keep their place
 // relative to the bottom left corner.
 void CPhonebookControl::Layout(int width, int height) {
-    if (!m_list.IsWindow()) return;
+    if (!HasList()) return;
     const auto units = [this](int left, int top, int right, int bottom) {
         RECT rect{left, top, right, bottom};
         ::MapDialogRect(m_hWnd, &rect);
         return rect;
     };
     const RECT listGap = units(0, 0, 0, 170 - 135);
-    m_list.Move({0, 0, width, std::max(0L, height - listGap.bottom)});
+    List().Move({0, 0, width, std::max(0L, height - listGap.bottom)});
     struct Place {
         int id, left, top, width, height;
     };

@@ -10,7 +10,8 @@
 #include "com/error_info.h"
 #include "control/control_ids.h"
 #include "control/image_buttons.h"
-#include "control/interim_list.h"
+#include "control/list_codes.h"
+#include "control/list_view.h"
 #include "core/phonebook_manager.h"
 #include "localization/localizer.h"
 #include "module/VelPhonebook_h.h"
@@ -35,7 +36,6 @@ public:
     enum { IDD = IDD_VELPHONEBOOKCONTROL };
     static constexpr UINT kReloadTimer = 123;
     static constexpr UINT kReloadDelayMs = 500;
-    static constexpr UINT kEndEditNotification = 2549;
     static constexpr DISPID kOnItemSelected = 1;
     // Recompose on resize, can't link inside, inside-out, activate when
     // visible, set client site first.
@@ -85,10 +85,9 @@ public:
         COMMAND_HANDLER(IDC_IMAGE_REMOVE, BN_CLICKED, OnRemove)
         COMMAND_HANDLER(IDC_EDIT, BN_CLICKED, OnEdit)
         COMMAND_HANDLER(IDC_IMAGE_EDIT, BN_CLICKED, OnEdit)
-        NOTIFY_HANDLER(IDC_LIST, kEndEditNotification, OnEndEdit)
+        NOTIFY_HANDLER(IDC_LIST, listview::kEndEditNotify, OnEndEdit)
         NOTIFY_HANDLER(IDC_LIST, LVN_ITEMCHANGED, OnItemChanged)
         NOTIFY_HANDLER(IDC_LIST, LVN_COLUMNCLICK, OnColumnClick)
-        NOTIFY_HANDLER(IDC_LIST, LVN_BEGINLABELEDITW, OnBeginLabelEdit)
     END_MSG_MAP()
 
 private:
@@ -105,7 +104,6 @@ private:
     LRESULT OnEndEdit(int, NMHDR*, BOOL&);
     LRESULT OnItemChanged(int, NMHDR*, BOOL&);
     LRESULT OnColumnClick(int, NMHDR*, BOOL&);
-    LRESULT OnBeginLabelEdit(int, NMHDR*, BOOL&);
 
     void SetUpList();
     void Reload();
@@ -113,8 +111,9 @@ private:
     void ShowButtonSet(bool imageButtons);
     void Layout(int width, int height);
     void FireItemSelected(int item, bool selected, int count);
-    // Row of a key through the key-to-row map (rebuilt after the rows moved).
-    int RowOfKey(ULONG_PTR key);
+    win::ListViewCtrl List() const noexcept { return m_list.List(); }
+    bool HasList() const noexcept { return m_list.IsWindow(); }
+    std::wstring RowNumber(int number) const;
     int AppendRow(const CRecipient& recipient);
     void DeleteRows(std::vector<int> rows);
     void ClearRows();
@@ -123,21 +122,18 @@ private:
     // A standard message box over the host's window; the button pressed.
     int ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const;
 
-    CInterimListView m_list;
+    listview::CPhonebookListView m_list;
     CImageButtons m_imageButtons;
-    com::UniqueImageList m_sortImages;
     bool m_vista = false;
     bool m_checkBoxesWanted = false;       // EnableCheckBoxes before the window existed
     std::wstring m_checkBoxHeader;
     int m_quietItemChanges = 0;            // own deletions: no item-changed events
 
-    // What the list shows, by key: the texts (to find what changed) and the
-    // row (valid until rows move).
+    // What the list shows, by key (the list finds the row of a key): the
+    // texts, so that a reload sees what changed without reading the rows.
     struct Shown {
         std::wstring name;
         std::wstring fax;
     };
     std::unordered_map<ULONG_PTR, Shown> m_shown;
-    std::unordered_map<ULONG_PTR, int> m_rowOfKey;
-    bool m_rowsValid = true;
 };

@@ -1,3 +1,6 @@
+# The control tests carry the module's manifest (common controls 6), as the module does.
+target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control/list_test_resources.rc)
+target_link_libraries(test_control PRIVATE gdiplus)
 # Extras of the control tests: a probe that hosts the control in a process
 # of its own (started with another screen resolution).
 add_executable(control_dpi_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dpi_probe.cpp

@@ -40,6 +40,9 @@ void Type(HWND window, const std::wstring& text) {
 void Click(HWND window, POINT client) {
     ::ClientToScreen(window, &client);
     ::SetCursorPos(client.x, client.y);
+    // The pointer reaches its place through the display server: let the move
+    // arrive before the press, or the press may land where the pointer was.
+    Pump(50);
     INPUT input[2] = {};
     input[0].type = input[1].type = INPUT_MOUSE;
     input[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;

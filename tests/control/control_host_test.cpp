@@ -350,3 +350,95 @@ TEST_F(HostedControlTest, PicturesOfTheFilledControlWithAndWithoutCheckBoxes) {
     Pump(300);
     EXPECT_GT(SaveWindowPicture(m_host->top(), folder + L"control_checkboxes.bmp"), 10u);
 }
+
+namespace {
+
+// The in-place edit box over a cell of the list, if one is open.
+HWND EditBox(HWND list) {
+    const HWND box = ::FindWindowExW(list, nullptr, L"Edit", nullptr);
+    return box && ::IsWindowVisible(box) ? box : nullptr;
+}
+
+void Press(HWND window, UINT key) { ::SendMessageW(window, WM_KEYDOWN, key, 1); }
+
+}  // namespace
+
+// What the user types into a cell is checked by the control before the book
+// is written: lengths of the number, an empty name, a duplicate entry. A
+// refusal shows the message over the host's window and reopens the cell.
+TEST_F(HostedControlTest, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
+    ASSERT_NO_FATAL_FAILURE(HostWithBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    int row = NameAt(0) == L"Ben" ? 0 : 1;
+    const HWND list = m_host->list();
+    // The list's own label editing opens the edit box on the name instead.
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    Press(EditBox(list), VK_TAB);  // on to the number
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+
+    const std::wstring incorrect = L"This address is incorrect.";
+    struct Case {
+        std::wstring number;
+        bool accepted;
+    };
+    const Case cases[] = {
+        {L"12", false}, {std::wstring(46, L'9'), false}, {L"   ", false},
+        {L"123", true}, {std::wstring(45, L'8'), true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.number.begin(), c.number.end()));
+        HWND box = nullptr;
+        if (!c.accepted || !EditBox(list)) {
+            ASSERT_TRUE(PumpUntil([&] { return (box = EditBox(list)) != nullptr; }, 1000)) << "the cell is open";
+        } else {
+            box = EditBox(list);
+        }
+        ::SetWindowTextW(box, c.number.c_str());
+        MessageBoxAnswer ok(IDOK);
+        Press(box, VK_RETURN);
+        PumpUntil([&] { return ok.answered(); }, c.accepted ? 300 : 2000);
+        EXPECT_EQ(ok.answered(), !c.accepted);
+        if (!c.accepted) {
+            EXPECT_EQ(ok.text().rfind(incorrect, 0), 0u);
+            EXPECT_EQ(ok.owner(), m_host->top());
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000)) << "reopened after a refusal";
+            continue;
+        }
+        Pump(100);
+        EXPECT_EQ(EditBox(list), nullptr);
+        com::UniqueBstr fax;
+        ASSERT_EQ(m_control->GetItem(row, nullptr, nullptr, fax.put()), HRESULT(row));
+        EXPECT_EQ(std::wstring(fax.get()), c.number);
+        MRUEntryList stored;
+        LoadMRUStore(stored);
+        EXPECT_TRUE(std::any_of(stored.begin(), stored.end(),
+                                [&](const MRUEntry& e) { return e.name == L"Ben" && e.faxNumber == c.number; }));
+        if (&c != &cases[std::size(cases) - 1]) {
+            ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+            Press(EditBox(list), VK_TAB);
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+        }
+    }
+
+    // Ben renamed to Ann with Ann's number is a duplicate.
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    Press(EditBox(list), VK_TAB);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    ::SetWindowTextW(EditBox(list), L"111-222");
+    Press(EditBox(list), VK_RETURN);
+    Pump(100);
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    ::SetWindowTextW(EditBox(list), L"  Ann ");
+    {
+        MessageBoxAnswer ok(IDOK);
+        Press(EditBox(list), VK_RETURN);
+        EXPECT_TRUE(PumpUntil([&] { return ok.answered(); }, 2000));
+        EXPECT_EQ(ok.text().rfind(L"This address already exists.", 0), 0u);
+    }
+    PumpUntil([&] { return EditBox(list) != nullptr; }, 1000);
+    if (const HWND box = EditBox(list)) Press(box, VK_ESCAPE);
+    EXPECT_EQ(NameAt(row), L"Ben");
+}

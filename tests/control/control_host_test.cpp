@@ -442,3 +442,24 @@ TEST_F(HostedControlTest, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
     if (const HWND box = EditBox(list)) Press(box, VK_ESCAPE);
     EXPECT_EQ(NameAt(row), L"Ben");
 }
+
+// Keys the container hands over while the control is active: an open
+// in-place edit gets them before any dialog navigation.
+TEST_F(HostedControlTest, TheContainersKeysReachTheOpenEditFirst) {
+    ASSERT_NO_FATAL_FAILURE(HostWithBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    const auto active = m_host->query<IOleInPlaceActiveObject>();
+    ASSERT_TRUE(active);
+    const HWND list = m_host->list();
+    ::SendMessageW(list, LVM_EDITLABELW, 0, 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    const HWND nameBox = EditBox(list);
+    MSG tab{nameBox, WM_KEYDOWN, VK_TAB, 1, 0, {}};
+    EXPECT_EQ(active->TranslateAccelerator(&tab), S_OK);
+    // Tab moved the edit to the number cell instead of the focus to a button.
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    MSG escape{EditBox(list), WM_KEYDOWN, VK_ESCAPE, 1, 0, {}};
+    EXPECT_EQ(active->TranslateAccelerator(&escape), S_OK);
+    Pump(100);
+    EXPECT_EQ(EditBox(list), nullptr) << "Escape ended the edit";
+    EXPECT_EQ(NameAt(0) + NameAt(1), L"AnnBen");
+}

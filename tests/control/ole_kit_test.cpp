@@ -435,3 +435,36 @@ TEST_F(ContainerTest, ColumnsAreScaledFrom96DotsPerInchToTheScreen) {
     }
     EXPECT_EQ(high.substr(0, 10), "45 141 126");
 }
+
+TEST_F(ContainerTest, ClassInfoNamesTheCoclassAndItsEventInterface) {
+    com::ComPtr<IProvideClassInfo2> info;
+    ASSERT_EQ(::CoCreateInstance(CLSID_VelPhonebookControl, nullptr, CLSCTX_INPROC_SERVER, IID_IProvideClassInfo2,
+                                 info.put_void()),
+              S_OK);
+    GUID events{};
+    EXPECT_EQ(info->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &events), S_OK);
+    EXPECT_EQ(events, DIID_IVelPhonebookControlEvents);
+    EXPECT_EQ(info->GetGUID(42, &events), E_INVALIDARG);
+    com::ComPtr<ITypeInfo> coclass;
+    ASSERT_EQ(info->GetClassInfo(coclass.put()), S_OK);
+    TYPEATTR* attributes = nullptr;
+    ASSERT_EQ(coclass->GetTypeAttr(&attributes), S_OK);
+    EXPECT_EQ(attributes->guid, CLSID_VelPhonebookControl);
+    EXPECT_EQ(attributes->typekind, TKIND_COCLASS);
+    coclass->ReleaseTypeAttr(attributes);
+
+    // Verbs a container offers in its menus, and the user type from the registry.
+    const auto object = info.query<IOleObject>();
+    com::ComPtr<IEnumOLEVERB> verbs;
+    ASSERT_EQ(object->EnumVerbs(verbs.put()), S_OK);
+    std::set<LONG> ids;
+    OLEVERB verb{};
+    while (verbs->Next(1, &verb, nullptr) == S_OK) ids.insert(verb.lVerb);
+    EXPECT_TRUE(ids.count(OLEIVERB_INPLACEACTIVATE) && ids.count(OLEIVERB_UIACTIVATE) && ids.count(OLEIVERB_PRIMARY));
+    LPOLESTR type = nullptr;
+    ASSERT_EQ(object->GetUserType(USERCLASSTYPE_FULL, &type), S_OK);
+    EXPECT_EQ(std::wstring(type), L"Orvanta VelPhonebookControl Class");
+    ::CoTaskMemFree(type);
+    // Without a site there is nothing to activate in.
+    EXPECT_EQ(object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, nullptr, 0, nullptr, nullptr), E_UNEXPECTED);
+}

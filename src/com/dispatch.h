@@ -2,6 +2,7 @@
 // that script engines can call it by name.
 #pragma once
 
+#include "com/com_ptr.h"
 #include "com/module.h"
 
 #include <oaidl.h>
@@ -27,23 +28,18 @@ public:
     STDMETHODIMP GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID,
                                DISPID* ids) noexcept override {
         if (iid != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-        ITypeInfo* info = nullptr;
-        const HRESULT hr = Module::GetTypeInfo(__uuidof(I), &info);
+        ComPtr<ITypeInfo> info;
+        const HRESULT hr = Module::GetTypeInfo(__uuidof(I), info.put());
         if (FAILED(hr)) return hr;
-        const HRESULT result = info->GetIDsOfNames(names, count, ids);
-        info->Release();
-        return result;
+        return info->GetIDsOfNames(names, count, ids);
     }
     STDMETHODIMP Invoke(DISPID id, REFIID iid, LCID, WORD flags, DISPPARAMS* params,
                         VARIANT* result, EXCEPINFO* excepInfo, UINT* argError) noexcept override {
         if (iid != IID_NULL) return DISP_E_UNKNOWNINTERFACE;
-        ITypeInfo* info = nullptr;
-        const HRESULT hr = Module::GetTypeInfo(__uuidof(I), &info);
+        ComPtr<ITypeInfo> info;
+        const HRESULT hr = Module::GetTypeInfo(__uuidof(I), info.put());
         if (FAILED(hr)) return hr;
-        const HRESULT outcome = info->Invoke(static_cast<I*>(this), id, flags, params, result,
-                                             excepInfo, argError);
-        info->Release();
-        return outcome;
+        return info->Invoke(static_cast<I*>(this), id, flags, params, result, excepInfo, argError);
     }
 };
 

@@ -19,18 +19,22 @@ struct Token {
     bool quoted = false;
 };
 
+// The entries of a root block are kept flat, in script order, each key
+// followed by its body: the script's nesting is not bounded, so neither the
+// parser, nor the registry walks, nor the destruction of the tree may recurse
+// per level.
 struct Node {
     enum class Flag { None, NoRemove, ForceRemove, Delete } flag = Flag::None;
     bool isValue = false;  // "val" entry instead of a key
     std::wstring name;
     std::optional<std::wstring> type;  // s or d, when a value is given
     std::wstring data;
-    std::vector<Node> children;
+    size_t end = 0;  // position after the last entry of its body
 };
 
 struct Root {
     HKEY key;
-    std::vector<Node> children;
+    std::vector<Node> nodes;
 };
 
 class Parser {
@@ -44,7 +48,7 @@ public:
             const HKEY root = RootKey(token->text);
             RETURN_HR_IF(kBadScript, !root || token->quoted || !Expect(L"{"));
             Root block{root, {}};
-            RETURN_IF_FAILED(ParseBody(block.children, false));
+            RETURN_IF_FAILED(ParseBlock(block.nodes));
             roots.push_back(std::move(block));
         }
         return m_failed ? kBadScript : S_OK;
@@ -68,13 +72,19 @@ private:
         return !t.quoted && _wcsicmp(t.text.c_str(), word) == 0;
     }
 
-    // Reads the entries of a body up to its closing brace (or the script's
-    // end for the top level).
-    HRESULT ParseBody(std::vector<Node>& nodes, bool insideKey) {
+    // Reads the entries of a root block up to its closing brace.
+    HRESULT ParseBlock(std::vector<Node>& nodes) {
+        std::vector<size_t> open;  // keys whose body is being read, innermost last
         for (;;) {
             std::optional<Token> token = Next();
             RETURN_HR_IF(kBadScript, !token || m_failed);
-            if (Is(*token, L"}")) return S_OK;
+            if (Is(*token, L"}")) {
+                if (open.empty()) return S_OK;
+                nodes[open.back()].end = nodes.size();
+                open.pop_back();
+                continue;
+            }
+            const bool insideKey = !open.empty();
             Node node;
             if (Is(*token, L"NoRemove")) node.flag = Node::Flag::NoRemove;
             else if (Is(*token, L"ForceRemove")) node.flag = Node::Flag::ForceRemove;
@@ -109,12 +119,14 @@ private:
             } else if (node.isValue) {
                 return kBadScript;
             }
-            if (after && Is(*after, L"{")) {
-                RETURN_HR_IF(kBadScript, node.isValue);
-                Next();
-                RETURN_IF_FAILED(ParseBody(node.children, true));
-            }
+            node.end = nodes.size() + 1;
+            const bool hasBody = after && Is(*after, L"{");
+            RETURN_HR_IF(kBadScript, hasBody && node.isValue);
             nodes.push_back(std::move(node));
+            if (hasBody) {
+                Next();
+                open.push_back(nodes.size() - 1);
+            }
         }
     }
 
@@ -225,16 +237,35 @@ HRESULT SetValue(HKEY key, const Node& node, const std::wstring& valueName) {
     return HRESULT_FROM_WIN32(status);
 }
 
-HRESULT Register(HKEY parent, const Node& node) {
-    if (node.isValue) return SetValue(parent, node, node.name);
-    if (node.flag == Node::Flag::ForceRemove || node.flag == Node::Flag::Delete)
-        RETURN_IF_FAILED(DeleteTree(parent, node.name));
-    if (node.flag == Node::Flag::Delete) return S_OK;
-    UniqueHKey key;
-    RETURN_IF_FAILED(HRESULT_FROM_WIN32(::RegCreateKeyExW(parent, node.name.c_str(), 0, nullptr, 0,
-                                                          kAccess, nullptr, key.put(), nullptr)));
-    if (node.type) RETURN_IF_FAILED(SetValue(key.get(), node, {}));
-    for (const Node& child : node.children) RETURN_IF_FAILED(Register(key.get(), child));
+// Writes the entries of a root block in script order.
+HRESULT Register(HKEY root, const std::vector<Node>& nodes) {
+    struct Open {
+        size_t end;
+        UniqueHKey key;
+    };
+    std::vector<Open> open;  // the keys whose body is being written, innermost last
+    for (size_t i = 0; i < nodes.size();) {
+        while (!open.empty() && i >= open.back().end) open.pop_back();
+        const HKEY parent = open.empty() ? root : open.back().key.get();
+        const Node& node = nodes[i];
+        if (node.isValue) {
+            RETURN_IF_FAILED(SetValue(parent, node, node.name));
+            ++i;
+            continue;
+        }
+        if (node.flag == Node::Flag::ForceRemove || node.flag == Node::Flag::Delete)
+            RETURN_IF_FAILED(DeleteTree(parent, node.name));
+        if (node.flag == Node::Flag::Delete) {
+            i = node.end;  // its body is not written
+            continue;
+        }
+        UniqueHKey key;
+        RETURN_IF_FAILED(HRESULT_FROM_WIN32(::RegCreateKeyExW(parent, node.name.c_str(), 0, nullptr, 0,
+                                                              kAccess, nullptr, key.put(), nullptr)));
+        if (node.type) RETURN_IF_FAILED(SetValue(key.get(), node, {}));
+        open.push_back({node.end, std::move(key)});
+        ++i;
+    }
     return S_OK;
 }
 
@@ -245,22 +276,46 @@ bool HasSubkeys(HKEY key) {
            subkeys != 0;
 }
 
-HRESULT Unregister(HKEY parent, const Node& node) {
-    if (node.isValue) {
-        if (node.flag == Node::Flag::NoRemove) return S_OK;
-        const LSTATUS status = ::RegDeleteValueW(parent, node.name.c_str());
-        return status == ERROR_FILE_NOT_FOUND ? S_OK : HRESULT_FROM_WIN32(status);
+// Deletes what the entries of a root block name; a key goes after its body.
+HRESULT Unregister(HKEY root, const std::vector<Node>& nodes) {
+    struct Open {
+        size_t index;
+        UniqueHKey key;
+    };
+    std::vector<Open> open;  // the keys whose body is being processed, innermost last
+    const auto parent = [&] { return open.empty() ? root : open.back().key.get(); };
+    for (size_t i = 0;;) {
+        while (!open.empty() && i >= nodes[open.back().index].end) {
+            const Node& done = nodes[open.back().index];
+            const bool keep = done.flag == Node::Flag::NoRemove || HasSubkeys(open.back().key.get());
+            open.pop_back();  // closes the key before it is deleted
+            if (!keep) RETURN_IF_FAILED(HRESULT_FROM_WIN32(::RegDeleteKeyW(parent(), done.name.c_str())));
+        }
+        if (i >= nodes.size()) return S_OK;
+        const Node& node = nodes[i];
+        if (node.isValue) {
+            if (node.flag != Node::Flag::NoRemove) {
+                const LSTATUS status = ::RegDeleteValueW(parent(), node.name.c_str());
+                if (status != ERROR_FILE_NOT_FOUND) RETURN_IF_FAILED(HRESULT_FROM_WIN32(status));
+            }
+            ++i;
+            continue;
+        }
+        if (node.flag == Node::Flag::ForceRemove || node.flag == Node::Flag::Delete) {
+            RETURN_IF_FAILED(DeleteTree(parent(), node.name));
+            i = node.end;
+            continue;
+        }
+        UniqueHKey key;
+        const LSTATUS status = ::RegOpenKeyExW(parent(), node.name.c_str(), 0, kAccess, key.put());
+        if (status == ERROR_FILE_NOT_FOUND) {
+            i = node.end;  // nothing of its body can be there
+            continue;
+        }
+        RETURN_IF_FAILED(HRESULT_FROM_WIN32(status));
+        open.push_back({i, std::move(key)});
+        ++i;
     }
-    if (node.flag == Node::Flag::ForceRemove || node.flag == Node::Flag::Delete)
-        return DeleteTree(parent, node.name);
-    UniqueHKey key;
-    const LSTATUS status = ::RegOpenKeyExW(parent, node.name.c_str(), 0, kAccess, key.put());
-    if (status == ERROR_FILE_NOT_FOUND) return S_OK;
-    RETURN_IF_FAILED(HRESULT_FROM_WIN32(status));
-    for (const Node& child : node.children) RETURN_IF_FAILED(Unregister(key.get(), child));
-    if (node.flag == Node::Flag::NoRemove || HasSubkeys(key.get())) return S_OK;
-    key.reset();
-    return HRESULT_FROM_WIN32(::RegDeleteKeyW(parent, node.name.c_str()));
 }
 
 }  // namespace
@@ -271,9 +326,8 @@ HRESULT RunRegistryScript(std::wstring_view script, const ReplacementMap& replac
         std::vector<Root> roots;
         RETURN_IF_FAILED(Parser(script, replacements).Parse(roots));
         for (const Root& root : roots)
-            for (const Node& node : root.children)
-                RETURN_IF_FAILED(mode == RegistrarMode::Register ? Register(root.key, node)
-                                                                 : Unregister(root.key, node));
+            RETURN_IF_FAILED(mode == RegistrarMode::Register ? Register(root.key, root.nodes)
+                                                             : Unregister(root.key, root.nodes));
         return S_OK;
     });
 }

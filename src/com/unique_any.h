@@ -58,10 +58,15 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
-inline void CloseDC(HDC h) noexcept { ::DeleteDC(h); }
 inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
 inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
+template <class T>
+inline void CloseCoTaskMem(T* p) noexcept {
+    ::CoTaskMemFree(p);
+}
 inline void CloseHook(HHOOK h) noexcept { ::UnhookWindowsHookEx(h); }
+inline void CloseDc(HDC h) noexcept { ::DeleteDC(h); }
+inline void ReleaseScreenDc(HDC h) noexcept { ::ReleaseDC(nullptr, h); }
 }  // namespace detail
 
 using UniqueHandle = UniqueAny<HANDLE, detail::CloseKernel>;
@@ -73,10 +78,15 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
-using UniqueDC = UniqueAny<HDC, detail::CloseDC>;  // a memory DC (CreateCompatibleDC)
-using UniqueIcon = UniqueAny<HICON, detail::CloseIcon>;
-using UniqueImageList = UniqueAny<HIMAGELIST, detail::CloseImageList>;
+inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
+inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
+// Memory that the system handed out with CoTaskMemAlloc (paths, item lists).
+template <class T>
+using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;
 using UniqueHook = UniqueAny<HHOOK, detail::CloseHook>;
+// A memory DC (CreateCompatibleDC) and the screen's DC (GetDC(nullptr)).
+using UniqueDc = UniqueAny<HDC, detail::CloseDc>;
+using UniqueScreenDc = UniqueAny<HDC, detail::ReleaseScreenDc>;
 
 // VARIANT needs VariantClear and a VariantInit'ed start, so it has its own owner.
 class UniqueVariant : public VARIANT {

@@ -37,7 +37,7 @@ void DrawControl(HWND window, HDC dc, const RECT& bounds, const wchar_t* placeho
         const int sourceWidth = rect.right - rect.left;
         const int sourceHeight = rect.bottom - rect.top;
         const HDC screen = ::GetDC(nullptr);
-        UniqueDC memory(::CreateCompatibleDC(screen));
+        UniqueDc memory(::CreateCompatibleDC(screen));
         UniqueGdiObject bitmap(::CreateCompatibleBitmap(screen, sourceWidth, sourceHeight));
         ::ReleaseDC(nullptr, screen);
         if (memory && bitmap) {

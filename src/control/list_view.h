@@ -96,6 +96,22 @@ public:
         TBase::Detach();
     }
 
+    // A fill or a reload: redrawing off, and the relay out of the parent's
+    // way (every inserted row notifies the parent, and a message through a
+    // subclass costs more than the insertion itself). Nests; the last
+    // EndUpdate restores both and repaints.
+    void BeginUpdate() {
+        if (m_updates++ > 0) return;
+        this->List().SetRedraw(false);
+        m_editNotify.Unsubclass();
+    }
+    void EndUpdate() {
+        if (m_updates <= 0 || --m_updates > 0) return;
+        m_editNotify.Attach(this->GetParent(), static_cast<T*>(this));
+        this->List().SetRedraw(true);
+        this->Invalidate(false);
+    }
+
     void SetEditPosition(int item, int startCode) noexcept {
         m_editItem = item;
         m_editStartCode = startCode;
@@ -299,6 +315,7 @@ private:
 
     CEditInList m_edit;
     CEditNotify m_editNotify;
+    int m_updates = 0;
     int m_editItem = -1;
     int m_editStartCode = kStartAfterInsert;
     bool m_restartSuppressed = false;
@@ -307,6 +324,19 @@ private:
     LPARAM m_editKey = kNoKey;
     std::wstring m_rejectedText;
     int m_reopenColumn = kNameColumn;
+};
+
+// Holds a list in an update (BeginUpdate/EndUpdate) for the life of the object.
+template <class TList>
+class CListUpdate {
+public:
+    explicit CListUpdate(TList& list) : m_list(list) { m_list.BeginUpdate(); }
+    ~CListUpdate() { m_list.EndUpdate(); }
+    CListUpdate(const CListUpdate&) = delete;
+    CListUpdate& operator=(const CListUpdate&) = delete;
+
+private:
+    TList& m_list;
 };
 
 // ---------------------------------------------------------------------------
@@ -365,19 +395,21 @@ public:
     // or count - i in mode 2, in the current row-number format.
     void Renumber() {
         if (m_compareKind == 1) return;
-        const win::ListViewCtrl list = this->List();
-        const int count = list.GetItemCount();
+        const int count = int(this->Keys().size());
         wchar_t text[32];
         for (int row = count - 1; row >= 0; --row) {
             const int number = m_sortMode == 2 ? count - row : row + 1;
             text[0] = L'\0';
             if (!m_rowNumberFormat.empty()) swprintf(text, 32, m_rowNumberFormat.c_str(), number);
-            list.SetItemText(row, 0, text);
+            this->SetCellText(row, 0, text);
         }
     }
 
+    // The number of "WMU_ADJUST_HEADER", registered when the list was made.
+    UINT AdjustHeaderMessageId() const noexcept { return m_adjustHeaderMessage; }
+
     BEGIN_MSG_MAP(CLVSortable)
-        if (uMsg == AdjustHeaderMessage()) {
+        if (uMsg == m_adjustHeaderMessage) {
             UpdateHeaderImages();
             lResult = m_sortMode;
             return true;
@@ -393,11 +425,10 @@ protected:
         if (m_sortMode < 1 || m_sortMode > 6) return;
         const int column = (m_sortMode - 1) / 2;
         const int direction = (m_sortMode % 2) ? 1 : -1;
-        const win::ListViewCtrl list = this->List();
         const std::vector<LPARAM>& keys = this->Keys();
         std::vector<std::wstring> texts(keys.size());
         for (size_t row = 0; row < keys.size(); ++row)
-            texts[row] = list.GetItemText(int(row), column, kEditBufferSize - 1);
+            texts[row] = this->CellText(int(row), column);
         std::vector<int> order(keys.size());
         std::iota(order.begin(), order.end(), 0);
         std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
@@ -432,11 +463,12 @@ protected:
 private:
     // A column inserted or changed may have lost its header decorations.
     LRESULT OnColumnChange(UINT, WPARAM, LPARAM, BOOL& handled) {
-        this->PostMessage(AdjustHeaderMessage());
+        this->PostMessage(m_adjustHeaderMessage);
         handled = FALSE;
         return 0;
     }
 
+    UINT m_adjustHeaderMessage = AdjustHeaderMessage();
     short m_sortMode = 0;
     short m_compareKind = 0;
     Column0Compare m_column0Compare = &DefaultColumn0Compare;
@@ -539,7 +571,7 @@ public:
 
     BEGIN_MSG_MAP(CLVCheckable)
         MESSAGE_HANDLER(WM_NOTIFY, OnHeaderNotify)
-        if (uMsg == AdjustHeaderMessage()) AdjustHeader();
+        if (uMsg == this->AdjustHeaderMessageId()) AdjustHeader();
         CHAIN_MSG_MAP(TBase)
     END_MSG_MAP()
 
@@ -594,8 +626,11 @@ private:
             return 0;
         case HDN_ITEMCLICKW:
         case HDN_ITEMCLICKA:
+        case HDN_ITEMDBLCLICKW:
+        case HDN_ITEMDBLCLICKA:
             // Where the header draws no check box of its own, its box is ours
-            // and so is a click on it (which is then no column click).
+            // and so is a click on it (which is then no column click); the
+            // second click of a quick pair toggles again.
             if (m_checkBoxes && header->iItem == 0 && !HeaderHasNativeCheckBoxes() && ClickOnHeaderBox(header->hdr.hwndFrom)) {
                 handled = TRUE;
                 OnHeaderCheckClick();

@@ -22,9 +22,8 @@ void CRowKeys::Clear() { Assign({}); }
 void CRowKeys::Inserted(int row, LPARAM key) {
     if (row < 0 || row > size()) return;
     if (size_t(row) == m_keys.size()) {
+        // Appending (every fill) leaves the indexing to the first lookup.
         m_keys.push_back(key);
-        // Appending is the common case (every fill): index at once.
-        if (m_valid == m_keys.size() - 1) Index(m_valid);
         return;
     }
     m_keys.insert(m_keys.begin() + row, key);
@@ -49,6 +48,7 @@ void CRowKeys::Changed(int row, LPARAM key) {
 }
 
 void CRowKeys::Index(size_t from) {
+    m_rows.reserve(m_keys.size());
     for (size_t row = from; row < m_keys.size(); ++row) {
         const auto [entry, added] = m_rows.try_emplace(m_keys[row], int(row));
         if (!added) {
@@ -100,13 +100,14 @@ int CALLBACK CompareRanks(LPARAM first, LPARAM second, LPARAM context) {
 
 }  // namespace
 
-bool ApplyRowOrder(HWND list, const std::vector<LPARAM>& keys, const std::vector<int>& order) {
+bool ApplyRowOrder(const std::function<void(WPARAM, LPARAM)>& sort, const std::vector<LPARAM>& keys,
+                   const std::vector<int>& order) {
     RankContext context;
     context.rank.reserve(order.size());
     bool unique = true;
     for (size_t position = 0; position < order.size(); ++position)
         unique &= context.rank.try_emplace(keys[size_t(order[position])], int(position)).second;
-    ::SendMessageW(list, LVM_SORTITEMS, reinterpret_cast<WPARAM>(&context), reinterpret_cast<LPARAM>(&CompareRanks));
+    sort(reinterpret_cast<WPARAM>(&context), reinterpret_cast<LPARAM>(&CompareRanks));
     return unique;
 }
 

@@ -5,8 +5,10 @@
 
 #include "core/recipient.h"
 
+#include <functional>
 #include <list>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 using RecipientList = std::list<CRecipient>;
@@ -42,8 +44,22 @@ public:
 
     ULONG_PTR KeyFromIdentifier(const std::wstring& identifier);
     std::wstring IdentifierFromKey(ULONG_PTR key) const;
+    // The table's size: keys at or past it are out of range.
+    ULONG_PTR IdentifierCount() const noexcept { return m_identifiers.size(); }
+
+protected:
+    // Compare for a source whose keys can name one entry twice: `match`
+    // gives every key the key it counts as (a key of known for a key of
+    // current that is the same entry). removed, kept and added still carry
+    // the keys as given.
+    using KeyMatch = std::function<ULONG_PTR(ULONG_PTR)>;
+    bool CompareMatching(const RecipientList& current, KeyList& known, KeyList& removed, RecipientList& kept,
+                         RecipientList& added, const KeyMatch& match);
 
 private:
     // Position 0 holds the empty identifier; entries are only ever appended.
     std::vector<std::wstring> m_identifiers;
+    // Each identifier's position in the table, so that a source loading n
+    // entries does n lookups instead of n scans of a growing table.
+    std::unordered_map<std::wstring, ULONG_PTR> m_positions;
 };

@@ -4,18 +4,11 @@
 #include "com/unique_any.h"
 #include "localization/language.h"
 #include "sources/mru_ab.h"
-
-#include <new>
-
-#if __has_include("sources/wab6.h")
+#include "sources/oab.h"
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#define VELPHONEBOOK_HAS_WINDOWS_BOOKS 1
-#endif
-#if __has_include("sources/oab.h")
-#include "sources/oab.h"
-#define VELPHONEBOOK_HAS_OUTLOOK_BOOK 1
-#endif
+
+#include <new>
 
 namespace {
 
@@ -29,7 +22,12 @@ std::unique_ptr<IAB> MakeSource() {
 
 }  // namespace
 
-CPhonebookManager::~CPhonebookManager() { CloseSource(); }
+// The owner is gone by now, so its hooks cannot be called: an owner that
+// listens to Outlook closes the source itself first (as the controls do).
+// What is left is only disconnected, so that nothing stays connected.
+CPhonebookManager::~CPhonebookManager() {
+    if (m_source) m_source->Disconnect();
+}
 
 bool CPhonebookManager::SystemHasWindowsContacts() {
     return localization::CurrentWindowsVersion().major >= 6;
@@ -39,7 +37,6 @@ HRESULT CPhonebookManager::OpenSource() {
     CloseSource();
     switch (m_kind) {
     case kOutlookBook: {
-#ifdef VELPHONEBOOK_HAS_OUTLOOK_BOOK
         std::unique_ptr<IAB> source = MakeSource<COAB>();
         if (!source) return E_OUTOFMEMORY;
         HRESULT hr = source->Connect();
@@ -51,9 +48,6 @@ HRESULT CPhonebookManager::OpenSource() {
         m_source->Disconnect();
         m_source.reset();
         return hr;
-#else
-        return E_NOTIMPL;
-#endif
     }
     case kWindowsBook:
         return OpenWindowsBook();
@@ -70,7 +64,6 @@ HRESULT CPhonebookManager::OpenSource() {
 }
 
 HRESULT CPhonebookManager::OpenWindowsBook() {
-#ifdef VELPHONEBOOK_HAS_WINDOWS_BOOKS
     const bool contacts = m_useWindowsContacts;
     std::unique_ptr<IAB> source = contacts ? MakeSource<CWAB6>() : MakeSource<CWAB5>();
     if (!source) return E_OUTOFMEMORY;
@@ -85,14 +78,13 @@ HRESULT CPhonebookManager::OpenWindowsBook() {
     // Book once, and for good.
     m_useWindowsContacts = false;
     return OpenWindowsBook();
-#else
-    return E_NOTIMPL;
-#endif
 }
 
 void CPhonebookManager::CloseSource() {
     if (!m_source) return;
-    if (m_kind == kOutlookBook) OnOutlookDisconnecting();
+    // By what the source is, not by the kind: the kind may have been set for
+    // the next opening already.
+    if (dynamic_cast<COAB*>(m_source.get())) OnOutlookDisconnecting();
     m_source->Disconnect();
     m_source.reset();
 }

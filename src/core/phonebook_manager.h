@@ -15,6 +15,8 @@ inline constexpr int kOutlookBook = 1;
 class CPhonebookManager {
 public:
     CPhonebookManager() = default;
+    // Disconnects a source still open, without the hooks (the owner is gone):
+    // an owner with an Outlook event sink calls CloseSource first.
     virtual ~CPhonebookManager();
     CPhonebookManager(const CPhonebookManager&) = delete;
     CPhonebookManager& operator=(const CPhonebookManager&) = delete;

@@ -4,6 +4,9 @@
 #include "com/strings.h"
 #include "com/unique_any.h"
 
+// mingw-w64's msxml2.h declares the interface without its identifier.
+__CRT_UUID_DECL(IXMLDOMDocument2, 0x2933BF95, 0x7B36, 0x11D2, 0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60)
+
 namespace {
 
 // DOMDocument60, DOMDocument40 and DOMDocument30, tried in this order.
@@ -14,6 +17,12 @@ constexpr CLSID kDocumentClasses[] = {
 };
 
 constexpr wchar_t kTextStep[] = L"./text()";
+
+// Language files are a few elements deep. MSXML 6.0 refuses documents deeper
+// than 256 elements by default, MSXML 3.0 reads any depth, and the parse runs
+// on the caller's stack: every version gets the 6.0 limit.
+constexpr wchar_t kMaxElementDepthProperty[] = L"MaxElementDepth";
+constexpr LONG kMaxElementDepth = 256;
 
 com::ComPtr<IXMLDOMDocument> CreateDocument() {
     com::ComPtr<IXMLDOMDocument> document;
@@ -37,6 +46,15 @@ bool CDomParser::Load(const std::wstring& path) {
     if (!document) return false;
     // A file loads synchronously; the answer is needed before anything is shown.
     if (FAILED(document->put_async(VARIANT_FALSE))) return false;
+    if (const auto settings = document.query<IXMLDOMDocument2>()) {
+        com::UniqueBstr name = MakeBstr(kMaxElementDepthProperty);
+        VARIANT depth;
+        ::VariantInit(&depth);
+        depth.vt = VT_I4;
+        depth.lVal = kMaxElementDepth;
+        // A service too old to know the property parses as it always did.
+        if (name) settings->setProperty(name.get(), depth);
+    }
 
     com::UniqueBstr file = MakeBstr(path);
     if (!file) return false;

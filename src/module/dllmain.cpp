@@ -1,6 +1,7 @@
 // The module's entry points and its class table. Everything else lives in the
 // static library.
 #include "com/class_factory.h"
+#include "control/address_book.h"
 #include "com/module.h"
 #include "com/unique_any.h"
 #include "control/phonebook_control.h"
@@ -27,6 +28,8 @@ const ClassEntry kClasses[] = {
     {{&CLSID_VelPhonebookControl, 102, L"CLSID_VelPhonebookControl", true, nullptr},
      &CreateFactory<CPhonebookControl>},
     {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
+    {{&CLSID_AddressBook, 108, L"CLSID_AddressBook", false, "CAddressBook::UpdateRegistry"},
+     &CreateFactory<CAddressBook>},
 };
 
 // The language resource library, held from load to unload.

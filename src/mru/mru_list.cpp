@@ -5,7 +5,26 @@
 #include "mru/mru_text.h"
 #include "sources/mru_store.h"
 
-#include <algorithm>
+#include <functional>
+#include <string_view>
+#include <unordered_map>
+
+namespace {
+
+// Name and fax number of an entry, viewing the strings of a list element
+// (list elements do not move).
+using EntryKey = std::pair<std::wstring_view, std::wstring_view>;
+
+struct EntryKeyHash {
+    size_t operator()(const EntryKey& key) const noexcept {
+        const std::hash<std::wstring_view> hash;
+        return hash(key.first) * 31 + hash(key.second);
+    }
+};
+
+using EntryIndex = std::unordered_map<EntryKey, MRUEntryList::iterator, EntryKeyHash>;
+
+}  // namespace
 
 STDMETHODIMP CMRUList::Initialize() noexcept { return m_initCount++ == 0 ? S_OK : S_FALSE; }
 
@@ -20,21 +39,27 @@ STDMETHODIMP CMRUList::UpdateMRU(BSTR bstrList) noexcept {
         const RecipientLists sent = TextToLists(com::FromBstr(bstrList));
         MRUEntryList entries;
         LoadMRUStore(entries);
+        // The first entry from the front for each name and number: one fax may
+        // name many recipients, and a search of the list for each of them
+        // would cost time quadratic in the text.
+        EntryIndex first;
+        for (auto it = entries.begin(); it != entries.end(); ++it)
+            first.emplace(EntryKey{it->name, it->faxNumber}, it);
         for (size_t i = 0; i < sent.numbers.size(); ++i) {
-            const auto found = std::find_if(entries.begin(), entries.end(), [&](const MRUEntry& e) {
-                return e.name == sent.names[i] && e.faxNumber == sent.numbers[i];
-            });
-            MRUEntry entry;
-            if (found != entries.end()) {
-                entry = std::move(*found);  // keeps its identifier and favourite mark
-                entries.erase(found);
+            const auto found = first.find(EntryKey{sent.names[i], sent.numbers[i]});
+            if (found != first.end()) {
+                // Moved as it is: it keeps its identifier and favourite mark,
+                // and stays the first of its kind.
+                entries.splice(entries.begin(), entries, found->second);
             } else {
+                MRUEntry entry;
                 entry.identifier = sent.numbers[i] + L' ' + sent.names[i];
                 entry.name = sent.names[i];
                 entry.faxNumber = sent.numbers[i];
+                entries.push_front(std::move(entry));
+                first.emplace(EntryKey{entries.front().name, entries.front().faxNumber}, entries.begin());
             }
-            ::GetSystemTime(&entry.date);
-            entries.push_front(std::move(entry));
+            ::GetSystemTime(&entries.front().date);
         }
         while (entries.size() > kMaxMRUEntries) entries.pop_back();
         SaveMRUStore(entries);

@@ -117,6 +117,37 @@ TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
     EXPECT_EQ(S_OK, com::RunRegistryScript(L"", m_map, com::RegistrarMode::Register));
 }
 
+// A script may nest keys deeper than any thread's stack could follow level by
+// level: it is parsed and walked on a small stack all the same.
+TEST_F(Registrar, DeepNestingNeedsNoDeepStack) {
+    const auto nested = [](int levels, const wchar_t* innermost) {
+        std::wstring text;
+        for (int i = 0; i < levels; ++i) text += L"D {\n";
+        text += innermost;
+        for (int i = 0; i < levels; ++i) text += L"}\n";
+        return text;
+    };
+    const std::wstring deepKeys = nested(100, L"val Bottom = s 'here'");
+    HRESULT unclosed = E_PENDING, registered = E_PENDING, unregistered = E_PENDING;
+    std::optional<std::wstring> bottom;
+    ASSERT_TRUE(RunOnThread(256 * 1024, [&] {
+        unclosed = Run(L"Registrar {\n" + nested(100'000, L""));  // one brace short
+        registered = Run(L"Registrar {\n" + deepKeys + L"Sibling\n}");
+        std::wstring path = L"D";
+        for (int i = 1; i < 100; ++i) path += L"\\D";
+        bottom = Text(path.c_str(), L"Bottom");
+        // Deeper than what is stored: the walk stops where the keys end,
+        // and deletes the emptied keys on its way back.
+        unregistered =
+            Run(L"Registrar {\n" + nested(100'000, L"") + L"Sibling\n}", com::RegistrarMode::Unregister);
+    }));
+    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_INVALID_DATA), unclosed);
+    EXPECT_EQ(S_OK, registered);
+    EXPECT_EQ(L"here", bottom);
+    EXPECT_EQ(S_OK, unregistered);
+    EXPECT_FALSE(Exists(L""));
+}
+
 TEST_F(Registrar, AMissingScriptResourceFails) {
     EXPECT_TRUE(FAILED(
         com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))

@@ -297,7 +297,7 @@ size_t SaveWindowPicture(HWND window, const std::wstring& path) {
     ::GetWindowRect(window, &rect);
     const int width = rect.right - rect.left, height = rect.bottom - rect.top;
     const HDC screen = ::GetDC(nullptr);
-    com::UniqueDC memory(::CreateCompatibleDC(screen));
+    com::UniqueDc memory(::CreateCompatibleDC(screen));
     com::UniqueGdiObject bitmap(::CreateCompatibleBitmap(screen, width, height));
     const HGDIOBJ old = ::SelectObject(memory.get(), bitmap.get());
     ::BitBlt(memory.get(), 0, 0, width, height, screen, rect.left, rect.top, SRCCOPY);

@@ -37,18 +37,25 @@ void Type(HWND window, const std::wstring& text) {
     for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
 }
 
-void Click(HWND window, POINT client) {
+void Click(HWND window, POINT client, int times) {
+    // Two clicks within the double-click time would make the second a
+    // double click; and the window's top level must be the active one.
+    static DWORD lastClick = 0;
+    const DWORD since = ::GetTickCount() - lastClick;
+    if (since < ::GetDoubleClickTime() + 50) Pump(::GetDoubleClickTime() + 50 - since);
+    ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
     ::ClientToScreen(window, &client);
     ::SetCursorPos(client.x, client.y);
-    // The pointer reaches its place through the display server: let the move
-    // arrive before the press, or the press may land where the pointer was.
     Pump(50);
-    INPUT input[2] = {};
-    input[0].type = input[1].type = INPUT_MOUSE;
-    input[0].mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
-    input[1].mi.dwFlags = MOUSEEVENTF_LEFTUP;
-    ::SendInput(2, input, sizeof(INPUT));
+    lastClick = ::GetTickCount();
+    INPUT input[4] = {};
+    for (int i = 0; i < times * 2; ++i) {
+        input[i].type = INPUT_MOUSE;
+        input[i].mi.dwFlags = i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN;
+    }
+    ::SendInput(UINT(times * 2), input, sizeof(INPUT));
     Pump(100);
+    lastClick = ::GetTickCount();
 }
 
 bool SaveScreenshot(HWND window, const std::wstring& name) {

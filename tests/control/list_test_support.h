@@ -52,8 +52,9 @@ void Pump(DWORD ms = 30);
 void PressKey(HWND window, UINT key, bool shift = false);
 // Sends characters one by one (WM_CHAR).
 void Type(HWND window, const std::wstring& text);
-// A real mouse click (SendInput) at a point of a window's client area.
-void Click(HWND window, POINT client);
+// A real mouse click (SendInput) at a point of a window's client area; two
+// make a double click.
+void Click(HWND window, POINT client, int times = 1);
 // Saves what the screen shows over the window as a PNG in artifacts/ beside the tests.
 bool SaveScreenshot(HWND window, const std::wstring& name);
 

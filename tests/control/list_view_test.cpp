@@ -5,6 +5,8 @@
 #include "list_test_support.h"
 
 #include <algorithm>
+#include <cstring>
+#include <functional>
 #include <map>
 
 namespace listtest {
@@ -97,6 +99,20 @@ TEST_F(EditTest, TheNumberCellTakesDialCharactersOnlyAndBeepsOnTheRest) {
     Type(Box(), L"+1 (555);x*#-9");
     EXPECT_EQ(BoxText(), L"+1 (555)*#-9");
     EXPECT_EQ(list.EditBox().RefusedCharacters(), 2) << "';' and 'x' were refused";
+
+    // Pasting goes through the same filter.
+    const std::wstring pasted = L"+1 (555) 123-4567 x9";
+    ASSERT_TRUE(::OpenClipboard(host));
+    ::EmptyClipboard();
+    const HGLOBAL data = ::GlobalAlloc(GMEM_MOVEABLE, (pasted.size() + 1) * sizeof(wchar_t));
+    memcpy(::GlobalLock(data), pasted.c_str(), (pasted.size() + 1) * sizeof(wchar_t));
+    ::GlobalUnlock(data);
+    ::SetClipboardData(CF_UNICODETEXT, data);
+    ::CloseClipboard();
+    ::SendMessageW(Box(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(L""));
+    ::SendMessageW(Box(), WM_PASTE, 0, 0);
+    EXPECT_EQ(BoxText(), L"+1 (555) 123-4567 9");
+    EXPECT_EQ(list.EditBox().RefusedCharacters(), 3);
     PressKey(Box(), VK_ESCAPE);
 
     Edit(0, 1);
@@ -539,6 +555,10 @@ TEST_F(CheckTest, AClickOnTheHeaderBoxChecksEveryRowAndIsNoColumnClick) {
     EXPECT_TRUE(list.IsHeaderChecked());
     EXPECT_EQ(Checked(), 4);
     EXPECT_TRUE(host.columnClicks.empty());
+    // A double click toggles twice, as on any check box.
+    Click(Header(), POINT{(box.left + box.right) / 2, (box.top + box.bottom) / 2}, 2);
+    EXPECT_TRUE(list.IsHeaderChecked());
+    EXPECT_EQ(Checked(), 4);
 
     // Elsewhere on the header it is a column click as always.
     ::SendMessageW(Header(), HDM_GETITEMRECT, 1, reinterpret_cast<LPARAM>(&item));

@@ -121,7 +121,7 @@ struct Picture {
                     : E_NOINTERFACE;
     }
     int width, height;
-    com::UniqueDC dc;
+    com::UniqueDc dc;
     com::UniqueGdiObject bitmap;
     HGDIOBJ old = nullptr;
 };

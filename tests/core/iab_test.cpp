@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <utility>
 #include <vector>
 
@@ -26,6 +28,8 @@ public:
 
     RecipientList m_store;
     HRESULT m_loadResult = S_OK;
+
+    using IAB::CompareMatching;
 };
 
 CRecipient WithKey(ULONG_PTR key, const wchar_t* name = L"") {
@@ -49,6 +53,24 @@ TEST(IdentifierTable, HandsOutKeysFromOneAndKeepsThem) {
     EXPECT_EQ(3u, source.KeyFromIdentifier(L"FIRST")) << "identifiers compare case-sensitively";
     EXPECT_EQ(L"second", source.IdentifierFromKey(2));
     EXPECT_EQ(0u, source.KeyFromIdentifier(L"")) << "the empty identifier sits at position 0";
+}
+
+// The table keeps an index beside it; keys must still be exactly what a scan
+// of the table from position 0 would give (first match, else append).
+TEST(IdentifierTable, KeysAreThoseOfAScanOverManyRepeatedIdentifiers) {
+    ListSource source;
+    std::vector<std::wstring> scanned(1);
+    unsigned state = 12345;
+    for (int i = 0; i < 2000; ++i) {
+        state = state * 1103515245u + 12345u;
+        const std::wstring id = L"id" + std::to_wstring((state >> 8) % 300) + (i % 7 == 0 ? L"" : L"x");
+        const auto found = std::find(scanned.begin(), scanned.end(), id);
+        const ULONG_PTR expected = found != scanned.end() ? ULONG_PTR(found - scanned.begin()) : scanned.size();
+        if (found == scanned.end()) scanned.push_back(id);
+        ASSERT_EQ(expected, source.KeyFromIdentifier(id)) << "identifier " << i;
+    }
+    for (ULONG_PTR key = 1; key < scanned.size(); ++key) EXPECT_EQ(scanned[key], source.IdentifierFromKey(key));
+    EXPECT_EQ(scanned.size(), source.IdentifierCount());
 }
 
 TEST(IdentifierTable, KeysOutsideTheTableGiveTheEmptyIdentifier) {
@@ -145,6 +167,85 @@ TEST(CompareLists, AppendsToKeptAndAddedInsteadOfEmptyingThem) {
     EXPECT_EQ((std::vector<std::wstring>{L"earlier kept", L"one"}), Names(kept));
     EXPECT_EQ((std::vector<std::wstring>{L"earlier added", L"two"}), Names(added));
     EXPECT_TRUE(removed.empty()) << "removed is emptied first";
+}
+
+// The comparison as the straightforward merge over sorted lists, taking each
+// record's key out of the fresh and then the common keys by a linear search.
+// The source's own must give exactly its results.
+bool ReferenceCompare(const RecipientList& current, KeyList& known, KeyList& removed, RecipientList& kept,
+                      RecipientList& added, const std::function<ULONG_PTR(ULONG_PTR)>& match) {
+    KeyList currentKeys;
+    for (const CRecipient& r : current) currentKeys.push_back(match(r.key));
+    currentKeys.sort();
+    known.sort();
+    std::list<std::pair<ULONG_PTR, ULONG_PTR>> knownKeys;
+    for (ULONG_PTR key : known) knownKeys.emplace_back(match(key), key);
+    knownKeys.sort([](const auto& a, const auto& b) { return a.first < b.first; });
+    removed.clear();
+    KeyList both, fresh;
+    auto c = currentKeys.begin();
+    auto k = knownKeys.begin();
+    while (c != currentKeys.end() || k != knownKeys.end()) {
+        if (k == knownKeys.end() || (c != currentKeys.end() && *c < k->first)) fresh.push_back(*c++);
+        else if (c == currentKeys.end() || k->first < *c) removed.push_back((k++)->second);
+        else {
+            both.push_back(*c++);
+            ++k;
+        }
+    }
+    removed.sort();
+    const bool result = !both.empty() || !fresh.empty() || !removed.empty();
+    const auto takeOne = [](KeyList& keys, ULONG_PTR key) {
+        const auto found = std::find(keys.begin(), keys.end(), key);
+        if (found == keys.end()) return false;
+        keys.erase(found);
+        return true;
+    };
+    for (const CRecipient& r : current) {
+        if (takeOne(fresh, match(r.key))) added.push_back(r);
+        else if (takeOne(both, match(r.key))) kept.push_back(r);
+    }
+    return result;
+}
+
+std::vector<std::pair<ULONG_PTR, std::wstring>> Entries(const RecipientList& list) {
+    std::vector<std::pair<ULONG_PTR, std::wstring>> entries;
+    for (const CRecipient& r : list) entries.emplace_back(r.key, r.name);
+    return entries;
+}
+
+// Random multisets of few distinct keys (so that duplicates and overlaps are
+// common), records told apart by their names, with and without a match that
+// counts several keys as one (as the Windows Address Book's does).
+TEST(CompareLists, GivesTheStraightforwardMergesResultsOnRandomMultisets) {
+    std::mt19937 random(20261122);
+    const std::function<ULONG_PTR(ULONG_PTR)> identity = [](ULONG_PTR key) { return key; };
+    const std::function<ULONG_PTR(ULONG_PTR)> folding = [](ULONG_PTR key) { return key % 5; };
+    for (int round = 0; round < 3000; ++round) {
+        const bool fold = round % 3 == 2;
+        const ULONG_PTR range = 1 + random() % (round % 4 == 0 ? 3 : 40);
+        RecipientList current;
+        for (size_t i = 0, n = random() % 30; i < n; ++i)
+            current.push_back(WithKey(random() % range, (L"r" + std::to_wstring(i)).c_str()));
+        KeyList known;
+        for (size_t i = 0, n = random() % 30; i < n; ++i) known.push_back(random() % range);
+        if (round % 50 == 0) known.push_back(ULONG_PTR(-1) - random() % 2);
+
+        KeyList expectedKnown = known, expectedRemoved = {7};
+        RecipientList expectedKept = {WithKey(1, L"before")}, expectedAdded;
+        const bool expected = ReferenceCompare(current, expectedKnown, expectedRemoved, expectedKept, expectedAdded,
+                                               fold ? folding : identity);
+        ListSource source;
+        KeyList removed = {7};
+        RecipientList kept = {WithKey(1, L"before")}, added;
+        const bool result = fold ? source.CompareMatching(current, known, removed, kept, added, folding)
+                                 : source.Compare(current, known, removed, kept, added);
+        ASSERT_EQ(expected, result) << "round " << round;
+        ASSERT_EQ(expectedKnown, known) << "round " << round;
+        ASSERT_EQ(expectedRemoved, removed) << "round " << round;
+        ASSERT_EQ(Entries(expectedKept), Entries(kept)) << "round " << round;
+        ASSERT_EQ(Entries(expectedAdded), Entries(added)) << "round " << round;
+    }
 }
 
 }  // namespace

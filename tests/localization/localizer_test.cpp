@@ -108,6 +108,25 @@ TEST_F(LocalizerTest, LanguageFileOverridesOnlyNonEmptyTexts) {
     }
 }
 
+// The XML service parses on the caller's thread: a file nested far deeper
+// than any real one neither overflows a small stack nor hides the others' texts.
+TEST_F(LocalizerTest, ADeeplyNestedFileIsSafeOnASmallStack) {
+    std::string deep;
+    for (int i = 0; i < 100'000; ++i) deep += "<x>";
+    for (int i = 0; i < 100'000; ++i) deep += "</x>";
+    ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", LanguageXml("VelPhonebook", {{IDS_REMOVE, "Entfernen"}, {998, deep}})));
+    bool loaded = false, found = false;
+    std::wstring text;
+    ASSERT_TRUE(testing_support::RunOnThread(256 * 1024, [&] {
+        testing_support::ComApartment apartment;
+        const Localizer localizer = Make({kGerman, kEnglish});
+        loaded = localizer.IsLoaded();
+        found = localizer.LoadText(IDS_REMOVE, text);
+    }));
+    EXPECT_TRUE(found) << "the thread did not get through";
+    EXPECT_EQ(loaded ? L"Entfernen" : L"Remove", text) << "loaded " << loaded;
+}
+
 // The test program's dialog template 900, with a control inside control 217
 // that is not part of the template, localized from the file in m_folder.
 constexpr int kDialogId = 900;

@@ -49,38 +49,56 @@ std::set<std::wstring> Subkeys(const std::wstring& path) {
 const std::wstring kClassKey = L"CLSID\\" + GuidText(CLSID_MRUList);
 const std::wstring kTypeLibKey = L"TypeLib\\" + GuidText(LIBID_VELPHONEBOOKLib);
 
+// The module's classes, by the name their script registers them under.
+struct PublishedClass {
+    const wchar_t* name;
+    const CLSID* clsid;
+};
+const PublishedClass kObjectClasses[] = {{L"MRUList", &CLSID_MRUList}, {L"AddressBook", &CLSID_AddressBook}};
+
 class Registration : public ::testing::Test {
 protected:
     // Other test programs expect the module registered.
     static void TearDownTestSuite() { RunRegsvr32(false); }
 };
 
-TEST_F(Registration, RegistersExactlyThePublishedKeys) {
-    ASSERT_EQ(0, RunRegsvr32(false));
+// The keys every class script writes: both ProgIDs and the class key.
+void ExpectClassKeys(const PublishedClass& published, const std::set<std::wstring>& extraClassSubkeys) {
+    SCOPED_TRACE(published.name);
+    const std::wstring name = published.name;
+    const std::wstring progId = L"Zantix." + name, versioned = progId + L".1";
+    const std::wstring description = L"Orvanta " + name + L" Class";
+    const std::wstring classKey = L"CLSID\\" + GuidText(*published.clsid);
 
-    EXPECT_EQ(L"Orvanta MRUList Class", Text(L"Zantix.MRUList.1"));
-    EXPECT_EQ(std::set<std::wstring>{L"CLSID"}, Subkeys(L"Zantix.MRUList.1"));
-    EXPECT_EQ(GuidText(CLSID_MRUList), Text(L"Zantix.MRUList.1\\CLSID"));
+    EXPECT_EQ(description, Text(versioned));
+    EXPECT_EQ(std::set<std::wstring>{L"CLSID"}, Subkeys(versioned));
+    EXPECT_EQ(GuidText(*published.clsid), Text(versioned + L"\\CLSID"));
 
-    EXPECT_EQ(L"Orvanta MRUList Class", Text(L"Zantix.MRUList"));
-    EXPECT_EQ((std::set<std::wstring>{L"CLSID", L"CurVer"}), Subkeys(L"Zantix.MRUList"));
-    EXPECT_EQ(GuidText(CLSID_MRUList), Text(L"Zantix.MRUList\\CLSID"));
-    EXPECT_EQ(L"Zantix.MRUList.1", Text(L"Zantix.MRUList\\CurVer"));
+    EXPECT_EQ(description, Text(progId));
+    EXPECT_EQ((std::set<std::wstring>{L"CLSID", L"CurVer"}), Subkeys(progId));
+    EXPECT_EQ(GuidText(*published.clsid), Text(progId + L"\\CLSID"));
+    EXPECT_EQ(versioned, Text(progId + L"\\CurVer"));
 
-    EXPECT_EQ(L"Orvanta MRUList Class", Text(kClassKey));
-    EXPECT_EQ((std::set<std::wstring>{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib", L"Version",
-                                      L"VersionIndependentProgID"}),
-              Subkeys(kClassKey))
-        << "an object class has no control keys";
-    EXPECT_EQ(L"Zantix.MRUList.1", Text(kClassKey + L"\\ProgID"));
-    EXPECT_EQ(L"Zantix.MRUList", Text(kClassKey + L"\\VersionIndependentProgID"));
-    EXPECT_TRUE(Subkeys(kClassKey + L"\\Programmable").empty());
-    const auto server = Text(kClassKey + L"\\InprocServer32");
+    EXPECT_EQ(description, Text(classKey));
+    std::set<std::wstring> subkeys{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib", L"Version",
+                                   L"VersionIndependentProgID"};
+    subkeys.insert(extraClassSubkeys.begin(), extraClassSubkeys.end());
+    EXPECT_EQ(subkeys, Subkeys(classKey));
+    EXPECT_EQ(versioned, Text(classKey + L"\\ProgID"));
+    EXPECT_EQ(progId, Text(classKey + L"\\VersionIndependentProgID"));
+    EXPECT_TRUE(Subkeys(classKey + L"\\Programmable").empty());
+    const auto server = Text(classKey + L"\\InprocServer32");
     ASSERT_TRUE(server);
     EXPECT_EQ(0, _wcsicmp(server->c_str(), (BinDir() + L"VelPhonebook64.dll").c_str())) << *server;
-    EXPECT_EQ(L"Apartment", Text(kClassKey + L"\\InprocServer32", L"ThreadingModel"));
-    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(kClassKey + L"\\TypeLib"));
-    EXPECT_EQ(L"1.1", Text(kClassKey + L"\\Version"));
+    EXPECT_EQ(L"Apartment", Text(classKey + L"\\InprocServer32", L"ThreadingModel"));
+    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(classKey + L"\\TypeLib"));
+    EXPECT_EQ(L"1.1", Text(classKey + L"\\Version"));
+}
+
+TEST_F(Registration, RegistersExactlyThePublishedKeys) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    // An object class has no control keys.
+    for (const PublishedClass& published : kObjectClasses) ExpectClassKeys(published, {});
 }
 
 TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
@@ -104,9 +122,12 @@ TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
 TEST_F(Registration, UnregisteringRemovesEverythingButTheSharedRoots) {
     ASSERT_EQ(0, RunRegsvr32(false));
     ASSERT_EQ(0, RunRegsvr32(true));
-    EXPECT_FALSE(KeyExists(L"Zantix.MRUList.1"));
-    EXPECT_FALSE(KeyExists(L"Zantix.MRUList"));
-    EXPECT_FALSE(KeyExists(kClassKey));
+    for (const PublishedClass& published : kObjectClasses) {
+        const std::wstring progId = std::wstring(L"Zantix.") + published.name;
+        EXPECT_FALSE(KeyExists(progId + L".1")) << progId;
+        EXPECT_FALSE(KeyExists(progId)) << progId;
+        EXPECT_FALSE(KeyExists(L"CLSID\\" + GuidText(*published.clsid))) << progId;
+    }
     EXPECT_FALSE(KeyExists(kTypeLibKey + L"\\1.1"));
     EXPECT_TRUE(KeyExists(L"CLSID"));
     EXPECT_TRUE(KeyExists(L"TypeLib"));

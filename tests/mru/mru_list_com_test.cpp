@@ -101,6 +101,53 @@ TEST_F(MRUListTest, ResendingMovesTheEntryKeepingIdentifierAndFavourite) {
     EXPECT_EQ(3u, MRUSubkeys().size()) << "names compare case-sensitively";
 }
 
+TEST_F(MRUListTest, ARecipientNamedTwiceTakesTheFirstStoredEntryOnce) {
+    WriteRawMRUEntry(L"00", L"first", L"A", L"1", /*favorite*/ 1);
+    WriteRawMRUEntry(L"01", L"second", L"A", L"1");
+    WriteRawMRUEntry(L"02", L"2 B", L"B", L"2");
+
+    ASSERT_EQ(S_OK, Update(L"A 1;C 3;A 1;B 2"));
+    const wchar_t* expected[][2] = {{L"2 B", L"B"}, {L"first", L"A"}, {L"3 C", L"C"}, {L"second", L"A"}};
+    ASSERT_EQ(std::size(expected), MRUSubkeys().size());
+    for (unsigned i = 0; i < std::size(expected); ++i) {
+        EXPECT_EQ(expected[i][0], ReadMRUValue(MRUSubkeyName(i), L"ID")->text()) << i;
+        EXPECT_EQ(expected[i][1], ReadMRUValue(MRUSubkeyName(i), L"Name")->text()) << i;
+    }
+    EXPECT_EQ(1u, *reinterpret_cast<const DWORD*>(ReadMRUValue(L"01", L"Favorite")->bytes.data()));
+}
+
+// Another program may leave any tree in the store's key, as deep as the
+// registry allows (512 levels): saving deletes it without following it level
+// by level on the caller's stack.
+TEST_F(MRUListTest, ADeepForeignTreeIsDeletedOnASmallStack) {
+    WriteRawMRUEntry(L"00", L"1 A", L"A", L"1");
+    com::UniqueHKey key;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, KEY_ALL_ACCESS, key.put()));
+    for (int level = 0; level < 500; ++level) {
+        com::UniqueHKey deeper;
+        ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(key.get(), L"deep", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                                   deeper.put(), nullptr))
+            << level;
+        key = std::move(deeper);
+    }
+    key.reset();
+    HRESULT updated = E_PENDING;
+    ASSERT_TRUE(RunOnThread(256 * 1024, [&] {
+        ComApartment apartment;
+        ComPtr<IMRUList> mru;
+        CLSID clsid{};
+        if (SUCCEEDED(::CLSIDFromProgID(L"Zantix.MRUList", &clsid)) &&
+            SUCCEEDED(::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMRUList),
+                                         mru.put_void()))) {
+            UniqueBstr text(com::AllocBstr(L"B 2"));
+            updated = mru->UpdateMRU(text.get());
+        }
+    }));
+    EXPECT_EQ(S_OK, updated);
+    EXPECT_EQ((std::vector<std::wstring>{L"00", L"01"}), MRUSubkeys()) << "the foreign tree is gone";
+    EXPECT_EQ(L"B", ReadMRUValue(L"00", L"Name")->text());
+}
+
 TEST_F(MRUListTest, TheStoreKeepsThirtyRecipients) {
     for (int i = 0; i < 30; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", (L"N" + std::to_wstring(i)).c_str(), L"1");
     ASSERT_EQ(S_OK, Update(L"New 99"));

@@ -3,6 +3,8 @@
 
 #include <tlhelp32.h>
 
+#include <algorithm>
+
 #include <vector>
 
 namespace testing_support {
@@ -34,20 +36,48 @@ int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeo
     com::UniqueHandle process(info.hProcess), thread(info.hThread);
     writeEnd.reset();
 
+    // Read only while the child runs: a process that it starts in turn (under
+    // Wine the first program that needs the desktop starts explorer.exe) may
+    // inherit the pipe and keep it open for good, so waiting for the pipe to
+    // close could wait forever.
     std::string collected;
-    char buffer[4096];
-    DWORD read = 0;
-    while (::ReadFile(readEnd.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
-        collected.append(buffer, read);
+    const auto drain = [&] {
+        char buffer[4096];
+        DWORD available = 0, read = 0;
+        while (::PeekNamedPipe(readEnd.get(), nullptr, 0, nullptr, &available, nullptr) && available > 0 &&
+               ::ReadFile(readEnd.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
+            collected.append(buffer, read);
+    };
+    const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
+    bool ended = false;
+    while (!ended) {
+        drain();
+        ended = ::WaitForSingleObject(process.get(), 20) == WAIT_OBJECT_0;
+        if (!ended && ::GetTickCount64() >= deadline) {
+            ::TerminateProcess(process.get(), 1);
+            if (output) *output = collected;
+            return -1;
+        }
+    }
+    drain();
     if (output) *output = collected;
 
-    if (::WaitForSingleObject(process.get(), timeoutMs) != WAIT_OBJECT_0) {
-        ::TerminateProcess(process.get(), 1);
-        return -1;
-    }
     DWORD code = 0;
     ::GetExitCodeProcess(process.get(), &code);
     return int(code);
+}
+
+bool RunOnThread(SIZE_T stackBytes, const std::function<void()>& body) {
+    auto run = [](void* context) -> DWORD {
+        (*static_cast<const std::function<void()>*>(context))();
+        return 0;
+    };
+    com::UniqueHandle thread(::CreateThread(nullptr, stackBytes, run,
+                                            const_cast<std::function<void()>*>(&body),
+                                            STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr));
+    if (!thread) return false;
+    ::WaitForSingleObject(thread.get(), INFINITE);
+    return true;
 }
 
 int RunRegsvr32(bool unregister) {

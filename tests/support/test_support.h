@@ -6,6 +6,7 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 
 namespace testing_support {
@@ -52,6 +53,11 @@ private:
     LPARAM m_lastLParam = 0;
     com::UniqueWindow m_window;
 };
+
+// Runs the body on a new thread whose stack reserves `stackBytes` (hosts may
+// give their threads small stacks) and waits for it to end; false when no
+// thread could be started.
+bool RunOnThread(SIZE_T stackBytes, const std::function<void()>& body);
 
 // Whether a thread with this identifier is alive in this process.
 bool ThreadAlive(DWORD threadId);

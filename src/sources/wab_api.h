@@ -1,0 +1,14 @@
+// The Windows Address Book interfaces from the platform headers. mingw-w64's
+// wab.h cannot be used as it stands (it pulls in the MAPI definitions twice),
+// so the pieces are included here in the order that works.
+#pragma once
+
+#include <windows.h>
+
+#include <wabdefs.h>
+#include <wabcode.h>
+#include <wabtags.h>
+#include <wabiab.h>
+#include <wabapi.h>
+
+static_assert(sizeof(WAB_PARAM) == 48, "WABOpen expects the 48-byte parameter block of 64-bit Windows");

@@ -1,0 +1,1002 @@
+// Stand-in for Outlook as a local COM server ("Outlook.Application"), for the
+// tests of the Outlook contacts source and its event sink. It serves the part
+// of Outlook's object model that the phonebook uses, under Outlook's own
+// identifiers, from one process shared by every client, and exits when the
+// last client lets go.
+//
+//   standin_outlook.exe /RegServer      registers class, ProgIDs and type library
+//   standin_outlook.exe /UnregServer    removes them
+//   standin_outlook.exe /Version TEXT   sets the text Application.Version answers
+//                                       (no TEXT: back to the default)
+//   standin_outlook.exe -Embedding      how COM starts the server
+//
+// Settings: HKCU\Software\StandinOutlook, value "Version" (REG_SZ), read at
+// every call of Version.
+//
+// Store: <AppData>\StandinOutlook\contacts.txt, read when the server starts
+// and rewritten after every change. UTF-8, one item per line, fields
+// separated by a tab, each field Name=Value with \\ \t \n \r escaped:
+//   EntryID=<hex>  Class=40|69  FullName=  BusinessFaxNumber=  HomeFaxNumber=
+//   OtherFaxNumber=  DLName=  User:<name>=<type>:<value>   (yes/no: 1 or 0)
+// A property that is empty is absent, as in a MAPI store. Items.Restrict with
+// "[Prop] <> 'x'" or "[Prop] = 'x'" never matches an item without the
+// property (MAPI leaves that case undefined; Outlook does not list contacts
+// without the property). A distribution list written into the store with a
+// BusinessFaxNumber (as another MAPI client may leave one) does match.
+#include "com/dispatch.h"
+#include "com/implements.h"
+#include "com/strings.h"
+#include "com/unique_any.h"
+#include "standin_outlook_h.h"
+
+#include <objbase.h>
+#include <ocidl.h>
+#include <olectl.h>
+#include <shlobj.h>
+
+#include <cstdio>
+#include <deque>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using com::ComPtr;
+
+namespace {
+
+constexpr CLSID kClsidApplication = {0x0006F03A, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr IID kLibId = {0x00062FFF, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr IID kDiidItemsEvents = {0x00063077, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr IID kDiidReminderEvents = {0x000630B2, 0x0000, 0x0000, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+constexpr wchar_t kClsidText[] = L"{0006F03A-0000-0000-C000-000000000046}";
+constexpr wchar_t kLibIdText[] = L"{00062FFF-0000-0000-C000-000000000046}";
+constexpr wchar_t kProgId[] = L"Outlook.Application";
+constexpr wchar_t kVersionedProgId[] = L"Outlook.Application.16";
+constexpr wchar_t kSettingsKey[] = L"Software\\StandinOutlook";
+constexpr wchar_t kDefaultVersion[] = L"16.0.0.4266";
+
+constexpr long olContactItem = 2, olDistributionListItem = 7;
+constexpr long olContact = 40, olDistributionList = 69;
+constexpr long olFolderContacts = 10;
+constexpr long olYesNo = 6;
+constexpr DISPID kItemAdd = 0xF001, kItemChange = 0xF002, kItemRemove = 0xF003, kBeforeReminderShow = 0xFA93;
+constexpr HRESULT MAPI_E_NOT_FOUND_ = HRESULT(0x8004010F);
+constexpr UINT kFireMessage = WM_APP + 1;
+constexpr UINT_PTR kIdleTimer = 1;
+constexpr UINT kIdleMs = 60000;  // a server nobody ever connects to gives up
+
+// Every object that clients hold keeps the server process alive.
+class ServerRef {
+public:
+    ServerRef() noexcept { ::CoAddRefServerProcess(); }
+    ~ServerRef() {
+        if (::CoReleaseServerProcess() == 0) ::PostQuitMessage(0);
+    }
+    ServerRef(const ServerRef&) = delete;
+    ServerRef& operator=(const ServerRef&) = delete;
+};
+
+// ---------------------------------------------------------------- store --
+
+struct UserProp {
+    std::wstring name;
+    long type = 1;
+    std::wstring value;
+};
+
+struct Record {
+    std::wstring entryId;
+    long objectClass = olContact;
+    std::map<std::wstring, std::wstring> props;
+    std::vector<UserProp> user;
+
+    std::wstring Get(const std::wstring& name) const {
+        const auto found = props.find(name);
+        return found == props.end() ? std::wstring() : found->second;
+    }
+    void Set(const std::wstring& name, const std::wstring& value) {
+        if (value.empty())
+            props.erase(name);
+        else
+            props[name] = value;
+    }
+};
+
+std::string ToUtf8(const std::wstring& text) {
+    if (text.empty()) return {};
+    const int n =
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string out(size_t(n), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n, nullptr, nullptr);
+    return out;
+}
+
+std::wstring FromUtf8(const std::string& text) {
+    if (text.empty()) return {};
+    const int n = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0);
+    std::wstring out(size_t(n), L'\0');
+    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n);
+    return out;
+}
+
+std::wstring Escape(const std::wstring& text) {
+    std::wstring out;
+    for (wchar_t c : text) {
+        switch (c) {
+            case L'\\':
+                out += L"\\\\";
+                break;
+            case L'\t':
+                out += L"\\t";
+                break;
+            case L'\n':
+                out += L"\\n";
+                break;
+            case L'\r':
+                out += L"\\r";
+                break;
+            default:
+                out += c;
+        }
+    }
+    return out;
+}
+
+std::wstring Unescape(const std::wstring& text) {
+    std::wstring out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != L'\\' || i + 1 == text.size()) {
+            out += text[i];
+            continue;
+        }
+        const wchar_t c = text[++i];
+        out += c == L't' ? L'\t' : c == L'n' ? L'\n' : c == L'r' ? L'\r' : c;
+    }
+    return out;
+}
+
+class ItemsObject;
+class RemindersObject;
+class ItemBase;
+
+class Store {
+public:
+    static Store& Instance() {
+        static Store store;
+        return store;
+    }
+
+    static std::wstring Path() {
+        wchar_t appData[MAX_PATH] = {};
+        ::SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
+        return std::wstring(appData) + L"\\StandinOutlook\\contacts.txt";
+    }
+
+    void Load() {
+        m_records.clear();
+        std::ifstream file(Path().c_str(), std::ios::binary);
+        std::string line;
+        while (std::getline(file, line)) {
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            if (line.empty()) continue;
+            Record record;
+            std::wstringstream fields(FromUtf8(line));
+            std::wstring field;
+            while (std::getline(fields, field, L'\t')) {
+                const size_t eq = field.find(L'=');
+                if (eq == std::wstring::npos) continue;
+                const std::wstring name = field.substr(0, eq);
+                const std::wstring value = Unescape(field.substr(eq + 1));
+                if (name == L"EntryID")
+                    record.entryId = value;
+                else if (name == L"Class")
+                    record.objectClass = std::wcstol(value.c_str(), nullptr, 10);
+                else if (name.rfind(L"User:", 0) == 0) {
+                    const size_t colon = value.find(L':');
+                    UserProp prop{name.substr(5), std::wcstol(value.c_str(), nullptr, 10),
+                                  colon == std::wstring::npos ? L"" : value.substr(colon + 1)};
+                    record.user.push_back(prop);
+                } else
+                    record.Set(name, value);
+            }
+            if (record.entryId.empty()) record.entryId = NewEntryId();
+            m_records.push_back(std::move(record));
+        }
+    }
+
+    void Save() const {
+        const std::wstring path = Path();
+        ::CreateDirectoryW(path.substr(0, path.find_last_of(L'\\')).c_str(), nullptr);
+        std::ofstream file(path.c_str(), std::ios::binary | std::ios::trunc);
+        for (const Record& r : m_records) {
+            std::wstring line =
+                L"EntryID=" + Escape(r.entryId) + L"\tClass=" + std::to_wstring(r.objectClass);
+            for (const auto& [name, value] : r.props) line += L"\t" + name + L"=" + Escape(value);
+            for (const UserProp& u : r.user)
+                line += L"\tUser:" + u.name + L"=" + std::to_wstring(u.type) + L":" + Escape(u.value);
+            file << ToUtf8(line) << "\n";
+        }
+    }
+
+    const std::vector<Record>& Records() const { return m_records; }
+
+    const Record* Find(const std::wstring& entryId) const {
+        for (const Record& r : m_records)
+            if (r.entryId == entryId) return &r;
+        return nullptr;
+    }
+
+    void Insert(Record& record) {
+        record.entryId = NewEntryId();
+        m_records.push_back(record);
+        Save();
+        Post(kItemAdd, record.entryId);
+    }
+
+    HRESULT Update(const Record& record) {
+        for (Record& r : m_records) {
+            if (r.entryId != record.entryId) continue;
+            r = record;
+            Save();
+            Post(kItemChange, record.entryId);
+            return S_OK;
+        }
+        return MAPI_E_NOT_FOUND_;
+    }
+
+    HRESULT Remove(const std::wstring& entryId) {
+        for (auto it = m_records.begin(); it != m_records.end(); ++it) {
+            if (it->entryId != entryId) continue;
+            m_records.erase(it);
+            Save();
+            Post(kItemRemove, entryId);
+            return S_OK;
+        }
+        return MAPI_E_NOT_FOUND_;
+    }
+
+    // Event sources alive in this process.
+    std::vector<ItemsObject*> items;
+    std::vector<RemindersObject*> reminders;
+    HWND window = nullptr;
+
+    // Outlook raises item events from its own message loop after the change,
+    // not inside the caller's Save: so does the stand-in.
+    void Post(DISPID event, const std::wstring& entryId) {
+        m_pending.push_back({event, entryId});
+        ::PostMessageW(window, kFireMessage, 0, 0);
+    }
+    bool TakePending(DISPID& event, std::wstring& entryId) {
+        if (m_pending.empty()) return false;
+        event = m_pending.front().first;
+        entryId = m_pending.front().second;
+        m_pending.pop_front();
+        return true;
+    }
+
+private:
+    std::wstring NewEntryId() {
+        GUID guid{};
+        ::CoCreateGuid(&guid);
+        wchar_t text[80];
+        std::swprintf(text, 80, L"00000000%08lX%04X%04X%02X%02X%02X%02X%02X%02X%02X%02X%08X", guid.Data1,
+                      guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2], guid.Data4[3],
+                      guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7], ++m_counter);
+        return text;
+    }
+
+    std::vector<Record> m_records;
+    std::deque<std::pair<DISPID, std::wstring>> m_pending;
+    unsigned m_counter = 0;
+};
+
+HRESULT ReturnText(const std::wstring& text, BSTR* out) {
+    if (!out) return E_POINTER;
+    *out = com::AllocBstr(text);
+    return *out ? S_OK : E_OUTOFMEMORY;
+}
+
+template <class T, class I>
+HRESULT ReturnObject(const ComPtr<T>& object, I** out) {
+    if (!out) return E_POINTER;
+    *out = static_cast<I*>(object.get());
+    (*out)->AddRef();
+    return S_OK;
+}
+
+// ------------------------------------------------------ connection points --
+
+// The sinks of one event interface of one object.
+class EventSinks {
+public:
+    explicit EventSinks(REFIID iid) : m_iid(iid) {}
+    const IID& iid() const { return m_iid; }
+
+    HRESULT Advise(IUnknown* sink, DWORD* cookie) {
+        if (!sink || !cookie) return E_POINTER;
+        *cookie = 0;
+        // Ask for the event interface as a source does; a sink that only
+        // speaks IDispatch is taken too.
+        ComPtr<IDispatch> dispatch;
+        if (FAILED(sink->QueryInterface(m_iid, dispatch.put_void())) &&
+            FAILED(sink->QueryInterface(IID_IDispatch, dispatch.put_void())))
+            return CONNECT_E_CANNOTCONNECT;
+        *cookie = ++m_next;
+        m_sinks[*cookie] = dispatch;
+        return S_OK;
+    }
+    HRESULT Unadvise(DWORD cookie) { return m_sinks.erase(cookie) ? S_OK : CONNECT_E_NOCONNECTION; }
+
+    void Fire(DISPID id, DISPPARAMS& params) {
+        // A sink may unadvise while it is called: call a copy.
+        std::vector<ComPtr<IDispatch>> sinks;
+        for (auto& [cookie, sink] : m_sinks) sinks.push_back(sink);
+        for (auto& sink : sinks)
+            sink->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, nullptr, nullptr,
+                         nullptr);
+    }
+
+private:
+    IID m_iid;
+    std::map<DWORD, ComPtr<IDispatch>> m_sinks;
+    DWORD m_next = 0;
+};
+
+class ConnectionPoint : public com::Implements<ConnectionPoint, IConnectionPoint> {
+public:
+    ConnectionPoint(IConnectionPointContainer* container, EventSinks* sinks)
+        : m_container(container), m_sinks(sinks) {}
+    STDMETHODIMP GetConnectionInterface(IID* iid) noexcept override {
+        if (!iid) return E_POINTER;
+        *iid = m_sinks->iid();
+        return S_OK;
+    }
+    STDMETHODIMP GetConnectionPointContainer(IConnectionPointContainer** out) noexcept override {
+        return m_container.CopyTo(out);
+    }
+    STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) noexcept override {
+        return com::Boundary([&] { return m_sinks->Advise(sink, cookie); });
+    }
+    STDMETHODIMP Unadvise(DWORD cookie) noexcept override { return m_sinks->Unadvise(cookie); }
+    STDMETHODIMP EnumConnections(IEnumConnections** out) noexcept override {
+        if (out) *out = nullptr;
+        return E_NOTIMPL;
+    }
+
+private:
+    ServerRef m_server;
+    ComPtr<IConnectionPointContainer> m_container;  // keeps m_sinks alive
+    EventSinks* m_sinks;
+};
+
+// One event interface offered through IConnectionPointContainer.
+template <const IID* Events>
+class SingleEventSource : public IConnectionPointContainer {
+public:
+    using Interface = IConnectionPointContainer;
+    SingleEventSource() : m_sinks(*Events) {}
+    STDMETHODIMP EnumConnectionPoints(IEnumConnectionPoints** out) noexcept override {
+        if (out) *out = nullptr;
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP FindConnectionPoint(REFIID iid, IConnectionPoint** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            if (iid != m_sinks.iid()) return CONNECT_E_NOCONNECTION;
+            *out = com::Make<ConnectionPoint>(this, &m_sinks).detach();
+            return S_OK;
+        });
+    }
+
+protected:
+    EventSinks m_sinks;
+};
+
+// ---------------------------------------------------------------- items --
+
+class ItemBase {
+public:
+    Record record;
+    bool deleted = false;
+
+    HRESULT SaveRecord() {
+        if (deleted) return MAPI_E_NOT_FOUND_;
+        if (record.entryId.empty()) {
+            Store::Instance().Insert(record);
+            return S_OK;
+        }
+        return Store::Instance().Update(record);
+    }
+    HRESULT DeleteRecord() {
+        if (deleted || record.entryId.empty()) return MAPI_E_NOT_FOUND_;
+        const HRESULT hr = Store::Instance().Remove(record.entryId);
+        if (SUCCEEDED(hr)) deleted = true;
+        return hr;
+    }
+};
+
+class UserPropertyObject : public com::Implements<UserPropertyObject, com::Dispatch<UserProperty>> {
+public:
+    UserPropertyObject(IDispatch* item, ItemBase* base, std::wstring name)
+        : m_item(item), m_base(base), m_name(std::move(name)) {}
+
+    STDMETHODIMP get_Name(BSTR* out) noexcept override { return ReturnText(m_name, out); }
+    STDMETHODIMP get_Type(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        UserProp* prop = Find();
+        *out = prop ? prop->type : 0;
+        return prop ? S_OK : MAPI_E_NOT_FOUND_;
+    }
+    STDMETHODIMP get_Value(VARIANT* out) noexcept override {
+        if (!out) return E_POINTER;
+        ::VariantInit(out);
+        UserProp* prop = Find();
+        if (!prop) return MAPI_E_NOT_FOUND_;
+        if (prop->type == olYesNo) {
+            V_VT(out) = VT_BOOL;
+            V_BOOL(out) = prop->value == L"1" ? VARIANT_TRUE : VARIANT_FALSE;
+            return S_OK;
+        }
+        V_VT(out) = VT_BSTR;
+        V_BSTR(out) = com::AllocBstr(prop->value);
+        return V_BSTR(out) ? S_OK : E_OUTOFMEMORY;
+    }
+    STDMETHODIMP put_Value(VARIANT value) noexcept override {
+        UserProp* prop = Find();
+        if (!prop) return MAPI_E_NOT_FOUND_;
+        com::UniqueVariant converted;
+        if (FAILED(::VariantChangeType(&converted, &value, 0, prop->type == olYesNo ? VT_BOOL : VT_BSTR)))
+            return DISP_E_TYPEMISMATCH;
+        if (prop->type == olYesNo)
+            prop->value = V_BOOL(&converted) ? L"1" : L"0";
+        else
+            prop->value = com::FromBstr(V_BSTR(&converted));
+        return S_OK;
+    }
+
+private:
+    UserProp* Find() {
+        for (UserProp& p : m_base->record.user)
+            if (p.name == m_name) return &p;
+        return nullptr;
+    }
+    ServerRef m_server;
+    ComPtr<IDispatch> m_item;  // keeps m_base alive
+    ItemBase* m_base;
+    std::wstring m_name;
+};
+
+class UserPropertiesObject : public com::Implements<UserPropertiesObject, com::Dispatch<UserProperties>> {
+public:
+    UserPropertiesObject(IDispatch* item, ItemBase* base) : m_item(item), m_base(base) {}
+
+    STDMETHODIMP get_Count(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = long(m_base->record.user.size());
+        return S_OK;
+    }
+    STDMETHODIMP Add(BSTR name, long type, VARIANT, VARIANT, UserProperty** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            const std::wstring text = com::FromBstr(name);
+            if (text.empty()) return E_INVALIDARG;
+            for (const UserProp& p : m_base->record.user)
+                if (p.name == text) return E_INVALIDARG;
+            m_base->record.user.push_back({text, type, type == olYesNo ? L"0" : L""});
+            return ReturnObject(com::Make<UserPropertyObject>(m_item.get(), m_base, text), out);
+        });
+    }
+    STDMETHODIMP Find(BSTR name, VARIANT, UserProperty** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            const std::wstring text = com::FromBstr(name);
+            for (const UserProp& p : m_base->record.user)
+                if (p.name == text)
+                    return ReturnObject(com::Make<UserPropertyObject>(m_item.get(), m_base, text), out);
+            return S_OK;  // Outlook answers Nothing
+        });
+    }
+
+private:
+    ServerRef m_server;
+    ComPtr<IDispatch> m_item;
+    ItemBase* m_base;
+};
+
+class ContactItemObject : public com::Implements<ContactItemObject, com::Dispatch<_ContactItem>>,
+                          public ItemBase {
+public:
+    explicit ContactItemObject(Record r) { record = std::move(r); }
+
+    STDMETHODIMP get_Class(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = olContact;
+        return S_OK;
+    }
+    STDMETHODIMP get_EntryID(BSTR* out) noexcept override { return ReturnText(record.entryId, out); }
+    STDMETHODIMP get_UserProperties(UserProperties** out) noexcept override {
+        return com::Boundary([&] { return ReturnObject(com::Make<UserPropertiesObject>(this, this), out); });
+    }
+    STDMETHODIMP Delete() noexcept override {
+        return com::Boundary([&] { return DeleteRecord(); });
+    }
+    STDMETHODIMP Save() noexcept override {
+        return com::Boundary([&] { return SaveRecord(); });
+    }
+    STDMETHODIMP get_BusinessFaxNumber(BSTR* out) noexcept override {
+        return Text(L"BusinessFaxNumber", out);
+    }
+    STDMETHODIMP put_BusinessFaxNumber(BSTR v) noexcept override { return SetText(L"BusinessFaxNumber", v); }
+    STDMETHODIMP get_FullName(BSTR* out) noexcept override { return Text(L"FullName", out); }
+    STDMETHODIMP put_FullName(BSTR v) noexcept override { return SetText(L"FullName", v); }
+    STDMETHODIMP get_HomeFaxNumber(BSTR* out) noexcept override { return Text(L"HomeFaxNumber", out); }
+    STDMETHODIMP put_HomeFaxNumber(BSTR v) noexcept override { return SetText(L"HomeFaxNumber", v); }
+    STDMETHODIMP get_OtherFaxNumber(BSTR* out) noexcept override { return Text(L"OtherFaxNumber", out); }
+    STDMETHODIMP put_OtherFaxNumber(BSTR v) noexcept override { return SetText(L"OtherFaxNumber", v); }
+
+private:
+    HRESULT Text(const wchar_t* name, BSTR* out) {
+        return com::Boundary([&] { return ReturnText(record.Get(name), out); });
+    }
+    HRESULT SetText(const wchar_t* name, BSTR value) {
+        return com::Boundary([&] {
+            record.Set(name, com::FromBstr(value));
+            return S_OK;
+        });
+    }
+    ServerRef m_server;
+};
+
+class DistListItemObject : public com::Implements<DistListItemObject, com::Dispatch<_DistListItem>>,
+                           public ItemBase {
+public:
+    explicit DistListItemObject(Record r) { record = std::move(r); }
+
+    STDMETHODIMP get_Class(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = olDistributionList;
+        return S_OK;
+    }
+    STDMETHODIMP get_EntryID(BSTR* out) noexcept override { return ReturnText(record.entryId, out); }
+    STDMETHODIMP get_UserProperties(UserProperties** out) noexcept override {
+        return com::Boundary([&] { return ReturnObject(com::Make<UserPropertiesObject>(this, this), out); });
+    }
+    STDMETHODIMP Delete() noexcept override {
+        return com::Boundary([&] { return DeleteRecord(); });
+    }
+    STDMETHODIMP Save() noexcept override {
+        return com::Boundary([&] { return SaveRecord(); });
+    }
+    STDMETHODIMP get_DLName(BSTR* out) noexcept override {
+        return com::Boundary([&] { return ReturnText(record.Get(L"DLName"), out); });
+    }
+    STDMETHODIMP put_DLName(BSTR v) noexcept override {
+        return com::Boundary([&] {
+            record.Set(L"DLName", com::FromBstr(v));
+            return S_OK;
+        });
+    }
+
+private:
+    ServerRef m_server;
+};
+
+// A new item object over a copy of the record.
+ComPtr<IDispatch> MakeItem(const Record& record) {
+    if (record.objectClass == olDistributionList) {
+        auto item = com::Make<DistListItemObject>(record);
+        return ComPtr<IDispatch>(static_cast<_DistListItem*>(item.get()));
+    }
+    auto item = com::Make<ContactItemObject>(record);
+    return ComPtr<IDispatch>(static_cast<_ContactItem*>(item.get()));
+}
+
+// "[Name] <> 'text'" or "[Name] = 'text'".
+struct Filter {
+    bool any = true;
+    std::wstring property;
+    bool equal = false;
+    std::wstring value;
+
+    bool Matches(const Record& r) const {
+        if (any) return true;
+        const auto found = r.props.find(property);
+        if (found == r.props.end()) return false;
+        return (found->second == value) == equal;
+    }
+};
+
+class ItemsObject
+    : public com::Implements<ItemsObject, com::Dispatch<_Items>, SingleEventSource<&kDiidItemsEvents>> {
+public:
+    explicit ItemsObject(Filter filter) : m_filter(std::move(filter)) {
+        Store::Instance().items.push_back(this);
+    }
+    ~ItemsObject() override {
+        auto& all = Store::Instance().items;
+        all.erase(std::remove(all.begin(), all.end(), this), all.end());
+    }
+
+    STDMETHODIMP get_Count(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = long(Matching().size());
+        return S_OK;
+    }
+    STDMETHODIMP Item(VARIANT index, IDispatch** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            com::UniqueVariant position;
+            if (FAILED(::VariantChangeType(&position, &index, 0, VT_I4))) return DISP_E_TYPEMISMATCH;
+            const auto records = Matching();
+            if (V_I4(&position) < 1 || size_t(V_I4(&position)) > records.size()) return DISP_E_BADINDEX;
+            *out = MakeItem(*records[size_t(V_I4(&position)) - 1]).detach();
+            return S_OK;
+        });
+    }
+    STDMETHODIMP Restrict(BSTR text, _Items** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            static const std::wregex pattern(L"^\\s*\\[(\\w+)\\]\\s*(<>|=)\\s*'([^']*)'\\s*$");
+            std::wsmatch match;
+            const std::wstring filterText = com::FromBstr(text);
+            if (!std::regex_match(filterText, match, pattern)) return E_INVALIDARG;
+            static const wchar_t* const known[] = {L"FullName", L"BusinessFaxNumber", L"HomeFaxNumber",
+                                                   L"OtherFaxNumber", L"DLName"};
+            if (std::find(std::begin(known), std::end(known), match[1].str()) == std::end(known))
+                return E_INVALIDARG;
+            Filter filter{false, match[1].str(), match[2].str() == L"=", match[3].str()};
+            return ReturnObject(com::Make<ItemsObject>(filter), out);
+        });
+    }
+
+    void Fire(DISPID id, const std::wstring& entryId) {
+        const Record* record = Store::Instance().Find(entryId);
+        if (id != kItemRemove && (!record || !m_filter.Matches(*record))) return;
+        com::UniqueVariant argument;
+        DISPPARAMS params{nullptr, nullptr, 0, 0};
+        if (id != kItemRemove) {
+            V_VT(&argument) = VT_DISPATCH;
+            V_DISPATCH(&argument) = MakeItem(*record).detach();
+            params = {&argument, nullptr, 1, 0};
+        }
+        m_sinks.Fire(id, params);
+    }
+
+private:
+    std::vector<const Record*> Matching() const {
+        std::vector<const Record*> out;
+        for (const Record& r : Store::Instance().Records())
+            if (m_filter.Matches(r)) out.push_back(&r);
+        return out;
+    }
+    ServerRef m_server;
+    Filter m_filter;
+};
+
+class FolderObject : public com::Implements<FolderObject, com::Dispatch<MAPIFolder>> {
+public:
+    STDMETHODIMP get_Name(BSTR* out) noexcept override { return ReturnText(L"Contacts", out); }
+    STDMETHODIMP get_EntryID(BSTR* out) noexcept override {
+        return ReturnText(L"00000000C0FFEE00000000000000000000000000000000000A", out);
+    }
+    STDMETHODIMP get_DefaultItemType(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = olContactItem;
+        return S_OK;
+    }
+    STDMETHODIMP get_Items(_Items** out) noexcept override {
+        return com::Boundary([&] { return ReturnObject(com::Make<ItemsObject>(Filter{}), out); });
+    }
+
+private:
+    ServerRef m_server;
+};
+
+class FoldersObject : public com::Implements<FoldersObject, com::Dispatch<_Folders>> {
+public:
+    STDMETHODIMP get_Count(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = 1;
+        return S_OK;
+    }
+    STDMETHODIMP Item(VARIANT index, MAPIFolder** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            com::UniqueVariant position;
+            const bool byName = V_VT(&index) == VT_BSTR && com::FromBstr(V_BSTR(&index)) == L"Contacts";
+            if (!byName && (FAILED(::VariantChangeType(&position, &index, 0, VT_I4)) || V_I4(&position) != 1))
+                return DISP_E_BADINDEX;
+            return ReturnObject(com::Make<FolderObject>(), out);
+        });
+    }
+
+private:
+    ServerRef m_server;
+};
+
+class NameSpaceObject : public com::Implements<NameSpaceObject, com::Dispatch<_NameSpace>> {
+public:
+    STDMETHODIMP get_Type(BSTR* out) noexcept override { return ReturnText(L"MAPI", out); }
+    STDMETHODIMP get_Folders(_Folders** out) noexcept override {
+        return com::Boundary([&] { return ReturnObject(com::Make<FoldersObject>(), out); });
+    }
+    STDMETHODIMP GetDefaultFolder(long type, MAPIFolder** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            if (type != olFolderContacts) return E_INVALIDARG;  // only the contacts folder is played
+            return ReturnObject(com::Make<FolderObject>(), out);
+        });
+    }
+    STDMETHODIMP GetItemFromID(BSTR entryId, VARIANT, IDispatch** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            const Record* record = Store::Instance().Find(com::FromBstr(entryId));
+            if (!record) return MAPI_E_NOT_FOUND_;
+            *out = MakeItem(*record).detach();
+            return S_OK;
+        });
+    }
+
+private:
+    ServerRef m_server;
+};
+
+class RemindersObject : public com::Implements<RemindersObject, com::Dispatch<_Reminders>,
+                                               SingleEventSource<&kDiidReminderEvents>> {
+public:
+    RemindersObject() { Store::Instance().reminders.push_back(this); }
+    ~RemindersObject() override {
+        auto& all = Store::Instance().reminders;
+        all.erase(std::remove(all.begin(), all.end(), this), all.end());
+    }
+    STDMETHODIMP get_Count(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = 0;
+        return S_OK;
+    }
+    void FireBeforeReminderShow(VARIANT_BOOL& cancel) {
+        VARIANT argument;
+        ::VariantInit(&argument);
+        V_VT(&argument) = VT_BOOL | VT_BYREF;
+        V_BOOLREF(&argument) = &cancel;
+        DISPPARAMS params{&argument, nullptr, 1, 0};
+        m_sinks.Fire(kBeforeReminderShow, params);
+    }
+
+private:
+    ServerRef m_server;
+};
+
+std::wstring ReadVersionSetting() {
+    wchar_t text[256] = {};
+    DWORD bytes = sizeof(text) - sizeof(wchar_t);
+    if (::RegGetValueW(HKEY_CURRENT_USER, kSettingsKey, L"Version", RRF_RT_REG_SZ, nullptr, text, &bytes) ==
+        ERROR_SUCCESS)
+        return text;
+    return kDefaultVersion;
+}
+
+class ApplicationObject;
+ApplicationObject* g_application = nullptr;  // the one instance, while it lives
+
+class ApplicationObject
+    : public com::Implements<ApplicationObject, com::Dispatch<_Application>, com::Dispatch<IStandinOutlook>> {
+public:
+    ApplicationObject() { g_application = this; }
+    ~ApplicationObject() override { g_application = nullptr; }
+
+    STDMETHODIMP get_Version(BSTR* out) noexcept override {
+        return com::Boundary([&] { return ReturnText(ReadVersionSetting(), out); });
+    }
+    STDMETHODIMP GetNamespace(BSTR type, _NameSpace** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            if (com::FromBstr(type) != L"MAPI") return E_INVALIDARG;
+            return ReturnObject(com::Make<NameSpaceObject>(), out);
+        });
+    }
+    STDMETHODIMP CreateItem(long type, IDispatch** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            Record record;
+            record.entryId.clear();
+            if (type == olContactItem)
+                record.objectClass = olContact;
+            else if (type == olDistributionListItem)
+                record.objectClass = olDistributionList;
+            else
+                return E_INVALIDARG;  // other item kinds are not played
+            *out = MakeItem(record).detach();
+            return S_OK;
+        });
+    }
+    STDMETHODIMP get_Reminders(_Reminders** out) noexcept override {
+        return com::Boundary([&] { return ReturnObject(com::Make<RemindersObject>(), out); });
+    }
+    STDMETHODIMP FireBeforeReminderShow(VARIANT_BOOL* cancel) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!cancel) return E_POINTER;
+            *cancel = VARIANT_FALSE;
+            const auto all = Store::Instance().reminders;
+            for (RemindersObject* reminders : all) {
+                ComPtr<RemindersObject> alive(reminders);
+                reminders->FireBeforeReminderShow(*cancel);
+            }
+            return S_OK;
+        });
+    }
+
+private:
+    ServerRef m_server;
+};
+
+class ApplicationFactory : public com::Implements<ApplicationFactory, IClassFactory> {
+public:
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            if (outer) return CLASS_E_NOAGGREGATION;
+            // One Application per process, as Outlook has.
+            if (g_application) return static_cast<_Application*>(g_application)->QueryInterface(iid, out);
+            auto application = com::Make<ApplicationObject>();
+            return static_cast<_Application*>(application.get())->QueryInterface(iid, out);
+        });
+    }
+    STDMETHODIMP LockServer(BOOL lock) noexcept override {
+        if (lock)
+            ::CoAddRefServerProcess();
+        else if (::CoReleaseServerProcess() == 0)
+            ::PostQuitMessage(0);
+        return S_OK;
+    }
+};
+
+LRESULT CALLBACK EventWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+    if (message == kFireMessage) {
+        DISPID event = 0;
+        std::wstring entryId;
+        if (Store::Instance().TakePending(event, entryId)) {
+            const auto all = Store::Instance().items;
+            for (ItemsObject* items : all) {
+                ComPtr<ItemsObject> alive(items);
+                items->Fire(event, entryId);
+            }
+        }
+        return 0;
+    }
+    if (message == WM_TIMER && wParam == kIdleTimer) {
+        ::KillTimer(window, kIdleTimer);
+        if (!g_application) ::PostQuitMessage(0);
+        return 0;
+    }
+    return ::DefWindowProcW(window, message, wParam, lParam);
+}
+
+int RunServer() {
+    WNDCLASSW wc{};
+    wc.lpfnWndProc = EventWindowProc;
+    wc.hInstance = ::GetModuleHandleW(nullptr);
+    wc.lpszClassName = L"StandinOutlookEvents";
+    ::RegisterClassW(&wc);
+    com::UniqueWindow window(::CreateWindowExW(0, wc.lpszClassName, L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
+                                               wc.hInstance, nullptr));
+    Store::Instance().window = window.get();
+    Store::Instance().Load();
+    ::SetTimer(window.get(), kIdleTimer, kIdleMs, nullptr);
+
+    auto factory = com::Make<ApplicationFactory>();
+    DWORD cookie = 0;
+    HRESULT hr = ::CoRegisterClassObject(kClsidApplication, static_cast<IClassFactory*>(factory.get()),
+                                         CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookie);
+    if (FAILED(hr)) return 2;
+    MSG msg;
+    while (::GetMessageW(&msg, nullptr, 0, 0) > 0) {
+        ::TranslateMessage(&msg);
+        ::DispatchMessageW(&msg);
+    }
+    ::CoRevokeClassObject(cookie);
+    Store::Instance().window = nullptr;
+    return 0;
+}
+
+// ---------------------------------------------------------- registration --
+
+bool SetKeyValue(const std::wstring& path, const wchar_t* name, const std::wstring& value) {
+    com::UniqueHKey key;
+    if (::RegCreateKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, key.put(),
+                          nullptr) != ERROR_SUCCESS)
+        return false;
+    return ::RegSetValueExW(key.get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                            DWORD((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+}
+
+std::wstring ExePath() {
+    wchar_t path[MAX_PATH] = {};
+    ::GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return path;
+}
+
+int Register() {
+    ComPtr<ITypeLib> library;
+    // Registered with the plain path (REGKIND_REGISTER under Wine writes a
+    // "\\?\" path), as Outlook's own setup does.
+    std::wstring path = ExePath();
+    if (FAILED(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put())) ||
+        FAILED(::RegisterTypeLib(library.get(), path.data(), nullptr)))
+        return 3;
+    const std::wstring clsidKey = std::wstring(L"CLSID\\") + kClsidText;
+    const bool ok = SetKeyValue(clsidKey, nullptr, L"Microsoft Outlook") &&
+                    SetKeyValue(clsidKey + L"\\LocalServer32", nullptr, L"\"" + ExePath() + L"\"") &&
+                    SetKeyValue(clsidKey + L"\\ProgID", nullptr, kVersionedProgId) &&
+                    SetKeyValue(clsidKey + L"\\VersionIndependentProgID", nullptr, kProgId) &&
+                    SetKeyValue(clsidKey + L"\\TypeLib", nullptr, kLibIdText) &&
+                    SetKeyValue(kProgId, nullptr, L"Microsoft Outlook") &&
+                    SetKeyValue(std::wstring(kProgId) + L"\\CLSID", nullptr, kClsidText) &&
+                    SetKeyValue(std::wstring(kProgId) + L"\\CurVer", nullptr, kVersionedProgId) &&
+                    SetKeyValue(kVersionedProgId, nullptr, L"Microsoft Outlook") &&
+                    SetKeyValue(std::wstring(kVersionedProgId) + L"\\CLSID", nullptr, kClsidText);
+    return ok ? 0 : 4;
+}
+
+int Unregister() {
+    ::UnRegisterTypeLib(kLibId, 9, 6, LOCALE_NEUTRAL, SYS_WIN64);
+    ::RegDeleteTreeW(HKEY_CLASSES_ROOT, (std::wstring(L"CLSID\\") + kClsidText).c_str());
+    ::RegDeleteKeyW(HKEY_CLASSES_ROOT, (std::wstring(L"CLSID\\") + kClsidText).c_str());
+    ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kProgId);
+    ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kProgId);
+    ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kVersionedProgId);
+    ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kVersionedProgId);
+    return 0;
+}
+
+int SetVersion(const wchar_t* text) {
+    if (!text) {
+        const LSTATUS status = ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, L"Version");
+        return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? 0 : 5;
+    }
+    return ::RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, L"Version", REG_SZ, text,
+                             DWORD((wcslen(text) + 1) * sizeof(wchar_t))) == ERROR_SUCCESS
+               ? 0
+               : 5;
+}
+
+bool IsSwitch(const wchar_t* arg, const wchar_t* name) {
+    return (arg[0] == L'/' || arg[0] == L'-') && _wcsicmp(arg + 1, name) == 0;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc < 2) {
+        std::fputws(L"usage: standin_outlook.exe /RegServer | /UnregServer | /Version [text] | -Embedding\n",
+                    stderr);
+        return 1;
+    }
+    const wchar_t* command = argv[1];
+    if (IsSwitch(command, L"Version")) return SetVersion(argc > 2 ? argv[2] : nullptr);
+    ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    int result = 1;
+    if (IsSwitch(command, L"RegServer"))
+        result = Register();
+    else if (IsSwitch(command, L"UnregServer"))
+        result = Unregister();
+    else if (IsSwitch(command, L"Embedding"))
+        result = RunServer();
+    com::Module::ReleaseTypeInfos();
+    ::CoUninitialize();
+    return result;
+}

@@ -1,0 +1,240 @@
+// Tools of the Outlook tests.
+#include "sources/outlook_fixture.h"
+
+#include "com/invoke.h"
+#include "com/strings.h"
+
+#include <shlobj.h>
+#include <tlhelp32.h>
+
+#include <fstream>
+
+using namespace testing_support;
+
+namespace outlooktest {
+namespace {
+
+constexpr wchar_t kSettingsKey[] = L"Software\\StandinOutlook";
+constexpr IID IID_IStandinOutlook = {
+    0x5E0C8A2B, 0x7F41, 0x4C9D, {0x9B, 0x6A, 0x3D, 0x2E, 0x1F, 0x0A, 0x8C, 0x71}};
+
+std::wstring StorePath() {
+    wchar_t appData[MAX_PATH] = {};
+    ::SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
+    return std::wstring(appData) + L"\\StandinOutlook\\contacts.txt";
+}
+
+std::string Utf8(const std::wstring& text) {
+    if (text.empty()) return {};
+    const int n =
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string out(size_t(n), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n, nullptr, nullptr);
+    return out;
+}
+
+std::wstring Wide(const std::string& text) {
+    if (text.empty()) return {};
+    const int n = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0);
+    std::wstring out(size_t(n), L'\0');
+    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n);
+    return out;
+}
+
+}  // namespace
+
+std::wstring ContactLine(const std::wstring& entryId, const std::wstring& fields) {
+    return L"EntryID=" + entryId + (fields.empty() ? L"" : L"\t" + fields);
+}
+
+void WriteStore(const std::vector<std::wstring>& lines) {
+    const std::wstring path = StorePath();
+    ::CreateDirectoryW(path.substr(0, path.find_last_of(L'\\')).c_str(), nullptr);
+    std::ofstream file(path.c_str(), std::ios::binary | std::ios::trunc);
+    for (const auto& line : lines) file << Utf8(line) << "\n";
+}
+
+std::vector<std::wstring> ReadStore() {
+    std::vector<std::wstring> lines;
+    std::ifstream file(StorePath().c_str(), std::ios::binary);
+    std::string line;
+    while (std::getline(file, line))
+        if (!line.empty()) lines.push_back(Wide(line));
+    return lines;
+}
+
+void DeleteStore() {
+    ::DeleteFileW(StorePath().c_str());
+}
+
+int RunStandin(const std::wstring& arguments) {
+    return RunProcess(L"\"" + BinDir() + L"standin_outlook.exe\" " + arguments);
+}
+
+std::vector<DWORD> StandinProcesses() {
+    std::vector<DWORD> found;
+    com::UniqueFile snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    if (!snapshot) return found;
+    PROCESSENTRY32W entry{};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Process32FirstW(snapshot.get(), &entry); more;
+         more = ::Process32NextW(snapshot.get(), &entry))
+        if (_wcsicmp(entry.szExeFile, L"standin_outlook.exe") == 0) found.push_back(entry.th32ProcessID);
+    return found;
+}
+
+bool WaitForNoStandin(DWORD timeoutMs) {
+    const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
+    for (;;) {
+        if (StandinProcesses().empty()) return true;
+        if (::GetTickCount64() >= deadline) return false;
+        ::Sleep(50);
+    }
+}
+
+int RunPumping(const std::wstring& commandLine, std::string* output, DWORD timeoutMs) {
+    wchar_t tempDir[MAX_PATH], tempFile[MAX_PATH];
+    ::GetTempPathW(MAX_PATH, tempDir);
+    ::GetTempFileNameW(tempDir, L"olp", 0, tempFile);
+    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
+    com::UniqueFile out(::CreateFileW(tempFile, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit,
+                                      CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr));
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = out.get();
+    startup.hStdError = out.get();
+    PROCESS_INFORMATION info{};
+    std::wstring mutableLine = commandLine;
+    int code = -1;
+    if (::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                         &info)) {
+        com::UniqueHandle process(info.hProcess), thread(info.hThread);
+        out.reset();
+        const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
+        for (;;) {
+            const ULONGLONG now = ::GetTickCount64();
+            if (now >= deadline) {
+                ::TerminateProcess(process.get(), 1);
+                break;
+            }
+            HANDLE handle = process.get();
+            const DWORD wait =
+                ::MsgWaitForMultipleObjects(1, &handle, FALSE, DWORD(deadline - now), QS_ALLINPUT);
+            if (wait == WAIT_OBJECT_0) {
+                DWORD exitCode = 0;
+                ::GetExitCodeProcess(process.get(), &exitCode);
+                code = int(exitCode);
+                break;
+            }
+            MSG msg;
+            while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+                ::TranslateMessage(&msg);
+                ::DispatchMessageW(&msg);
+            }
+        }
+    }
+    out.reset();
+    if (output) {
+        std::ifstream file(tempFile, std::ios::binary);
+        output->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    }
+    ::DeleteFileW(tempFile);
+    return code;
+}
+
+int RunChangeScript(const std::wstring& arguments, std::string* output) {
+    return RunPumping(L"cscript.exe //nologo \"" + BinDir() + L"outlook_change.js\" " + arguments, output);
+}
+
+HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD flags, std::initializer_list<VARIANT> args,
+                   VARIANT* result) {
+    if (!object) return E_POINTER;
+    DISPID id = 0;
+    LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+    const HRESULT hr = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+    if (FAILED(hr)) return hr;
+    return com::Invoke(object, id, flags, args, result);
+}
+
+com::ComPtr<IDispatch> ObjectByName(IDispatch* object, const wchar_t* name,
+                                    std::initializer_list<VARIANT> args) {
+    com::UniqueVariant result;
+    const WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
+    if (FAILED(CallByName(object, name, flags, args, result.put())) || V_VT(&result) != VT_DISPATCH)
+        return {};
+    return com::ComPtr<IDispatch>(V_DISPATCH(&result));
+}
+
+std::wstring TextByName(IDispatch* object, const wchar_t* name) {
+    com::UniqueVariant result;
+    if (FAILED(CallByName(object, name, DISPATCH_PROPERTYGET, {}, result.put())) || V_VT(&result) != VT_BSTR)
+        return L"<error>";
+    return com::FromBstr(V_BSTR(&result));
+}
+
+OutlookClient::OutlookClient() {
+    CLSID clsid{};
+    if (FAILED(::CLSIDFromProgID(L"Outlook.Application", &clsid))) return;
+    ::CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, IID_IDispatch, application.put_void());
+    com::UniqueBstr mapi(com::AllocBstr(L"MAPI"));
+    nameSpace = ObjectByName(application.get(), L"GetNamespace", {com::TextArg(mapi.get())});
+}
+
+com::ComPtr<IDispatch> OutlookClient::Item(const std::wstring& entryId) {
+    com::UniqueBstr id(com::AllocBstr(entryId));
+    return ObjectByName(nameSpace.get(), L"GetItemFromID", {com::TextArg(id.get())});
+}
+
+long OutlookClient::RestrictedCount(const wchar_t* filter) {
+    auto folder = ObjectByName(nameSpace.get(), L"GetDefaultFolder", {com::LongArg(10)});
+    auto items = ObjectByName(folder.get(), L"Items");
+    com::UniqueBstr text(com::AllocBstr(filter));
+    auto restricted = ObjectByName(items.get(), L"Restrict", {com::TextArg(text.get())});
+    com::UniqueVariant count;
+    if (FAILED(CallByName(restricted.get(), L"Count", DISPATCH_PROPERTYGET, {}, count.put()))) return -1;
+    return V_I4(&count);
+}
+
+VARIANT_BOOL OutlookClient::FireBeforeReminderShow() {
+    com::ComPtr<IDispatch> control;
+    if (!application || FAILED(application->QueryInterface(IID_IStandinOutlook, control.put_void())))
+        return VARIANT_BOOL(-2);
+    com::UniqueVariant cancel;
+    if (FAILED(CallByName(control.get(), L"FireBeforeReminderShow", DISPATCH_METHOD, {}, cancel.put())) ||
+        V_VT(&cancel) != VT_BOOL)
+        return VARIANT_BOOL(-3);
+    return V_BOOL(&cancel);
+}
+
+void OutlookTest::SetUpTestSuite() {
+    ASSERT_TRUE(WaitForNoStandin(10000));
+    ASSERT_EQ(0, RunStandin(L"/RegServer"));
+}
+
+void OutlookTest::TearDownTestSuite() {
+    RunStandin(L"/UnregServer");
+    DeleteUserKey(kSettingsKey);
+    DeleteStore();
+}
+
+void OutlookTest::SetUp() {
+    ASSERT_TRUE(WaitForNoStandin(10000)) << "a stand-in of an earlier test is still running";
+    DeleteStore();
+    DeleteUserKey(kSettingsKey);
+}
+
+void OutlookTest::TearDown() {
+    // Every client let go: the stand-in must end by itself.
+    const bool gone = WaitForNoStandin(10000);
+    EXPECT_TRUE(gone) << "the stand-in is still running after its last client let go";
+    if (!gone) {
+        for (DWORD id : StandinProcesses()) {
+            com::UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, id));
+            if (process) ::TerminateProcess(process.get(), 1);
+        }
+    }
+}
+
+}  // namespace outlooktest

@@ -1,0 +1,68 @@
+// Tools of the Outlook tests: the stand-in registered for a test suite, its
+// contact store written and read directly, its process watched, and a
+// client of its object model that calls by name, as scripts do.
+#pragma once
+
+#include "com/com_ptr.h"
+#include "support/test_support.h"
+
+#include <gtest/gtest.h>
+#include <oaidl.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace outlooktest {
+
+// One line of the stand-in's store: tab-separated Name=Value fields.
+std::wstring ContactLine(const std::wstring& entryId, const std::wstring& fields);
+void WriteStore(const std::vector<std::wstring>& lines);
+std::vector<std::wstring> ReadStore();
+void DeleteStore();
+
+// standin_outlook.exe with the arguments; its exit code.
+int RunStandin(const std::wstring& arguments);
+// Identifiers of running stand-in processes.
+std::vector<DWORD> StandinProcesses();
+// Waits until no stand-in runs; false when one is still there at the end.
+bool WaitForNoStandin(DWORD timeoutMs);
+
+// Runs a program while this thread keeps pumping its messages (so that COM
+// calls into this apartment are served meanwhile); its exit code.
+int RunPumping(const std::wstring& commandLine, std::string* output = nullptr, DWORD timeoutMs = 30000);
+// cscript //nologo outlook_change.js with the arguments.
+int RunChangeScript(const std::wstring& arguments, std::string* output);
+
+// Late-bound calls by name (GetIDsOfNames, then Invoke).
+HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD flags, std::initializer_list<VARIANT> args,
+                   VARIANT* result);
+com::ComPtr<IDispatch> ObjectByName(IDispatch* object, const wchar_t* name,
+                                    std::initializer_list<VARIANT> args = {});
+std::wstring TextByName(IDispatch* object, const wchar_t* name);
+
+// A client of the stand-in of its own: the Application and its MAPI namespace.
+struct OutlookClient {
+    OutlookClient();
+    com::ComPtr<IDispatch> application;
+    com::ComPtr<IDispatch> nameSpace;
+    com::ComPtr<IDispatch> Item(const std::wstring& entryId);
+    long RestrictedCount(const wchar_t* filter);
+    // IStandinOutlook::FireBeforeReminderShow: the Cancel the sinks left.
+    VARIANT_BOOL FireBeforeReminderShow();
+};
+
+// Registers the stand-in for the suite and removes it afterwards; each test
+// starts with an empty store, the default version and no stand-in running,
+// and must leave none running.
+class OutlookTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    void SetUp() override;
+    void TearDown() override;
+
+    testing_support::ComApartment m_apartment;
+};
+
+}  // namespace outlooktest

@@ -1,0 +1,140 @@
+// Tools of the dialog tests: a host window, a script of steps that drives a
+// modal dialog from a timer inside its own modal loop, real keyboard input,
+// a recording skin service, screen pixels and the resources a dialog must
+// give back.
+#pragma once
+
+#include <oaidl.h>
+#include <windows.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace ui_test {
+
+// A visible top-level window painted in one colour, the stand-in for the
+// fax program's send dialog.
+inline constexpr COLORREF kHostColour = RGB(120, 200, 240);
+class HostWindow {
+public:
+    explicit HostWindow(const RECT& rect = RECT{80, 60, 780, 600});
+    ~HostWindow();
+    HWND hwnd() const { return m_hwnd; }
+
+private:
+    HWND m_hwnd = nullptr;
+};
+
+// Steps run one per timer tick inside whatever modal loop is running on
+// this thread. A step returns true when it is done and false to be tried
+// again on the next tick. A step that keeps waiting for 5 s fails the
+// script, which then closes the dialog so that the test goes on.
+class ModalScript {
+public:
+    using Step = std::function<bool()>;
+    explicit ModalScript(std::vector<Step> steps, UINT intervalMs = 20);
+    ~ModalScript();
+    bool Finished() const { return m_next >= m_steps.size(); }
+    const std::string& failure() const { return m_failure; }
+    size_t StepsDone() const { return m_next; }
+
+private:
+    static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
+    void Run();
+
+    std::vector<Step> m_steps;
+    size_t m_next = 0;
+    DWORD m_stepStart = 0;
+    UINT_PTR m_timer = 0;
+    bool m_running = false;
+    std::string m_failure;
+};
+
+// The visible dialog (class #32770) of this thread, or null.
+HWND FindDialog();
+// Windows of this thread with all the given extended style bits.
+std::vector<HWND> ThreadWindowsWithExStyle(DWORD exStyle);
+// The module's drop shadow (layered and click-through) and shading cover
+// (layered, not click-through) of this thread, or null.
+HWND FindShadow();
+HWND FindShader();
+// Top-level windows of this thread, visible or not.
+int ThreadWindowCount();
+
+// Real keyboard input into the window: it gets the focus, then the text is
+// typed as Unicode key events through the system's input queue.
+void TypeText(HWND window, const std::wstring& text);
+// Puts the text on the clipboard and pastes it into the edit box.
+void PasteText(HWND edit, const std::wstring& text);
+// A real mouse click in the middle of the window.
+void ClickWindow(HWND window);
+std::wstring WindowText(HWND window);
+
+// The screen as this process sees it (the virtual desktop), read back
+// with BitBlt; pixels are 0x00RRGGBB.
+class ScreenShot {
+public:
+    ScreenShot();
+    COLORREF At(int x, int y) const;  // RGB()
+    int width() const { return m_width; }
+    int height() const { return m_height; }
+    // Pixels of the screen rectangle equal to the colour (within tolerance
+    // per channel).
+    int Count(const RECT& rect, COLORREF colour, int tolerance = 0) const;
+    // The darkest pixel's brightness (sum of the channels) in the rectangle.
+    int Darkest(const RECT& rect) const;
+    bool SavePng(const std::wstring& path) const;
+
+private:
+    int m_width = 0, m_height = 0;
+    std::vector<DWORD> m_pixels;
+};
+// The screen rectangle of part of a window's client area.
+RECT ClientToScreenRect(HWND window, RECT rect);
+int Brightness(COLORREF colour);
+
+// What a dialog must give back: windows, GDI and USER objects, threads and
+// handles of this process.
+struct ResourceCounts {
+    int windows = 0;
+    DWORD gdiObjects = 0;
+    DWORD userObjects = 0;
+    int threads = 0;
+    int handles = 0;
+};
+ResourceCounts CountResources();
+// Waits up to a second for the counts to come back to the baseline (a
+// source's watcher thread takes a moment to end).
+ResourceCounts SettledResources(const ResourceCounts& baseline);
+
+// An automation object that records every call made on it by name.
+class RecordingSkin : public IDispatch {
+public:
+    struct Call {
+        std::wstring name;
+        std::vector<VARTYPE> kinds;
+        std::vector<ULONGLONG> values;
+        WORD flags = 0;
+    };
+    std::vector<Call> calls;
+    bool failWindow = false;
+
+    RecordingSkin() = default;
+    virtual ~RecordingSkin() = default;
+    ULONG References() const { return m_references; }
+
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
+    ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
+    ULONG STDMETHODCALLTYPE Release() override { return --m_references; }  // lives on the test's stack
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+    HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,
+                                     VARIANT* result, EXCEPINFO*, UINT*) override;
+
+private:
+    ULONG m_references = 1;
+};
+
+}  // namespace ui_test

@@ -78,8 +78,8 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
-inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
-inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
+using UniqueIcon = UniqueAny<HICON, detail::CloseIcon>;
+using UniqueImageList = UniqueAny<HIMAGELIST, detail::CloseImageList>;
 // Memory that the system handed out with CoTaskMemAlloc (paths, item lists).
 template <class T>
 using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;

@@ -25,6 +25,14 @@ struct InterfaceOf<T, std::void_t<typename T::Interface>> {
     using type = typename T::Interface;
 };
 
+// A list entry may also bundle several mix-ins: it names them as
+// `Interfaces` (a std::tuple of its own bases), and each of them is searched
+// in turn, as if it had been listed itself.
+template <class T, class = void>
+struct IsBundle : std::false_type {};
+template <class T>
+struct IsBundle<T, std::void_t<typename T::Interfaces>> : std::true_type {};
+
 // Interfaces that an interface derives from (besides IUnknown and IDispatch)
 // and that QueryInterface must therefore also answer; specialised next to
 // interfaces that have such bases.
@@ -68,19 +76,33 @@ public:
 private:
     template <class Base>
     bool FindInterface(REFIID iid, IUnknown*& found) noexcept {
-        using I = typename InterfaceOf<Base>::type;
-        I* itf = static_cast<Base*>(this);
-        if (iid == __uuidof(I)) {
-            found = itf;
-            return true;
-        }
-        if constexpr (std::is_base_of_v<IDispatch, I>) {
-            if (iid == IID_IDispatch) {
+        return Find(static_cast<Base*>(this), iid, found);
+    }
+
+    template <class Base>
+    static bool Find(Base* base, REFIID iid, IUnknown*& found) noexcept {
+        if constexpr (IsBundle<Base>::value) {
+            return FindInBundle(base, iid, found, static_cast<typename Base::Interfaces*>(nullptr));
+        } else {
+            using I = typename InterfaceOf<Base>::type;
+            I* itf = base;
+            if (iid == __uuidof(I)) {
                 found = itf;
                 return true;
             }
+            if constexpr (std::is_base_of_v<IDispatch, I>) {
+                if (iid == IID_IDispatch) {
+                    found = itf;
+                    return true;
+                }
+            }
+            return FindBase(iid, itf, found, static_cast<typename InterfaceBases<I>::type*>(nullptr));
         }
-        return FindBase(iid, itf, found, static_cast<typename InterfaceBases<I>::type*>(nullptr));
+    }
+
+    template <class Bundle, class... Part>
+    static bool FindInBundle(Bundle* bundle, REFIID iid, IUnknown*& found, std::tuple<Part...>*) noexcept {
+        return (Find(static_cast<Part*>(bundle), iid, found) || ...);
     }
 
     template <class I, class... Base>

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 #include <oleauto.h>
+#include <commctrl.h>
 
 #include <cstdint>
 #include <type_traits>
@@ -57,6 +58,8 @@ inline void CloseGdi(HGDIOBJ h) noexcept { ::DeleteObject(h); }
 inline void CloseBstr(BSTR s) noexcept { ::SysFreeString(s); }
 inline void CloseSafeArray(SAFEARRAY* a) noexcept { ::SafeArrayDestroy(a); }
 inline void CloseWindow(HWND h) noexcept { ::DestroyWindow(h); }
+inline void CloseIcon(HICON h) noexcept { ::DestroyIcon(h); }
+inline void CloseImageList(HIMAGELIST h) noexcept { ::ImageList_Destroy(h); }
 template <class T>
 inline void CloseCoTaskMem(T* p) noexcept {
     ::CoTaskMemFree(p);
@@ -75,6 +78,8 @@ using UniqueGdiObject = UniqueAny<HGDIOBJ, detail::CloseGdi>;
 using UniqueBstr = UniqueAny<BSTR, detail::CloseBstr>;
 using UniqueSafeArray = UniqueAny<SAFEARRAY*, detail::CloseSafeArray>;
 using UniqueWindow = UniqueAny<HWND, detail::CloseWindow>;
+using UniqueIcon = UniqueAny<HICON, detail::CloseIcon>;
+using UniqueImageList = UniqueAny<HIMAGELIST, detail::CloseImageList>;
 // Memory that the system handed out with CoTaskMemAlloc (paths, item lists).
 template <class T>
 using UniqueCoTaskMem = UniqueAny<T*, detail::CloseCoTaskMem<T>>;

@@ -5,3 +5,9 @@ add_dependencies(test_control standin_outlook)
 # The control tests carry the module's manifest (common controls 6), as the module does.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control/list_test_resources.rc)
 target_link_libraries(test_control PRIVATE gdiplus)
+# Extras of the control tests: a probe that hosts the control in a process
+# of its own (started with another screen resolution).
+add_executable(control_dpi_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dpi_probe.cpp
+                                 ${CMAKE_CURRENT_SOURCE_DIR}/control/control_host.cpp)
+target_include_directories(control_dpi_probe PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control)
+target_link_libraries(control_dpi_probe PRIVATE test_support)

@@ -1,0 +1,552 @@
+#include "control/phonebook_control.h"
+
+#include "com/strings.h"
+#include "localization/string_ids.h"
+#include "win/display.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <functional>
+
+namespace {
+
+// The dialog's size (163 x 170 dialog units) in pixels of this screen,
+// with the template's font, as the default extent before a container sets one.
+SIZE DefaultControlSize() {
+    const HDC screen = ::GetDC(nullptr);
+    LOGFONTW font{};
+    font.lfHeight = -::MulDiv(8, ::GetDeviceCaps(screen, LOGPIXELSY), 72);
+    wcscpy_s(font.lfFaceName, L"MS Shell Dlg");
+    com::UniqueGdiObject handle(::CreateFontIndirectW(&font));
+    const HGDIOBJ old = ::SelectObject(screen, handle.get());
+    TEXTMETRICW metrics{};
+    ::GetTextMetricsW(screen, &metrics);
+    SIZE extent{};
+    static const wchar_t kAlphabet[] = L"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    ::GetTextExtentPoint32W(screen, kAlphabet, 52, &extent);
+    ::SelectObject(screen, old);
+    ::ReleaseDC(nullptr, screen);
+    const int baseX = (extent.cx / 26 + 1) / 2;
+    const int baseY = metrics.tmHeight;
+    return {::MulDiv(163, baseX, 4), ::MulDiv(170, baseY, 8)};
+}
+
+std::wstring Trimmed(const std::wstring& text) {
+    const size_t first = text.find_first_not_of(L" \t");
+    if (first == std::wstring::npos) return {};
+    return text.substr(first, text.find_last_not_of(L" \t") - first + 1);
+}
+
+VARIANT IntVariant(int value) {
+    VARIANT v;
+    ::VariantInit(&v);
+    v.vt = VT_I4;
+    v.lVal = value;
+    return v;
+}
+
+VARIANT BoolVariant(bool value) {
+    VARIANT v;
+    ::VariantInit(&v);
+    v.vt = VT_BOOL;
+    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+    return v;
+}
+
+// Fills the out-parameters of GetItem and GetSelItem for one row.
+HRESULT FillRow(const win::ListViewCtrl& list, int row, ULONG* id, BSTR* name, BSTR* fax) {
+    com::UniqueBstr nameText, faxText;
+    if (name && !(*nameText.put() = ::SysAllocString(list.GetItemText(row, 1).c_str()))) return E_OUTOFMEMORY;
+    if (fax && !(*faxText.put() = ::SysAllocString(list.GetItemText(row, 2).c_str()))) return E_OUTOFMEMORY;
+    if (id) *id = ULONG(list.GetItemData(row));
+    if (name) *name = nameText.release();
+    if (fax) *fax = faxText.release();
+    return S_OK;
+}
+
+}  // namespace
+
+CPhonebookControl::CPhonebookControl() {
+    const SIZE size = DefaultControlSize();
+    OleState().extent = com::PixelsToHimetric(size);
+}
+
+CPhonebookControl::~CPhonebookControl() {
+    // While every part of the object still exists, so that the dialog's own
+    // tear-down runs.
+    DestroyControlWindow();
+}
+
+HWND CPhonebookControl::CreateControlWindow(HWND parent, const RECT&) {
+    // Common controls 6 from the module's own manifest, whatever the host's.
+    win::ActivationScope scope;
+    return Create(parent);
+}
+
+void CPhonebookControl::DestroyControlWindow() noexcept {
+    if (m_hWnd) ::DestroyWindow(m_hWnd);
+}
+
+// --- Outlook events --------------------------------------------------------
+// The Outlook source reports its changes through the control's event sink
+// (CPhonebookEventHandler), connected here once it is part of the module.
+// Until then there is nothing to connect, and the Outlook book simply does
+// not follow changes made in Outlook.
+HRESULT CPhonebookControl::OnOutlookConnected() { return S_OK; }
+void CPhonebookControl::OnOutlookDisconnecting() {}
+
+// --- IVelPhonebookControl --------------------------------------------------
+
+STDMETHODIMP CPhonebookControl::GetItem(int item, ULONG* id, BSTR* name, BSTR* fax) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        if (!HasList() || item < 0 || item >= List().GetItemCount()) return HRESULT(-1);
+        RETURN_IF_FAILED(FillRow(List(), item, id, name, fax));
+        return HRESULT(item);
+    });
+}
+
+STDMETHODIMP CPhonebookControl::GetItemCount() noexcept {
+    return HasList() ? HRESULT(List().GetItemCount()) : 0;
+}
+
+STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        if (!HasList()) return HRESULT(-1);
+        int found = -1;
+        if (m_list.IsCheckBoxMode()) {
+            for (int i = std::max(from + 1, 0), count = List().GetItemCount(); i < count && found < 0; ++i)
+                if (m_list.IsMarked(i)) found = i;
+        } else {
+            found = List().GetNextItem(from, LVNI_SELECTED);
+        }
+        if (found < 0) return HRESULT(found);
+        RETURN_IF_FAILED(FillRow(List(), found, id, name, fax));
+        return HRESULT(found);
+    });
+}
+
+STDMETHODIMP CPhonebookControl::GetSelItemCount() noexcept {
+    return HasList() ? HRESULT(m_list.MarkedCount()) : 0;
+}
+
+// --- IVelPhonebookControl2 -------------------------------------------------
+
+STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        if (!IsKnownKind(int(selected)))
+            return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2),
+                                    L"The address book is 1 (Outlook), 0 (Windows) or -1 (recently used).");
+        if (int(selected) == Kind()) return S_OK;
+        const HRESULT hr = SelectKind(int(selected));
+        if (HasList()) ClearRows();
+        if (Source() && m_hWnd) {
+            if (m_vista) m_list.SetHeaderCheck(false);
+            PostMessage(kReloadMessage);
+        }
+        UpdateButtons();
+        if (FAILED(hr))
+            return com::ReportError(hr, ClassId(), __uuidof(IVelPhonebookControl2),
+                                    L"The address book could not be opened.");
+        return hr;
+    });
+}
+
+STDMETHODIMP CPhonebookControl::IsOutlookAddressBookSelected(LONG* selected) noexcept {
+    if (!selected)
+        return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2), L"No place for the answer.");
+    *selected = Kind();
+    return S_OK;
+}
+
+// --- IVelPhonebookControl3 -------------------------------------------------
+
+STDMETHODIMP CPhonebookControl::EnableCheckBoxes(LONG enable, BSTR header) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        m_checkBoxesWanted = enable != 0;
+        m_checkBoxHeader = header ? header : L"";
+        if (!HasList()) return S_OK;
+        m_list.SetCheckBoxMode(m_checkBoxesWanted, m_checkBoxHeader.c_str());
+        ShowButtonSet(m_checkBoxesWanted);
+        UpdateButtons();
+        return S_OK;
+    });
+}
+
+STDMETHODIMP CPhonebookControl::SelectItem(int item) noexcept {
+    if (!HasList()) return S_OK;
+    m_list.SelectItemExclusively(item);
+    List().EnsureVisible(item < 0 ? 0 : item);
+    return S_OK;
+}
+
+STDMETHODIMP CPhonebookControl::SetSortMode(int mode) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        if (HasList()) m_list.SetSortMode((unsigned short)(mode & 0xFFFF));
+        return S_OK;
+    });
+}
+
+STDMETHODIMP CPhonebookControl::GetSortMode(int* mode) noexcept {
+    if (mode) *mode = int(m_list.GetSortMode());
+    return S_OK;
+}
+
+// --- The dialog --------------------------------------------------------------
+
+LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
+    OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof(version);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    ::GetVersionExW(&version);
+#pragma GCC diagnostic pop
+    m_vista = version.dwMajorVersion >= 6;
+    SetUseWindowsContacts(m_vista);
+
+    m_list.Attach(GetDlgItem(IDC_LIST));
+    LocalizeDialog();
+    SetUpList();
+
+    OpenSource();
+    SetNotifyWindow(m_hWnd, true);
+
+    ::ShowWindow(GetDlgItem(IDC_ADD), SW_SHOW);
+    m_imageButtons.Add(m_hWnd, IDC_IMAGE_ADD, IDI_ADD, IDI_ADD_OFF, LoadText(IDS_TIP_ADD));
+    ::ShowWindow(GetDlgItem(IDC_IMAGE_ADD), SW_HIDE);
+    ::ShowWindow(GetDlgItem(IDC_EDIT), SW_SHOW);
+    m_imageButtons.Add(m_hWnd, IDC_IMAGE_EDIT, IDI_EDIT, IDI_EDIT_OFF, LoadText(IDS_TIP_EDIT));
+    ::ShowWindow(GetDlgItem(IDC_IMAGE_EDIT), SW_HIDE);
+    ::ShowWindow(GetDlgItem(IDC_REMOVE), SW_SHOW);
+    m_imageButtons.Add(m_hWnd, IDC_IMAGE_REMOVE, IDI_REMOVE, IDI_REMOVE_OFF, LoadText(IDS_TIP_REMOVE));
+    ::ShowWindow(GetDlgItem(IDC_IMAGE_REMOVE), SW_HIDE);
+    // A host that switched check boxes on before the window existed.
+    if (m_checkBoxesWanted) {
+        m_list.SetCheckBoxMode(true, m_checkBoxHeader.c_str());
+        ShowButtonSet(true);
+    }
+
+    const RECT client = ClientRect();
+    Layout(client.right, client.bottom);
+
+    UpdateButtons();
+    PostMessage(kReloadMessage);
+    return TRUE;
+}
+
+void CPhonebookControl::SetUpList() {
+    // Full-row selection, header images, columns scaled from 96 dpi, no check boxes.
+    m_list.SetUpColumns(LoadText(IDS_COLUMN_NUMBER).c_str(), LoadText(IDS_COLUMN_NAME).c_str(),
+                        LoadText(IDS_COLUMN_FAX).c_str(),
+                        listview::LoadHeaderImages(com::Module::Instance(), IDB_SORT_IMAGES));
+    // The list has no label: its window text is what a screen reader says.
+    List().SetText(LoadText(IDS_LIST_NAME));
+}
+
+std::wstring CPhonebookControl::RowNumber(int number) const {
+    const std::wstring& format = m_list.RowNumberFormat();
+    if (format.empty()) return {};
+    wchar_t text[32] = {};
+    swprintf(text, 32, format.c_str(), number);
+    return text;
+}
+
+LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
+    handled = FALSE;
+    SetNotifyWindow(m_hWnd, false);
+    CloseSource();
+    m_imageButtons.Clear();
+    m_shown.clear();
+    m_list.Detach();
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
+    // A burst of change notices gives one reload, half a second after the last.
+    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, nullptr);
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
+    if (timer != kReloadTimer || !HasList()) return 0;
+    Reload();
+    return 0;
+}
+
+void CPhonebookControl::Reload() {
+    ::KillTimer(m_hWnd, kReloadTimer);
+    IAB* source = Source();
+    if (!source) return;
+    RecipientList current;
+    if (FAILED(source->LoadFaxRecipients(current))) return;
+    KeyList known, removed;
+    for (const auto& shown : m_shown) known.push_back(shown.first);
+    RecipientList kept, added;
+    source->Compare(current, known, removed, kept, added);
+
+    const win::ListViewCtrl list = List();
+    list.SetRedraw(false);
+    bool changed = false;
+    std::vector<int> gone;
+    for (ULONG_PTR key : removed) {
+        const int row = m_list.FindItemByKey(LPARAM(key));
+        if (row >= 0) gone.push_back(row);
+        m_shown.erase(key);
+    }
+    if (!gone.empty()) {
+        DeleteRows(std::move(gone));
+        changed = true;
+    }
+    for (const CRecipient& recipient : kept) {
+        int row = m_list.FindItemByKey(LPARAM(recipient.key));
+        Shown& shown = m_shown[recipient.key];
+        if (row < 0) {
+            row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(list.GetItemCount() + 1).c_str()});
+            shown = Shown{};
+            changed = true;
+        }
+        if (shown.name != recipient.name) {
+            list.SetItemText(row, listview::kNameColumn, recipient.name.c_str());
+            shown.name = recipient.name;
+            changed = true;
+        }
+        if (shown.fax != recipient.faxNumber) {
+            list.SetItemText(row, listview::kFaxColumn, recipient.faxNumber.c_str());
+            shown.fax = recipient.faxNumber;
+            changed = true;
+        }
+    }
+    for (const CRecipient& recipient : added) {
+        AppendRow(recipient);
+        changed = true;
+    }
+    if (changed) m_list.SetSortMode(7);
+    list.SetRedraw(true);
+    if (changed) {
+        list.Invalidate();
+        UpdateButtons();
+    }
+}
+
+int CPhonebookControl::AppendRow(const CRecipient& recipient) {
+    const int row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(List().GetItemCount() + 1).c_str(),
+                                                             recipient.name.c_str(), recipient.faxNumber.c_str()});
+    if (row >= 0) m_shown[recipient.key] = Shown{recipient.name, recipient.faxNumber};
+    return row;
+}
+
+void CPhonebookControl::DeleteRows(std::vector<int> rows) {
+    // From the bottom up, so that the rows still to go keep their index.
+    std::sort(rows.begin(), rows.end(), std::greater<int>());
+    ++m_quietItemChanges;
+    for (int row : rows) List().DeleteItem(row);
+    --m_quietItemChanges;
+}
+
+void CPhonebookControl::ClearRows() {
+    ++m_quietItemChanges;
+    List().DeleteAllItems();
+    --m_quietItemChanges;
+    m_shown.clear();
+}
+
+void CPhonebookControl::UpdateButtons() {
+    if (!HasList()) return;
+    const win::ListViewCtrl list = List();
+    const bool anyBook = Kind() != kMRUBook;
+    const int selected = list.GetSelectedCount();
+    const int marked = m_list.MarkedCount();
+    const int count = list.GetItemCount();
+    ::EnableWindow(GetDlgItem(IDC_IMAGE_ADD), anyBook);
+    ::EnableWindow(GetDlgItem(IDC_EDIT), anyBook && selected == 1);
+    ::EnableWindow(GetDlgItem(IDC_IMAGE_EDIT), anyBook && marked == 1);
+    ::EnableWindow(GetDlgItem(IDC_REMOVE), selected != 0);
+    ::EnableWindow(GetDlgItem(IDC_IMAGE_REMOVE), marked != 0);
+    list.GetHeader().Enable(count > 0);
+    m_list.SetHeaderCheck(count > 0 && marked == count);
+}
+
+void CPhonebookControl::ShowButtonSet(bool imageButtons) {
+    for (int id : {IDC_ADD, IDC_EDIT, IDC_REMOVE}) ::ShowWindow(GetDlgItem(id), imageButtons ? SW_HIDE : SW_SHOW);
+    for (int id : {IDC_IMAGE_ADD, IDC_IMAGE_EDIT, IDC_IMAGE_REMOVE})
+        ::ShowWindow(GetDlgItem(id), imageButtons ? SW_SHOW : SW_HIDE);
+}
+
+void CPhonebookControl::FireItemSelected(int item, bool selected, int count) {
+    FireEvent(kOnItemSelected, {IntVariant(item), BoolVariant(selected), IntVariant(count)});
+}
+
+LRESULT CPhonebookControl::OnItemChanged(int, NMHDR* header, BOOL&) {
+    if (m_quietItemChanges) return 0;
+    const auto* change = reinterpret_cast<const NMLISTVIEW*>(header);
+    if ((change->uChanged & LVIF_STATE) && ((change->uOldState ^ change->uNewState) & 0xF002))
+        FireItemSelected(change->iItem, (change->uNewState & LVIS_SELECTED) != 0, m_list.MarkedCount());
+    UpdateButtons();
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnColumnClick(int, NMHDR* header, BOOL&) {
+    const int column = reinterpret_cast<const NMLISTVIEW*>(header)->iSubItem;
+    if (column < 0 || column > 2) return 0;
+    const int descending = 2 * (column + 1);
+    m_list.SetSortMode((unsigned short)(m_list.GetSortMode() == descending ? descending - 1 : descending));
+    if (column != listview::kNumberColumn) m_list.Renumber();
+    return 0;
+}
+
+// --- Add, edit, remove -----------------------------------------------------
+
+LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
+    IAB* source = Source();
+    if (!source) return 0;
+    RecipientList all;
+    if (FAILED(source->LoadAll(all))) return 0;
+    // Our own change must not come back as a reload.
+    SetNotifyWindow(m_hWnd, false);
+    const std::wstring base = LoadText(IDS_NEW_RECIPIENT);
+    const auto taken = [&all](const std::wstring& name) {
+        return std::any_of(all.begin(), all.end(), [&name](const CRecipient& r) { return r.name == name; });
+    };
+    std::wstring name = base;
+    for (int n = 1; taken(name); ++n) name = base + std::to_wstring(n);
+    CRecipient recipient;
+    recipient.name = name;
+    recipient.faxNumber = LoadText(IDS_NEW_NUMBER);
+    if (SUCCEEDED(source->Add(recipient))) {
+        const int row = AppendRow(recipient);
+        m_list.SelectItemExclusively(row);
+        m_list.SetSortMode(0);
+        if (m_list.IsEditing()) m_list.EndEdit(true);
+        // The user types over the placeholder name at once.
+        m_list.SetEditPosition(row, listview::kStartAfterAdd);
+        m_list.StartEdit();
+    }
+    SetNotifyWindow(m_hWnd, true);
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnEdit(WORD, WORD, HWND, BOOL&) {
+    if (List().GetItemCount() == 0 || m_list.MarkedCount() != 1) return 0;
+    int row = 0;
+    while (!m_list.IsMarked(row)) ++row;
+    m_list.SetEditPosition(row, listview::kStartAfterEdit);
+    m_list.StartEdit();
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnEndEdit(int, NMHDR* header, BOOL&) {
+    const auto* info = reinterpret_cast<const NMLVDISPINFOW*>(header);
+    const int item = info->item.iItem;
+    const int column = info->item.iSubItem;
+    if (item < 0 || (column != listview::kNameColumn && column != listview::kFaxColumn)) return 0;
+    const UINT message = CommitEdit(item, column, info->item.pszText ? info->item.pszText : L"");
+    if (!message) return 0;
+    ShowMessage(LoadText(message), L"", MB_OK | MB_ICONERROR);
+    // Rejected: the list opens the edit again (unless told not to once).
+    return 1;
+}
+
+UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& text) {
+    const bool editsName = column == listview::kNameColumn;
+    const win::ListViewCtrl list = List();
+    const std::wstring name = Trimmed(editsName ? text : list.GetItemText(item, listview::kNameColumn));
+    const std::wstring fax = Trimmed(editsName ? list.GetItemText(item, listview::kFaxColumn) : text);
+    if (name.empty() || fax.size() < 3 || fax.size() > 45) return IDS_ADDRESS_INCORRECT;
+    for (int i = list.GetItemCount() - 1; i >= 0; --i) {
+        if (i != item && list.GetItemText(i, listview::kNameColumn) == name &&
+            list.GetItemText(i, listview::kFaxColumn) == fax)
+            return IDS_ADDRESS_EXISTS;
+    }
+    const UINT failure = Kind() == kOutlookBook ? IDS_CANNOT_MODIFY_OUTLOOK : IDS_CANNOT_MODIFY_SYSTEM_AB;
+    IAB* source = Source();
+    if (!source) return failure;
+    const ULONG key = ULONG(list.GetItemData(item));
+    CRecipient recipient;
+    if (FAILED(source->Get(key, recipient))) return failure;
+    recipient.name = name;
+    recipient.faxNumber = fax;
+    SetNotifyWindow(m_hWnd, false);
+    const HRESULT hr = source->Modify(key, recipient);
+    SetNotifyWindow(m_hWnd, true);
+    if (FAILED(hr)) return failure;
+    const ULONG_PTR newKey = recipient.key ? recipient.key : key;
+    list.SetItemText(item, listview::kNameColumn, name.c_str());
+    list.SetItemText(item, listview::kFaxColumn, fax.c_str());
+    list.SetItemData(item, LPARAM(newKey));
+    m_shown.erase(key);
+    m_shown[newKey] = Shown{name, fax};
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
+    SetNotifyWindow(m_hWnd, false);
+    const int marked = m_list.MarkedCount();
+    std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
+    if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
+        question.replace(at, 2, std::to_wstring(marked));
+    IAB* source = Source();
+    if (source && List().GetItemCount() > 0 && marked != 0 &&
+        ShowMessage(question, LoadText(IDS_REMOVE), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES) {
+        int remaining = marked;
+        for (int row = List().GetItemCount() - 1; row >= 0 && remaining > 0; --row) {
+            if (!m_list.IsMarked(row)) continue;
+            const ULONG_PTR key = ULONG_PTR(m_list.KeyOfItem(row));
+            if (FAILED(source->Delete(ULONG(key)))) continue;
+            DeleteRows({row});
+            m_shown.erase(key);
+            --remaining;
+            FireItemSelected(row, false, remaining);
+        }
+    }
+    SetNotifyWindow(m_hWnd, true);
+    UpdateButtons();
+    m_list.Renumber();
+    return 0;
+}
+
+int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const {
+    return ::MessageBoxW(::GetParent(GetParent()), text.c_str(), caption.c_str(), flags);
+}
+
+// --- Layout and looks ----------------------------------------------------
+
+// The list takes the room the buttons leave; the buttons keep their place
+// relative to the bottom left corner.
+void CPhonebookControl::Layout(int width, int height) {
+    if (!HasList()) return;
+    const auto units = [this](int left, int top, int right, int bottom) {
+        RECT rect{left, top, right, bottom};
+        ::MapDialogRect(m_hWnd, &rect);
+        return rect;
+    };
+    const RECT listGap = units(0, 0, 0, 170 - 135);
+    List().Move({0, 0, width, std::max(0L, height - listGap.bottom)});
+    struct Place {
+        int id, left, top, width, height;
+    };
+    static const Place kButtons[] = {
+        {IDC_ADD, 3, 139, 50, 14},         {IDC_REMOVE, 57, 139, 50, 14},     {IDC_EDIT, 113, 139, 50, 14},
+        {IDC_IMAGE_ADD, 0, 137, 17, 16},   {IDC_IMAGE_EDIT, 24, 137, 17, 16}, {IDC_IMAGE_REMOVE, 48, 137, 17, 16},
+    };
+    for (const Place& place : kButtons) {
+        RECT rect = units(place.left, place.top - 170, place.left + place.width, place.top - 170 + place.height);
+        ::OffsetRect(&rect, 0, height);
+        ::MoveWindow(GetDlgItem(place.id), rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top, TRUE);
+    }
+}
+
+LRESULT CPhonebookControl::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
+    Layout(LOWORD(size), HIWORD(size));
+    return 0;
+}
+
+LRESULT CPhonebookControl::OnDrawItem(UINT, WPARAM, LPARAM item, BOOL& handled) {
+    handled = m_imageButtons.Draw(*reinterpret_cast<const DRAWITEMSTRUCT*>(item));
+    return TRUE;
+}
+
+LRESULT CPhonebookControl::OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
+    // A click makes an in-place active control UI-active (keyboard, Tab).
+    if (IsInPlaceActive() && !OleState().uiActive) ActivateInPlace(true, nullptr, nullptr);
+    handled = FALSE;
+    return 0;
+}

@@ -179,6 +179,8 @@ int wmain(int argc, wchar_t** argv) {
         top.reset();
         Pump();
     }
+    // The store was the benchmark's own.
+    ::RegDeleteTreeW(HKEY_CURRENT_USER, kMRUKeyPath);
     ::CoUninitialize();
     return 0;
 }

@@ -24,9 +24,20 @@ if [ -z "${DISPLAY:-}" ]; then
         [ -e "/tmp/.X11-unix/X$n" ] || [ -e "/tmp/.X$n-lock" ] && continue
         Xvfb ":$n" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
         xvfb_pid=$!
-        for _ in $(seq 50); do [ -e "/tmp/.X11-unix/X$n" ] && break; sleep 0.1; done
-        export DISPLAY=":$n"
-        break
+        for _ in $(seq 50); do
+            [ -e "/tmp/.X11-unix/X$n" ] && break
+            kill -0 "$xvfb_pid" 2>/dev/null || break
+            sleep 0.1
+        done
+        # Another run may have taken the same number at the same moment; two
+        # programs on one screen steal each other's clicks, so use the display
+        # only when this Xvfb owns it.
+        if kill -0 "$xvfb_pid" 2>/dev/null && [ "$(tr -d ' \n' < "/tmp/.X$n-lock" 2>/dev/null)" = "$xvfb_pid" ]; then
+            export DISPLAY=":$n"
+            break
+        fi
+        kill "$xvfb_pid" >/dev/null 2>&1
+        xvfb_pid=""
     done
 fi
 

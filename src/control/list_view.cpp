@@ -3,19 +3,12 @@
 #include "control/list_view.h"
 
 #include "com/unique_any.h"
+#include "localization/language.h"
 
 namespace listview {
 
 bool IsWindows6OrLater() noexcept {
-    static const bool vista = [] {
-        OSVERSIONINFOW version{};
-        version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-        ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-        return version.dwMajorVersion >= 6;
-    }();
+    static const bool vista = localization::CurrentWindowsVersion().major >= 6;
     return vista;
 }
 

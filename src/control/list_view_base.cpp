@@ -2,6 +2,7 @@
 // and what the header needs to know about the platform's header control.
 #include "control/list_view_base.h"
 
+#include "localization/language.h"
 #include "win/display.h"
 
 #include <shlwapi.h>
@@ -117,13 +118,7 @@ bool HeaderHasNativeCheckBoxes() noexcept {
     static const bool native = [] {
         const HMODULE ntdll = ::GetModuleHandleW(L"ntdll.dll");
         if (ntdll && ::GetProcAddress(ntdll, "wine_get_version")) return false;
-        OSVERSIONINFOW version{};
-        version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-        ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-        return version.dwMajorVersion >= 6;
+        return localization::CurrentWindowsVersion().major >= 6;
     }();
     return native;
 }

@@ -46,7 +46,14 @@ void Click(HWND window, POINT client, int times) {
     ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
     ::ClientToScreen(window, &client);
     ::SetCursorPos(client.x, client.y);
-    Pump(50);
+    // The pointer reaches its place through the display server, which may
+    // lag on a loaded machine: the press must not land where it was.
+    for (int turn = 0; turn < 50; ++turn) {
+        Pump(20);
+        POINT at{};
+        if (::GetCursorPos(&at) && at.x == client.x && at.y == client.y) break;
+    }
+    Pump(30);
     lastClick = ::GetTickCount();
     INPUT input[4] = {};
     for (int i = 0; i < times * 2; ++i) {
@@ -54,7 +61,7 @@ void Click(HWND window, POINT client, int times) {
         input[i].mi.dwFlags = i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN;
     }
     ::SendInput(UINT(times * 2), input, sizeof(INPUT));
-    Pump(100);
+    Pump(200);
     lastClick = ::GetTickCount();
 }
 

@@ -130,10 +130,11 @@ protected:
         OutlookTest::SetUpTestSuite();
         ASSERT_EQ(0, RunProcess(L"regsvr32.exe /s \"" + BinDir() + L"standin_wab32.dll\""));
     }
-    static void TearDownTestSuite() {
-        RunProcess(L"regsvr32.exe /u /s \"" + BinDir() + L"standin_wab32.dll\"");
-        OutlookTest::TearDownTestSuite();
-    }
+    // The stand-in stays registered, as the system's library is on Windows:
+    // later programs open the Windows book, and under Wine every failed
+    // all-contexts activation of a missing class leaks two handles, which
+    // their leak checks would blame on the module.
+    static void TearDownTestSuite() { OutlookTest::TearDownTestSuite(); }
     void SetUp() override {
         OutlookTest::SetUp();
         DeleteUserKey(kMRUKeyPath);

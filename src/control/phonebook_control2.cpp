@@ -297,6 +297,7 @@ void CPhonebookControl2::Reload() {
     if (changed) m_list.Resort();
     m_list.EndUpdate();
     if (changed) {
+        FitColumns();
         List().Invalidate();
         UpdateButtons();
     }
@@ -475,7 +476,7 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
 // --- Layout ------------------------------------------------------------------
 
 // The list takes all the room above the button band and stretches both
-// ways. The buttons keep their template height and their distance from the
+// ways; its fax number column takes what the other columns leave. The buttons keep their template height and their distance from the
 // bottom: "New" and "Delete" stay at the left; "Add to Address Book" goes to
 // the right edge and is as wide as its text needs (at least the template's
 // 50 units), so the three never overlap while the control is wide enough.
@@ -488,6 +489,7 @@ void CPhonebookControl2::Layout(int width, int height) {
     };
     const RECT band = units(3, 170 - 139, 50, 14);  // left margin, band height, width, height
     List().Move({0, 0, width, std::max(0L, height - band.top)});
+    FitColumns();
     const int top = height - band.top;
     const RECT deleteLeft = units(57, 0, 0, 0);
     ::MoveWindow(GetDlgItem(IDC_NEW), band.left, top, band.right, band.bottom, TRUE);
@@ -504,7 +506,23 @@ void CPhonebookControl2::Layout(int width, int height) {
     ::ReleaseDC(add, dc);
     const int addWidth = std::max(int(band.right), int(extent.cx + 2 * band.left) + win::ScaleX(8));
     const int addLeft = std::max(int(deleteLeft.left + band.right + band.left), int(width - band.left - addWidth));
-    ::MoveWindow(add, addLeft, top, addWidth, band.bottom, TRUE);
+    ::MoveWindow(add, addLeft, top, std::max(int(band.right), std::min(addWidth, int(width - band.left - addLeft))),
+                 band.bottom, TRUE);
+}
+
+// The fax number column takes the list's spare width, so that numbers are
+// shown whole when there is room and the star stays in view without a
+// horizontal scroll bar (a narrow cell ends its text with an ellipsis).
+void CPhonebookControl2::FitColumns() {
+    const HWND list = List().hwnd();
+    RECT inside{};
+    ::GetClientRect(list, &inside);
+    int others = 0;
+    for (int column : {listview::kContactCheckColumn, listview::kContactNameColumn, listview::kContactFavoriteColumn})
+        others += int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(column), 0));
+    const int width = std::max(win::ScaleX(24), int(inside.right) - others);
+    if (int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), 0)) != width)
+        ::SendMessageW(list, LVM_SETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), width);
 }
 
 LRESULT CPhonebookControl2::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {

@@ -110,6 +110,7 @@ private:
     void Reload();
     void UpdateButtons();
     void Layout(int width, int height);
+    void FitColumns();
     void FireItemSelected(int item, bool selected, int count);
     win::ListViewCtrl List() const noexcept { return m_list.List(); }
     bool HasList() const noexcept { return m_list.IsWindow(); }

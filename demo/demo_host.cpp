@@ -126,21 +126,28 @@ public:
 
 class FaxDialog {
 public:
-    bool Create() {
+    bool Create(const wchar_t* progId = L"Zantix.VelPhonebookControl", const wchar_t* title = L"Send fax") {
         WNDCLASSW windowClass{};
         windowClass.lpfnWndProc = &FaxDialog::WindowProc;
         windowClass.hInstance = ::GetModuleHandleW(nullptr);
         windowClass.hCursor = ::LoadCursorW(nullptr, IDC_ARROW);
         windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
         windowClass.lpszClassName = L"DemoSendFax";
-        ::RegisterClassW(&windowClass);
-        m_window = ::CreateWindowExW(0, windowClass.lpszClassName, L"Send fax", WS_OVERLAPPEDWINDOW, 40, 40, 520, 520,
+        ::RegisterClassW(&windowClass);  // a second dialog finds it registered
+        // Laid out at 96 dots per inch and scaled to the screen's.
+        const HDC screen = ::GetDC(nullptr);
+        const int dpi = ::GetDeviceCaps(screen, LOGPIXELSX);
+        ::ReleaseDC(nullptr, screen);
+        const auto scale = [dpi](int value) { return ::MulDiv(value, dpi, 96); };
+        m_window = ::CreateWindowExW(0, windowClass.lpszClassName, title, WS_OVERLAPPEDWINDOW, 40, 40, scale(520),
+                                     scale(520),
                                      nullptr, nullptr, windowClass.hInstance, this);
         if (!m_window) return false;
         const HFONT font = static_cast<HFONT>(::GetStockObject(DEFAULT_GUI_FONT));
         const auto child = [&](const wchar_t* cls, const wchar_t* text, DWORD style, int x, int y, int w, int h,
                                int id) {
-            const HWND hwnd = ::CreateWindowExW(0, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, w, h, m_window,
+            const HWND hwnd = ::CreateWindowExW(0, cls, text, WS_CHILD | WS_VISIBLE | style, scale(x), scale(y),
+                                                scale(w), scale(h), m_window,
                                                 reinterpret_cast<HMENU>(INT_PTR(id)), nullptr, nullptr);
             ::SendMessageW(hwnd, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
             return hwnd;
@@ -150,7 +157,7 @@ public:
         for (const wchar_t* book : {L"Windows address book", L"Outlook contacts", L"Recently used"})
             ::SendMessageW(m_chooser, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(book));
         ::SendMessageW(m_chooser, CB_SETCURSEL, 0, 0);
-        m_host = child(L"AtlAxWin100", L"Zantix.VelPhonebookControl", WS_TABSTOP, 12, 45, 480, 380, kControlId);
+        m_host = child(L"AtlAxWin100", progId, WS_TABSTOP, 12, 45, 480, 380, kControlId);
         m_send = child(L"BUTTON", L"Send", BS_PUSHBUTTON | WS_TABSTOP, 392, 435, 100, 28, kSendId);
         m_status = child(L"STATIC", L"", 0, 12, 440, 370, 20, kStatusId);
         ::ShowWindow(m_window, SW_SHOW);
@@ -291,6 +298,44 @@ void RecordHistory() {
     Say("  recently used: %s\n", com::FromBstr(list.get()));
 }
 
+// The newer send dialog with Zantix.VelPhonebookControl2: check boxes on
+// every row and in the header, the favourite star last, sorting by header.
+void RunSecondControl(const std::wstring& shots, HRESULT(WINAPI* getControl)(HWND, IUnknown**)) {
+    std::printf("Opening the newer Send fax dialog with the second phonebook control\n");
+    FaxDialog dialog;
+    if (!dialog.Create(L"Zantix.VelPhonebookControl2", L"Send fax (newer)")) return;
+    com::ComPtr<IUnknown> unknown;
+    getControl(dialog.host(), unknown.put());
+    dialog.SetControl(unknown.query<IVelPhonebookControl3>());
+    IVelPhonebookControl3* control = dialog.control();
+    if (!control) {
+        std::printf("  the second control is not registered in this build\n");
+        ::DestroyWindow(dialog.window());
+        return;
+    }
+    std::printf("6. The Windows address book, sorted by name, two people ticked\n");
+    dialog.Choose(0);
+    WaitForList(control);
+    control->SetSortMode(1);
+    dialog.Tick(0);
+    dialog.Tick(2);
+    Pump(300);
+    PrintList(control, 5);
+    std::printf("  %ld marked\n", long(control->GetSelItemCount()));
+    Screenshot(dialog.window(), shots + L"\\4-second-control.png");
+    std::printf("7. The recently used list, by fax number descending\n");
+    dialog.Choose(2);
+    WaitForList(control);
+    control->SetSortMode(-2);
+    Pump(300);
+    PrintList(control, 4);
+    Screenshot(dialog.window(), shots + L"\\5-second-control-recent.png");
+    dialog.SetControl({});
+    unknown.reset();
+    if (::IsWindow(dialog.window())) ::DestroyWindow(dialog.window());
+    Pump(100);
+}
+
 int RunDemo(const std::wstring& shots, bool interactive) {
     std::printf("Recording earlier faxes with Zantix.MRUList\n");
     RecordHistory();
@@ -374,6 +419,7 @@ int RunDemo(const std::wstring& shots, bool interactive) {
     unknown.reset();
     if (::IsWindow(dialog.window())) ::DestroyWindow(dialog.window());
     Pump(100);
+    if (!interactive) RunSecondControl(shots, getControl);
     return 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include "core/iab.h"
 
+#include <map>
 #include <memory>
 
 // Selection values of the address books.
@@ -65,10 +66,35 @@ private:
     bool m_useWindowsContacts = false;
 };
 
-// The same manager preferring Windows Contacts for the Windows address book.
+// The same manager preferring Windows Contacts for the Windows address book,
+// with a cache of the records its owner shows: the owner's rows carry only
+// keys, and their texts come from here.
 class CPhonebookManager2 : public CPhonebookManager {
 public:
     CPhonebookManager2() noexcept : CPhonebookManager(true) {}
+
+    // The cached record of a key, or null.
+    const CRecipient* FindRecord(ULONG_PTR key) const {
+        const auto found = m_records.find(key);
+        return found == m_records.end() ? nullptr : &found->second;
+    }
+    void StoreRecord(const CRecipient& record) { m_records[record.key] = record; }
+    void RemoveRecord(ULONG_PTR key) { m_records.erase(key); }
+    void ClearRecords() noexcept { m_records.clear(); }
+    // The cached keys, for comparing with what the source holds now.
+    KeyList RecordKeys() const {
+        KeyList keys;
+        for (const auto& entry : m_records) keys.push_back(entry.first);
+        return keys;
+    }
+    // Whether the MRU book is the one shown (its rows may be edited in the
+    // entry dialog; the other books' rows are only viewed there).
+    bool IsMRUSelected() const noexcept { return m_mruSelected; }
+    void SetMRUSelected(bool selected) noexcept { m_mruSelected = selected; }
+
+private:
+    std::map<ULONG_PTR, CRecipient> m_records;
+    bool m_mruSelected = false;
 };
 
 // A manager with no window and no Outlook event sink, for a short-lived use

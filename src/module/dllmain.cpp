@@ -5,6 +5,7 @@
 #include "com/module.h"
 #include "com/unique_any.h"
 #include "control/phonebook_control.h"
+#include "control/phonebook_control2.h"
 #include "localization/resource_library.h"
 #include "module/VelPhonebook_h.h"
 #include "module/registration.h"
@@ -27,6 +28,8 @@ HRESULT CreateFactory(REFIID iid, void** out) noexcept {
 const ClassEntry kClasses[] = {
     {{&CLSID_VelPhonebookControl, 102, L"CLSID_VelPhonebookControl", true, nullptr},
      &CreateFactory<CPhonebookControl>},
+    {{&CLSID_VelPhonebookControl2, 121, L"CLSID_VelPhonebookControl2", true, nullptr},
+     &CreateFactory<CPhonebookControl2>},
     {{&CLSID_MRUList, 104, L"CLSID_MRUList", false, "CMRUList::UpdateRegistry"}, &CreateFactory<CMRUList>},
     {{&CLSID_AddressBook, 108, L"CLSID_AddressBook", false, "CAddressBook::UpdateRegistry"},
      &CreateFactory<CAddressBook>},

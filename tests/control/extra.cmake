@@ -11,3 +11,6 @@ add_executable(control_dpi_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dpi_p
                                  ${CMAKE_CURRENT_SOURCE_DIR}/control/control_host.cpp)
 target_include_directories(control_dpi_probe PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control)
 target_link_libraries(control_dpi_probe PRIVATE test_support)
+# The second control's tests count resources and record skin calls with the dialog tests' tools.
+target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui/ui_harness.cpp)
+target_include_directories(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui)

@@ -101,6 +101,25 @@ TEST_F(Registration, RegistersExactlyThePublishedKeys) {
     for (const PublishedClass& published : kObjectClasses) ExpectClassKeys(published, {});
 }
 
+TEST_F(Registration, RegistersTheSecondControlWithItsControlKeys) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    const PublishedClass control{L"VelPhonebookControl2", &CLSID_VelPhonebookControl2};
+    ExpectClassKeys(control, {L"Control", L"Insertable", L"ToolboxBitmap32", L"MiscStatus"});
+    const std::wstring classKey = L"CLSID\\" + GuidText(CLSID_VelPhonebookControl2);
+    EXPECT_TRUE(Subkeys(classKey + L"\\Control").empty());
+    EXPECT_TRUE(Subkeys(classKey + L"\\Insertable").empty());
+    const auto bitmap = Text(classKey + L"\\ToolboxBitmap32");
+    ASSERT_TRUE(bitmap);
+    EXPECT_EQ(0, _wcsicmp(bitmap->c_str(), (BinDir() + L"VelPhonebook64.dll, 101").c_str())) << *bitmap;
+    EXPECT_EQ(L"0", Text(classKey + L"\\MiscStatus"));
+    EXPECT_EQ(L"131473", Text(classKey + L"\\MiscStatus\\1"));
+    // Unregistering takes the class key and both ProgIDs away.
+    ASSERT_EQ(0, RunRegsvr32(true));
+    EXPECT_FALSE(Text(classKey));
+    EXPECT_FALSE(Text(L"Zantix.VelPhonebookControl2"));
+    EXPECT_FALSE(Text(L"Zantix.VelPhonebookControl2.1"));
+}
+
 TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
     ASSERT_EQ(0, RunRegsvr32(false));
     EXPECT_TRUE(KeyExists(kTypeLibKey + L"\\1.1"));

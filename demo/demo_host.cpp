@@ -134,13 +134,20 @@ public:
         windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
         windowClass.lpszClassName = L"DemoSendFax";
         ::RegisterClassW(&windowClass);
-        m_window = ::CreateWindowExW(0, windowClass.lpszClassName, L"Send fax", WS_OVERLAPPEDWINDOW, 40, 40, 520, 520,
-                                     nullptr, nullptr, windowClass.hInstance, this);
+        // Laid out at 96 dots per inch and scaled to the screen's, as the
+        // control scales itself: at 144 dpi the texts are half as big again.
+        const HDC screen = ::GetDC(nullptr);
+        const int dpi = ::GetDeviceCaps(screen, LOGPIXELSX);
+        ::ReleaseDC(nullptr, screen);
+        const auto scaled = [dpi](int value) { return ::MulDiv(value, dpi, 96); };
+        m_window = ::CreateWindowExW(0, windowClass.lpszClassName, L"Send fax", WS_OVERLAPPEDWINDOW, 40, 40,
+                                     scaled(520), scaled(520), nullptr, nullptr, windowClass.hInstance, this);
         if (!m_window) return false;
         const HFONT font = static_cast<HFONT>(::GetStockObject(DEFAULT_GUI_FONT));
         const auto child = [&](const wchar_t* cls, const wchar_t* text, DWORD style, int x, int y, int w, int h,
                                int id) {
-            const HWND hwnd = ::CreateWindowExW(0, cls, text, WS_CHILD | WS_VISIBLE | style, x, y, w, h, m_window,
+            const HWND hwnd = ::CreateWindowExW(0, cls, text, WS_CHILD | WS_VISIBLE | style, scaled(x), scaled(y),
+                                                scaled(w), scaled(h), m_window,
                                                 reinterpret_cast<HMENU>(INT_PTR(id)), nullptr, nullptr);
             ::SendMessageW(hwnd, WM_SETFONT, reinterpret_cast<WPARAM>(font), TRUE);
             return hwnd;

@@ -74,10 +74,8 @@ CPhonebookControl::CPhonebookControl() {
 
 CPhonebookControl::~CPhonebookControl() {
     // While every part of the object still exists, so that the dialog's own
-    // tear-down runs; a source opened without a window closes here, with
-    // its hooks, before the manager goes.
+    // tear-down runs (which closes the source with its hooks).
     DestroyControlWindow();
-    CloseSource();
 }
 
 HWND CPhonebookControl::CreateControlWindow(HWND parent, const RECT&) {

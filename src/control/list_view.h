@@ -542,10 +542,14 @@ public:
         if (m_checkBoxes) return (list.GetItemState(item, kStateImageMask) & kStateImageMask) == kCheckedImage;
         return (list.GetItemState(item, LVIS_SELECTED) & LVIS_SELECTED) != 0;
     }
+    // Asked after every change of marking: the list's own count of selected
+    // rows, and without subclass messages per row where rows must be read.
     int MarkedCount() const noexcept {
-        const int count = this->List().GetItemCount();
+        if (!m_checkBoxes) return int(this->Direct(LVM_GETSELECTEDCOUNT, 0, 0));
+        const int count = int(this->Direct(LVM_GETITEMCOUNT, 0, 0));
         int marked = 0;
-        for (int row = 0; row < count; ++row) marked += IsMarked(row) ? 1 : 0;
+        for (int row = 0; row < count; ++row)
+            marked += (this->Direct(LVM_GETITEMSTATE, WPARAM(row), kStateImageMask) & kStateImageMask) == kCheckedImage;
         return marked;
     }
     // Selects the item alone (-1 only clears the selection).

@@ -2,6 +2,7 @@
 
 #include "com/strings.h"
 #include "localization/string_ids.h"
+#include "sources/oab.h"
 #include "win/display.h"
 
 #include <algorithm>
@@ -73,7 +74,7 @@ CPhonebookControl::CPhonebookControl() {
 
 CPhonebookControl::~CPhonebookControl() {
     // While every part of the object still exists, so that the dialog's own
-    // tear-down runs.
+    // tear-down runs (which closes the source with its hooks).
     DestroyControlWindow();
 }
 
@@ -88,12 +89,17 @@ void CPhonebookControl::DestroyControlWindow() noexcept {
 }
 
 // --- Outlook events --------------------------------------------------------
-// The Outlook source reports its changes through the control's event sink
-// (CPhonebookEventHandler), connected here once it is part of the module.
-// Until then there is nothing to connect, and the Outlook book simply does
-// not follow changes made in Outlook.
-HRESULT CPhonebookControl::OnOutlookConnected() { return S_OK; }
-void CPhonebookControl::OnOutlookDisconnecting() {}
+// Outlook has no notification window: its item events reach the control's
+// sink, which posts the same reload message the other books post. Without a
+// window yet there is nobody to post to; the window's creation opens the
+// source again and connects then.
+HRESULT CPhonebookControl::OnOutlookConnected() {
+    const auto* outlook = dynamic_cast<const COAB*>(Source());
+    if (!outlook || !m_hWnd) return S_OK;
+    return m_outlookEvents.Connect(*outlook, m_hWnd);
+}
+
+void CPhonebookControl::OnOutlookDisconnecting() { m_outlookEvents.Disconnect(); }
 
 // --- IVelPhonebookControl --------------------------------------------------
 
@@ -283,52 +289,55 @@ void CPhonebookControl::Reload() {
     RecipientList kept, added;
     source->Compare(current, known, removed, kept, added);
 
-    const win::ListViewCtrl list = List();
-    list.SetRedraw(false);
     bool changed = false;
-    std::vector<int> gone;
-    for (ULONG_PTR key : removed) {
-        const int row = m_list.FindItemByKey(LPARAM(key));
-        if (row >= 0) gone.push_back(row);
-        m_shown.erase(key);
-    }
-    if (!gone.empty()) {
-        DeleteRows(std::move(gone));
-        changed = true;
-    }
-    for (const CRecipient& recipient : kept) {
-        int row = m_list.FindItemByKey(LPARAM(recipient.key));
-        Shown& shown = m_shown[recipient.key];
-        if (row < 0) {
-            row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(list.GetItemCount() + 1).c_str()});
-            shown = Shown{};
+    {
+        // Redraw off and the parent's subclass out of the way for the whole
+        // pass, and no per-row work for the notifications the rows raise: the
+        // buttons and the sort follow once, at the end.
+        listview::CListUpdate<listview::CPhonebookListView> update(m_list);
+        ++m_quietItemChanges;
+        std::vector<int> gone;
+        for (ULONG_PTR key : removed) {
+            const int row = m_list.FindItemByKey(LPARAM(key));
+            if (row >= 0) gone.push_back(row);
+            m_shown.erase(key);
+        }
+        if (!gone.empty()) {
+            DeleteRows(std::move(gone));
             changed = true;
         }
-        if (shown.name != recipient.name) {
-            list.SetItemText(row, listview::kNameColumn, recipient.name.c_str());
-            shown.name = recipient.name;
+        for (const CRecipient& recipient : kept) {
+            int row = m_list.FindItemByKey(LPARAM(recipient.key));
+            Shown& shown = m_shown[recipient.key];
+            if (row < 0) {
+                row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(RowCount() + 1).c_str()});
+                shown = Shown{};
+                changed = true;
+            }
+            if (shown.name != recipient.name) {
+                m_list.SetCellText(row, listview::kNameColumn, recipient.name.c_str());
+                shown.name = recipient.name;
+                changed = true;
+            }
+            if (shown.fax != recipient.faxNumber) {
+                m_list.SetCellText(row, listview::kFaxColumn, recipient.faxNumber.c_str());
+                shown.fax = recipient.faxNumber;
+                changed = true;
+            }
+        }
+        if (!added.empty()) {
+            m_shown.reserve(m_shown.size() + added.size());
+            for (const CRecipient& recipient : added) AppendRow(recipient);
             changed = true;
         }
-        if (shown.fax != recipient.faxNumber) {
-            list.SetItemText(row, listview::kFaxColumn, recipient.faxNumber.c_str());
-            shown.fax = recipient.faxNumber;
-            changed = true;
-        }
+        if (changed) m_list.SetSortMode(7);
+        --m_quietItemChanges;
     }
-    for (const CRecipient& recipient : added) {
-        AppendRow(recipient);
-        changed = true;
-    }
-    if (changed) m_list.SetSortMode(7);
-    list.SetRedraw(true);
-    if (changed) {
-        list.Invalidate();
-        UpdateButtons();
-    }
+    if (changed) UpdateButtons();
 }
 
 int CPhonebookControl::AppendRow(const CRecipient& recipient) {
-    const int row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(List().GetItemCount() + 1).c_str(),
+    const int row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(RowCount() + 1).c_str(),
                                                              recipient.name.c_str(), recipient.faxNumber.c_str()});
     if (row >= 0) m_shown[recipient.key] = Shown{recipient.name, recipient.faxNumber};
     return row;
@@ -338,7 +347,7 @@ void CPhonebookControl::DeleteRows(std::vector<int> rows) {
     // From the bottom up, so that the rows still to go keep their index.
     std::sort(rows.begin(), rows.end(), std::greater<int>());
     ++m_quietItemChanges;
-    for (int row : rows) List().DeleteItem(row);
+    for (int row : rows) m_list.DeleteRow(row);
     --m_quietItemChanges;
 }
 

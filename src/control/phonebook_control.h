@@ -12,6 +12,7 @@
 #include "control/image_buttons.h"
 #include "control/list_codes.h"
 #include "control/list_view.h"
+#include "control/phonebook_event_handler.h"
 #include "core/phonebook_manager.h"
 #include "localization/localizer.h"
 #include "module/VelPhonebook_h.h"
@@ -115,6 +116,7 @@ private:
     bool HasList() const noexcept { return m_list.IsWindow(); }
     std::wstring RowNumber(int number) const;
     int AppendRow(const CRecipient& recipient);
+    int RowCount() const noexcept { return int(m_list.Keys().size()); }
     void DeleteRows(std::vector<int> rows);
     void ClearRows();
     // Checks and writes an in-place edit; the message id when refused, else 0.
@@ -123,6 +125,7 @@ private:
     int ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const;
 
     listview::CPhonebookListView m_list;
+    CPhonebookEventHandler m_outlookEvents;
     CImageButtons m_imageButtons;
     bool m_vista = false;
     bool m_checkBoxesWanted = false;       // EnableCheckBoxes before the window existed

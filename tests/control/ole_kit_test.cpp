@@ -278,6 +278,7 @@ TEST_F(ContainerTest, QuickActivationFrozenEventsDrawingCloseAndNothingLeftBehin
     Pump(200);
     ASSERT_EQ(ModuleCanUnloadNow(), S_OK);
     const int threads = testing_support::ThreadCount();
+    const int handles = testing_support::HandleCount();
     const int windows = ThreadWindowCount();
     for (int i = 0; i < 3; ++i) {
         RunContainerCycle();

@@ -45,8 +45,7 @@ TEST(HighResolutionTest, DialogsLayOutPaintAndCastTheirShadowAt144Dpi) {
     const int code = testing_support::RunProcess(
         L"\"" + testing_support::BinDir() +
             L"test_ui.exe\" --gtest_brief=1 "
-            L"--gtest_filter=HighResolutionTest.Child*:*Layout*:MessageBoxTest.*:SkinFrameTest.Shadow*:"
-            L"EntryDialogTest.SavingUnchanged*:Styles/*",
+            L"--gtest_filter=HighResolutionTest.Child*:*Layout*:MessageBoxTest.*:SkinFrameTest.Shadow*:Styles/*",
         &output, 180000);
     ::SetEnvironmentVariableW(kExpectedDpiVariable, nullptr);
     WriteLogPixels(previous);

@@ -96,17 +96,21 @@ public:
         TBase::Detach();
     }
 
-    // A fill or a reload: redrawing off, and the relay out of the parent's
-    // way (every inserted row notifies the parent, and a message through a
-    // subclass costs more than the insertion itself). Nests; the last
-    // EndUpdate restores both and repaints.
+    // A fill or a reload: redrawing off, and the relay and the header's
+    // subclass out of the way. Every inserted row notifies the parent and
+    // every cell text asks the header for its column order; a message through
+    // a subclass costs more than the list's own work (under Wine each one
+    // looks the subclass up in the window's properties, a round trip to the
+    // server). Nests; the last EndUpdate restores all and repaints.
     void BeginUpdate() {
         if (m_updates++ > 0) return;
         this->List().SetRedraw(false);
         m_editNotify.Unsubclass();
+        this->Header().Detach();
     }
     void EndUpdate() {
         if (m_updates <= 0 || --m_updates > 0) return;
+        if (const HWND header = this->List().GetHeader().hwnd()) this->Header().Attach(header);
         m_editNotify.Attach(this->GetParent(), static_cast<T*>(this));
         this->List().SetRedraw(true);
         this->Invalidate(false);
@@ -440,6 +444,8 @@ protected:
 
     // The sorted column shows the mode's image on the right; the others none.
     // Left alone when header item 1 is owner-drawn (its owner draws the state).
+    // Items already right are not set again: every change of a header item
+    // makes the list lay its columns out anew.
     void UpdateHeaderImages() {
         const win::HeaderCtrl header = this->List().GetHeader();
         if (!header.hwnd() || (header.GetFormat(1) & HDF_OWNERDRAW)) return;
@@ -449,6 +455,7 @@ protected:
             HDITEMW item{};
             item.mask = HDI_FORMAT;
             if (!header.GetItem(column, item)) continue;
+            const int format = item.fmt;
             item.mask = HDI_FORMAT | HDI_IMAGE;
             item.fmt &= ~(HDF_IMAGE | HDF_BITMAP_ON_RIGHT);
             item.iImage = 0;
@@ -456,6 +463,9 @@ protected:
                 item.fmt |= HDF_IMAGE | HDF_BITMAP_ON_RIGHT;
                 item.iImage = (m_sortMode % 2) ? kImageAscending : kImageDescending;
             }
+            // Without the image flag the image index is not shown, so only
+            // the sorted column's index needs to be compared.
+            if (item.fmt == format && column != sorted) continue;
             header.SetItem(column, item);
         }
     }

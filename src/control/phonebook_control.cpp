@@ -2,12 +2,14 @@
 
 #include "com/strings.h"
 #include "localization/string_ids.h"
+#include "log/logger.h"
 #include "sources/oab.h"
 #include "win/display.h"
 
 #include <algorithm>
 #include <cwchar>
 #include <functional>
+#include <optional>
 
 namespace {
 
@@ -268,8 +270,16 @@ LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
 
 LRESULT CPhonebookControl::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
     // A burst of change notices gives one reload, half a second after the last.
-    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, nullptr);
+    // The timer reaches the message map through its own procedure rather than
+    // the dialog's window procedure, because the reload takes the list's
+    // relay out of the dialog (see CLVEditable::BeginUpdate), which can only
+    // be done completely from outside the relay.
+    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, &ReloadTimerProc);
     return 0;
+}
+
+void CALLBACK CPhonebookControl::ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD) {
+    win::CallDialogMap(dialog, message, timer, 0);
 }
 
 LRESULT CPhonebookControl::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
@@ -282,8 +292,10 @@ void CPhonebookControl::Reload() {
     ::KillTimer(m_hWnd, kReloadTimer);
     IAB* source = Source();
     if (!source) return;
+    const ReloadClock::time_point start = ReloadClock::now();
     RecipientList current;
     if (FAILED(source->LoadFaxRecipients(current))) return;
+    const ReloadClock::time_point loaded = ReloadClock::now();
     KeyList known, removed;
     for (const auto& shown : m_shown) known.push_back(shown.first);
     RecipientList kept, added;
@@ -291,10 +303,14 @@ void CPhonebookControl::Reload() {
 
     bool changed = false;
     {
-        // Redraw off and the parent's subclass out of the way for the whole
-        // pass, and no per-row work for the notifications the rows raise: the
-        // buttons and the sort follow once, at the end.
-        listview::CListUpdate<listview::CPhonebookListView> update(m_list);
+        // Rows inserted or removed in numbers go in one update: redraw off
+        // and the list's subclasses out of the way for the whole pass. Its end
+        // costs a repaint of the whole list and its scroll bars, so a few rows
+        // are changed in place instead. Either way no per-row work for the
+        // notifications the rows raise: the buttons and the sort follow once,
+        // at the end.
+        std::optional<listview::CListUpdate<listview::CPhonebookListView>> update;
+        if (removed.size() + added.size() > kRowsChangedInPlace) update.emplace(m_list);
         ++m_quietItemChanges;
         std::vector<int> gone;
         for (ULONG_PTR key : removed) {
@@ -334,6 +350,18 @@ void CPhonebookControl::Reload() {
         --m_quietItemChanges;
     }
     if (changed) UpdateButtons();
+    LogReload(current.size(), added.size(), removed.size(), loaded - start, ReloadClock::now() - loaded);
+}
+
+// One verbose line per reload: what a support engineer needs to tell a slow
+// address book from a slow list.
+void CPhonebookControl::LogReload(size_t shown, size_t added, size_t removed, ReloadClock::duration read,
+                                  ReloadClock::duration update) const {
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    wchar_t line[200];
+    swprintf(line, 200, L"Reload of book %d: %zu recipients, %zu added, %zu removed; read in %.1f ms, list updated in %.1f ms",
+             Kind(), shown, added, removed, Milliseconds(read).count(), Milliseconds(update).count());
+    Log(L"Phonebook", line, kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel::Verbose);
 }
 
 int CPhonebookControl::AppendRow(const CRecipient& recipient) {

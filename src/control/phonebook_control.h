@@ -18,6 +18,7 @@
 #include "module/VelPhonebook_h.h"
 #include "win/window_impl.h"
 
+#include <chrono>
 #include <unordered_map>
 
 namespace com {
@@ -37,6 +38,9 @@ public:
     enum { IDD = IDD_VELPHONEBOOKCONTROL };
     static constexpr UINT kReloadTimer = 123;
     static constexpr UINT kReloadDelayMs = 500;
+    // Up to this many rows inserted or removed, a reload changes the list in
+    // place rather than in one update with redrawing off.
+    static constexpr size_t kRowsChangedInPlace = 16;
     static constexpr DISPID kOnItemSelected = 1;
     // Recompose on resize, can't link inside, inside-out, activate when
     // visible, set client site first.
@@ -108,6 +112,10 @@ private:
 
     void SetUpList();
     void Reload();
+    using ReloadClock = std::chrono::steady_clock;
+    static void CALLBACK ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD);
+    void LogReload(size_t shown, size_t added, size_t removed, ReloadClock::duration read,
+                   ReloadClock::duration update) const;
     void UpdateButtons();
     void ShowButtonSet(bool imageButtons);
     void Layout(int width, int height);

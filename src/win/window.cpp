@@ -139,6 +139,13 @@ LRESULT CALLBACK SubclassProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPa
 
 }  // namespace detail
 
+LRESULT CallDialogMap(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) noexcept {
+    auto* target = reinterpret_cast<MessageTarget*>(::GetWindowLongPtrW(dialog, DWLP_USER));
+    LRESULT result = 0;
+    if (target) target->DispatchMessage(dialog, message, wParam, lParam, result);
+    return result;
+}
+
 std::wstring ListViewCtrl::GetItemText(int index, int column, int maxChars) const {
     std::wstring text(size_t(maxChars) + 1, L'\0');
     LVITEMW item{};

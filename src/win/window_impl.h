@@ -36,6 +36,14 @@ LRESULT CALLBACK SubclassProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lPa
                               DWORD_PTR refData);
 }  // namespace detail
 
+// Hands a message straight to the message map of a DialogImpl dialog, past
+// whatever subclasses the dialog window. For callbacks of the dialog's own
+// that the system makes without going through the window (a timer
+// procedure): a subclass set with SetWindowSubclass cannot be taken out
+// completely while one of its messages is being handled, and work that takes
+// the dialog's subclasses out of the way must not run inside one.
+LRESULT CallDialogMap(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) noexcept;
+
 // Unregisters the window classes of WindowImpl; called when the module can
 // unload, since a class outliving the module would point at code that is gone.
 void UnregisterWindowClasses() noexcept;

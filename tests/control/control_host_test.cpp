@@ -463,3 +463,30 @@ TEST_F(HostedControlTest, TheContainersKeysReachTheOpenEditFirst) {
     EXPECT_EQ(EditBox(list), nullptr) << "Escape ended the edit";
     EXPECT_EQ(NameAt(0) + NameAt(1), L"AnnBen");
 }
+
+// Many rows at once go in one update with the list's subclasses taken out;
+// afterwards the list is whole, sorted, marked as before, and its own label
+// editing is again turned into the control's edit box.
+TEST_F(HostedControlTest, AReloadOfManyRowsKeepsSortMarkAndEditing) {
+    ASSERT_NO_FATAL_FAILURE(HostWithBook(kPeople));
+    ASSERT_EQ(m_control->SetSortMode(4), S_OK);
+    m_control->SelectItem(1);
+    const std::wstring marked = NameAt(1);
+    auto people = kPeople;
+    for (int i = 0; i < 40; ++i) people.emplace_back(L"Extra " + std::to_wstring(100 + i), L"555-" + std::to_wstring(i));
+    WriteBook(people);
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == int(people.size()); }, 3000));
+    auto names = Names();
+    EXPECT_TRUE(std::is_sorted(names.rbegin(), names.rend())) << "still by name, descending";
+    ULONG id = 0;
+    com::UniqueBstr name;
+    ASSERT_GE(m_control->GetSelItem(-1, &id, name.put(), nullptr), 0);
+    EXPECT_EQ(std::wstring(name.get()), marked);
+    EXPECT_EQ(m_control->GetSelItemCount(), 1);
+
+    const HWND list = m_host->list();
+    ::SendMessageW(list, LVM_EDITLABELW, 0, 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    EXPECT_EQ(::SendMessageW(list, LVM_GETEDITCONTROL, 0, 0), 0) << "the list's own editor opened: the relay is gone";
+    Press(EditBox(list), VK_ESCAPE);
+}

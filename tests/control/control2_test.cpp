@@ -313,12 +313,10 @@ TEST_F(Control2Test, ClickOnTheStarTogglesTheFavouriteInTheBook) {
     ::SendMessageW(List(), LVM_GETSUBITEMRECT, 1, reinterpret_cast<LPARAM>(&star));
     const POINT centre{(star.left + star.right) / 2, (star.top + star.bottom) / 2};
     listtest::Click(List(), centre);
-    Pump(100);
-    EXPECT_TRUE(favourite(name));
+    EXPECT_TRUE(PumpUntil([&] { return favourite(name); }, 2000));
     EXPECT_FALSE(favourite(NameAt(0))) << "only the clicked row";
     listtest::Click(List(), centre);
-    Pump(100);
-    EXPECT_FALSE(favourite(name));
+    EXPECT_TRUE(PumpUntil([&] { return !favourite(name); }, 2000));
     // A click on the name only selects.
     RECT cell{};
     cell.top = 1;

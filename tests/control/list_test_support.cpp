@@ -55,10 +55,17 @@ void Click(HWND window, POINT client, int times) {
     }
     Pump(30);
     lastClick = ::GetTickCount();
+    // Every press and release carries its own position as well: on a loaded
+    // machine the display server may report the pointer in place before the
+    // warp has really reached it, and a bare press would land where it was.
+    const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
     INPUT input[4] = {};
     for (int i = 0; i < times * 2; ++i) {
         input[i].type = INPUT_MOUSE;
-        input[i].mi.dwFlags = i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN;
+        input[i].mi.dx = LONG((client.x * 65535LL) / (width - 1));
+        input[i].mi.dy = LONG((client.y * 65535LL) / (height - 1));
+        input[i].mi.dwFlags =
+            MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE | (i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN);
     }
     ::SendInput(UINT(times * 2), input, sizeof(INPUT));
     Pump(200);

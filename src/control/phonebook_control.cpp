@@ -4,7 +4,6 @@
 #include "localization/string_ids.h"
 #include "log/logger.h"
 #include "sources/oab.h"
-#include "win/display.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -40,22 +39,6 @@ std::wstring Trimmed(const std::wstring& text) {
     return text.substr(first, text.find_last_not_of(L" \t") - first + 1);
 }
 
-VARIANT IntVariant(int value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_I4;
-    v.lVal = value;
-    return v;
-}
-
-VARIANT BoolVariant(bool value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_BOOL;
-    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    return v;
-}
-
 // Fills the out-parameters of GetItem and GetSelItem for one row.
 HRESULT FillRow(const win::ListViewCtrl& list, int row, ULONG* id, BSTR* name, BSTR* fax) {
     com::UniqueBstr nameText, faxText;
@@ -78,16 +61,6 @@ CPhonebookControl::~CPhonebookControl() {
     // While every part of the object still exists, so that the dialog's own
     // tear-down runs (which closes the source with its hooks).
     DestroyControlWindow();
-}
-
-HWND CPhonebookControl::CreateControlWindow(HWND parent, const RECT&) {
-    // Common controls 6 from the module's own manifest, whatever the host's.
-    win::ActivationScope scope;
-    return Create(parent);
-}
-
-void CPhonebookControl::DestroyControlWindow() noexcept {
-    if (m_hWnd) ::DestroyWindow(m_hWnd);
 }
 
 // --- Outlook events --------------------------------------------------------
@@ -113,10 +86,6 @@ STDMETHODIMP CPhonebookControl::GetItem(int item, ULONG* id, BSTR* name, BSTR* f
     });
 }
 
-STDMETHODIMP CPhonebookControl::GetItemCount() noexcept {
-    return HasList() ? HRESULT(List().GetItemCount()) : 0;
-}
-
 STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
         if (!HasList()) return HRESULT(-1);
@@ -131,10 +100,6 @@ STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR
         RETURN_IF_FAILED(FillRow(List(), found, id, name, fax));
         return HRESULT(found);
     });
-}
-
-STDMETHODIMP CPhonebookControl::GetSelItemCount() noexcept {
-    return HasList() ? HRESULT(m_list.MarkedCount()) : 0;
 }
 
 // --- IVelPhonebookControl2 -------------------------------------------------
@@ -157,13 +122,6 @@ STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept
                                     L"The address book could not be opened.");
         return hr;
     });
-}
-
-STDMETHODIMP CPhonebookControl::IsOutlookAddressBookSelected(LONG* selected) noexcept {
-    if (!selected)
-        return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2), L"No place for the answer.");
-    *selected = Kind();
-    return S_OK;
 }
 
 // --- IVelPhonebookControl3 -------------------------------------------------
@@ -265,26 +223,6 @@ LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     m_imageButtons.Clear();
     m_shown.clear();
     m_list.Detach();
-    return 0;
-}
-
-LRESULT CPhonebookControl::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
-    // A burst of change notices gives one reload, half a second after the last.
-    // The timer reaches the message map through its own procedure rather than
-    // the dialog's window procedure, because the reload takes the list's
-    // relay out of the dialog (see CLVEditable::BeginUpdate), which can only
-    // be done completely from outside the relay.
-    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, &ReloadTimerProc);
-    return 0;
-}
-
-void CALLBACK CPhonebookControl::ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD) {
-    win::CallDialogMap(dialog, message, timer, 0);
-}
-
-LRESULT CPhonebookControl::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
-    if (timer != kReloadTimer || !HasList()) return 0;
-    Reload();
     return 0;
 }
 
@@ -406,10 +344,6 @@ void CPhonebookControl::ShowButtonSet(bool imageButtons) {
     for (int id : {IDC_ADD, IDC_EDIT, IDC_REMOVE}) ::ShowWindow(GetDlgItem(id), imageButtons ? SW_HIDE : SW_SHOW);
     for (int id : {IDC_IMAGE_ADD, IDC_IMAGE_EDIT, IDC_IMAGE_REMOVE})
         ::ShowWindow(GetDlgItem(id), imageButtons ? SW_SHOW : SW_HIDE);
-}
-
-void CPhonebookControl::FireItemSelected(int item, bool selected, int count) {
-    FireEvent(kOnItemSelected, {IntVariant(item), BoolVariant(selected), IntVariant(count)});
 }
 
 LRESULT CPhonebookControl::OnItemChanged(int, NMHDR* header, BOOL&) {
@@ -541,7 +475,7 @@ LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
 }
 
 int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const {
-    return ::MessageBoxW(::GetParent(GetParent()), text.c_str(), caption.c_str(), flags);
+    return ::MessageBoxW(HostWindow(), text.c_str(), caption.c_str(), flags);
 }
 
 // --- Layout and looks ----------------------------------------------------
@@ -571,19 +505,7 @@ void CPhonebookControl::Layout(int width, int height) {
     }
 }
 
-LRESULT CPhonebookControl::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
-    Layout(LOWORD(size), HIWORD(size));
-    return 0;
-}
-
 LRESULT CPhonebookControl::OnDrawItem(UINT, WPARAM, LPARAM item, BOOL& handled) {
     handled = m_imageButtons.Draw(*reinterpret_cast<const DRAWITEMSTRUCT*>(item));
     return TRUE;
-}
-
-LRESULT CPhonebookControl::OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
-    // A click makes an in-place active control UI-active (keyboard, Tab).
-    if (IsInPlaceActive() && !OleState().uiActive) ActivateInPlace(true, nullptr, nullptr);
-    handled = FALSE;
-    return 0;
 }

@@ -15,22 +15,6 @@
 
 namespace {
 
-VARIANT IntVariant(int value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_I4;
-    v.lVal = value;
-    return v;
-}
-
-VARIANT BoolVariant(bool value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_BOOL;
-    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    return v;
-}
-
 bool IsChecked(UINT state) noexcept { return (state & LVIS_STATEIMAGEMASK) == INDEXTOSTATEIMAGEMASK(2); }
 
 }  // namespace
@@ -50,15 +34,6 @@ CPhonebookControl2::~CPhonebookControl2() {
     DestroyControlWindow();
     ReleaseSkin();
     if (m_gdiplusToken) Gdiplus::GdiplusShutdown(m_gdiplusToken);
-}
-
-HWND CPhonebookControl2::CreateControlWindow(HWND parent, const RECT&) {
-    win::ActivationScope scope;
-    return Create(parent);
-}
-
-void CPhonebookControl2::DestroyControlWindow() noexcept {
-    if (m_hWnd) ::DestroyWindow(m_hWnd);
 }
 
 // --- IVelPhonebookControl --------------------------------------------------
@@ -83,8 +58,6 @@ STDMETHODIMP CPhonebookControl2::GetItem(int item, ULONG* id, BSTR* name, BSTR* 
     });
 }
 
-STDMETHODIMP CPhonebookControl2::GetItemCount() noexcept { return HasList() ? HRESULT(List().GetItemCount()) : 0; }
-
 STDMETHODIMP CPhonebookControl2::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
         if (!HasList()) return HRESULT(-1);
@@ -94,8 +67,6 @@ STDMETHODIMP CPhonebookControl2::GetSelItem(int from, ULONG* id, BSTR* name, BST
         return HRESULT(-1);
     });
 }
-
-STDMETHODIMP CPhonebookControl2::GetSelItemCount() noexcept { return HasList() ? HRESULT(m_list.MarkedCount()) : 0; }
 
 // --- IVelPhonebookControl2 -------------------------------------------------
 
@@ -122,13 +93,6 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
         UpdateButtons();
         return S_OK;
     });
-}
-
-STDMETHODIMP CPhonebookControl2::IsOutlookAddressBookSelected(LONG* selected) noexcept {
-    if (!selected)
-        return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2), L"No place for the answer.");
-    *selected = Kind();
-    return S_OK;
 }
 
 // --- IVelPhonebookControl3 -------------------------------------------------
@@ -254,18 +218,6 @@ LRESULT CPhonebookControl2::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     return 0;
 }
 
-LRESULT CPhonebookControl2::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
-    // A burst of change notices gives one reload, half a second after the last.
-    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, nullptr);
-    return 0;
-}
-
-LRESULT CPhonebookControl2::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
-    if (timer != kReloadTimer || !HasList()) return 0;
-    Reload();
-    return 0;
-}
-
 void CPhonebookControl2::Reload() {
     ::KillTimer(m_hWnd, kReloadTimer);
     IAB* source = Source();
@@ -322,10 +274,6 @@ int CPhonebookControl2::FirstMarked() const {
     for (int row = 0, count = List().GetItemCount(); row < count; ++row)
         if (m_list.IsMarked(row)) return row;
     return -1;
-}
-
-void CPhonebookControl2::FireItemSelected(int item, bool selected, int count) {
-    FireEvent(kOnItemSelected, {IntVariant(item), BoolVariant(selected), IntVariant(count)});
 }
 
 LRESULT CPhonebookControl2::OnItemChanged(int, NMHDR* header, BOOL&) {
@@ -523,16 +471,4 @@ void CPhonebookControl2::FitColumns() {
     const int width = std::max(win::ScaleX(24), int(inside.right) - others);
     if (int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), 0)) != width)
         ::SendMessageW(list, LVM_SETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), width);
-}
-
-LRESULT CPhonebookControl2::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
-    Layout(LOWORD(size), HIWORD(size));
-    return 0;
-}
-
-LRESULT CPhonebookControl2::OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
-    // A click makes an in-place active control UI-active (keyboard, Tab).
-    if (IsInPlaceActive() && !OleState().uiActive) ActivateInPlace(true, nullptr, nullptr);
-    handled = FALSE;
-    return 0;
 }

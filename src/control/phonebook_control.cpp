@@ -1,6 +1,7 @@
 #include "control/phonebook_control.h"
 
 #include "com/strings.h"
+#include "localization/language.h"
 #include "localization/string_ids.h"
 #include "log/logger.h"
 #include "sources/oab.h"
@@ -160,13 +161,7 @@ STDMETHODIMP CPhonebookControl::GetSortMode(int* mode) noexcept {
 // --- The dialog --------------------------------------------------------------
 
 LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
-    OSVERSIONINFOW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-    m_vista = version.dwMajorVersion >= 6;
+    m_vista = localization::CurrentWindowsVersion().major >= 6;
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));

@@ -1,6 +1,7 @@
 #include "control/phonebook_control2.h"
 
 #include "com/strings.h"
+#include "localization/language.h"
 #include "localization/string_ids.h"
 #include "ui/edc_blend.h"
 #include "ui/entry_info_dlg.h"
@@ -182,13 +183,7 @@ void CPhonebookControl2::ReleaseSkin() noexcept {
 // --- The dialog --------------------------------------------------------------
 
 LRESULT CPhonebookControl2::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
-    OSVERSIONINFOW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-    m_vista = version.dwMajorVersion >= 6;
+    m_vista = localization::CurrentWindowsVersion().major >= 6;
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));

@@ -1,6 +1,7 @@
 #include "control/phonebook_control.h"
 
 #include "com/strings.h"
+#include "core/unique_name.h"
 #include "localization/language.h"
 #include "localization/string_ids.h"
 #include "log/logger.h"
@@ -368,14 +369,8 @@ LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
     if (FAILED(source->LoadAll(all))) return 0;
     // Our own change must not come back as a reload.
     SetNotifyWindow(m_hWnd, false);
-    const std::wstring base = LoadText(IDS_NEW_RECIPIENT);
-    const auto taken = [&all](const std::wstring& name) {
-        return std::any_of(all.begin(), all.end(), [&name](const CRecipient& r) { return r.name == name; });
-    };
-    std::wstring name = base;
-    for (int n = 1; taken(name); ++n) name = base + std::to_wstring(n);
     CRecipient recipient;
-    recipient.name = name;
+    recipient.name = UniqueRecipientName(LoadText(IDS_NEW_RECIPIENT), all);
     recipient.faxNumber = LoadText(IDS_NEW_NUMBER);
     if (SUCCEEDED(source->Add(recipient))) {
         const int row = AppendRow(recipient);

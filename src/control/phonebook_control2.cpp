@@ -1,6 +1,7 @@
 #include "control/phonebook_control2.h"
 
 #include "com/strings.h"
+#include "core/unique_name.h"
 #include "localization/language.h"
 #include "localization/string_ids.h"
 #include "ui/edc_blend.h"
@@ -338,13 +339,8 @@ LRESULT CPhonebookControl2::OnNew(WORD, WORD, HWND, BOOL&) {
     IAB* source = Source();
     RecipientList all;
     if (!source || FAILED(source->LoadAll(all))) return 0;
-    const std::wstring base = LoadText(IDS_NEW_RECIPIENT);
-    const auto taken = [&all](const std::wstring& name) {
-        return std::any_of(all.begin(), all.end(), [&name](const CRecipient& r) { return r.name == name; });
-    };
     CRecipient draft;
-    draft.name = base;
-    for (int n = 1; taken(draft.name); ++n) draft.name = base + std::to_wstring(n);
+    draft.name = UniqueRecipientName(LoadText(IDS_NEW_RECIPIENT), all);
     draft.faxNumber = LoadText(IDS_NEW_NUMBER);
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeNew, draft, this);
     dialog.SetSkinService(m_skin.get());

@@ -441,9 +441,7 @@ UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& tex
 LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
     SetNotifyWindow(m_hWnd, false);
     const int marked = m_list.MarkedCount();
-    std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
-    if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
-        question.replace(at, 2, std::to_wstring(marked));
+    const std::wstring question = RemoveQuestion(marked);
     IAB* source = Source();
     if (source && List().GetItemCount() > 0 && marked != 0 &&
         ShowMessage(question, LoadText(IDS_REMOVE), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES) {
@@ -474,12 +472,7 @@ int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring&
 // relative to the bottom left corner.
 void CPhonebookControl::Layout(int width, int height) {
     if (!HasList()) return;
-    const auto units = [this](int left, int top, int right, int bottom) {
-        RECT rect{left, top, right, bottom};
-        ::MapDialogRect(m_hWnd, &rect);
-        return rect;
-    };
-    const RECT listGap = units(0, 0, 0, 170 - 135);
+    const RECT listGap = DialogUnits(0, 0, 0, 170 - 135);
     List().Move({0, 0, width, std::max(0L, height - listGap.bottom)});
     struct Place {
         int id, left, top, width, height;
@@ -489,7 +482,7 @@ void CPhonebookControl::Layout(int width, int height) {
         {IDC_IMAGE_ADD, 0, 137, 17, 16},   {IDC_IMAGE_EDIT, 24, 137, 17, 16}, {IDC_IMAGE_REMOVE, 48, 137, 17, 16},
     };
     for (const Place& place : kButtons) {
-        RECT rect = units(place.left, place.top - 170, place.left + place.width, place.top - 170 + place.height);
+        RECT rect = DialogUnits(place.left, place.top - 170, place.left + place.width, place.top - 170 + place.height);
         ::OffsetRect(&rect, 0, height);
         ::MoveWindow(GetDlgItem(place.id), rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top, TRUE);
     }

@@ -361,9 +361,7 @@ LRESULT CPhonebookControl2::OnDelete(WORD, WORD, HWND, BOOL&) {
     const int count = List().GetItemCount();
     const int marked = m_list.MarkedCount();
     if (!source || count == 0 || marked == 0) return 0;
-    std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
-    if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
-        question.replace(at, 2, std::to_wstring(marked));
+    const std::wstring question = RemoveQuestion(marked);
     if (ui::ShowMessageBox(m_skin.get(), HostWindow(), question.c_str(), LoadText(IDS_REMOVE).c_str(),
                            MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) != IDYES)
         return 0;
@@ -421,16 +419,11 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
 // 50 units), so the three never overlap while the control is wide enough.
 void CPhonebookControl2::Layout(int width, int height) {
     if (!HasList()) return;
-    const auto units = [this](int left, int top, int right, int bottom) {
-        RECT rect{left, top, right, bottom};
-        ::MapDialogRect(m_hWnd, &rect);
-        return rect;
-    };
-    const RECT band = units(3, 170 - 139, 50, 14);  // left margin, band height, width, height
+    const RECT band = DialogUnits(3, 170 - 139, 50, 14);  // left margin, band height, width, height
     List().Move({0, 0, width, std::max(0L, height - band.top)});
     FitColumns();
     const int top = height - band.top;
-    const RECT deleteLeft = units(57, 0, 0, 0);
+    const RECT deleteLeft = DialogUnits(57, 0, 0, 0);
     ::MoveWindow(GetDlgItem(IDC_NEW), band.left, top, band.right, band.bottom, TRUE);
     ::MoveWindow(GetDlgItem(IDC_DELETE), deleteLeft.left, top, band.right, band.bottom, TRUE);
 

@@ -16,11 +16,13 @@
 #include "com/invoke.h"
 #include "core/iab.h"
 #include "localization/localizer.h"
+#include "localization/string_ids.h"
 #include "module/VelPhonebook_h.h"
 #include "win/controls.h"
 #include "win/display.h"
 #include "win/window_impl.h"
 
+#include <string>
 #include <tuple>
 
 namespace com {
@@ -88,6 +90,21 @@ protected:
     bool HasList() const noexcept { return m_list.IsWindow(); }
     // The window the control's dialogs are shown over: the host's dialog.
     HWND HostWindow() const { return ::GetParent(this->GetParent()); }
+
+    // A rectangle given in the dialog's units, in pixels.
+    RECT DialogUnits(int left, int top, int right, int bottom) const {
+        RECT rect{left, top, right, bottom};
+        ::MapDialogRect(this->m_hWnd, &rect);
+        return rect;
+    }
+
+    // The question asked before rows are deleted, their number in place of "%d".
+    std::wstring RemoveQuestion(int rows) const {
+        std::wstring question = this->LoadText(IDS_CONFIRM_REMOVE);
+        if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
+            question.replace(at, 2, std::to_wstring(rows));
+        return question;
+    }
 
     void FireItemSelected(int item, bool selected, int count) {
         this->FireEvent(kOnItemSelected, {com::LongArg(item), com::BoolArg(selected), com::LongArg(count)});

@@ -1,10 +1,11 @@
 #include "control/phonebook_control.h"
 
 #include "com/strings.h"
+#include "core/unique_name.h"
+#include "localization/language.h"
 #include "localization/string_ids.h"
 #include "log/logger.h"
 #include "sources/oab.h"
-#include "win/display.h"
 
 #include <algorithm>
 #include <cwchar>
@@ -40,22 +41,6 @@ std::wstring Trimmed(const std::wstring& text) {
     return text.substr(first, text.find_last_not_of(L" \t") - first + 1);
 }
 
-VARIANT IntVariant(int value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_I4;
-    v.lVal = value;
-    return v;
-}
-
-VARIANT BoolVariant(bool value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_BOOL;
-    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    return v;
-}
-
 // Fills the out-parameters of GetItem and GetSelItem for one row.
 HRESULT FillRow(const win::ListViewCtrl& list, int row, ULONG* id, BSTR* name, BSTR* fax) {
     com::UniqueBstr nameText, faxText;
@@ -78,16 +63,6 @@ CPhonebookControl::~CPhonebookControl() {
     // While every part of the object still exists, so that the dialog's own
     // tear-down runs (which closes the source with its hooks).
     DestroyControlWindow();
-}
-
-HWND CPhonebookControl::CreateControlWindow(HWND parent, const RECT&) {
-    // Common controls 6 from the module's own manifest, whatever the host's.
-    win::ActivationScope scope;
-    return Create(parent);
-}
-
-void CPhonebookControl::DestroyControlWindow() noexcept {
-    if (m_hWnd) ::DestroyWindow(m_hWnd);
 }
 
 // --- Outlook events --------------------------------------------------------
@@ -113,10 +88,6 @@ STDMETHODIMP CPhonebookControl::GetItem(int item, ULONG* id, BSTR* name, BSTR* f
     });
 }
 
-STDMETHODIMP CPhonebookControl::GetItemCount() noexcept {
-    return HasList() ? HRESULT(List().GetItemCount()) : 0;
-}
-
 STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
         if (!HasList()) return HRESULT(-1);
@@ -131,10 +102,6 @@ STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR
         RETURN_IF_FAILED(FillRow(List(), found, id, name, fax));
         return HRESULT(found);
     });
-}
-
-STDMETHODIMP CPhonebookControl::GetSelItemCount() noexcept {
-    return HasList() ? HRESULT(m_list.MarkedCount()) : 0;
 }
 
 // --- IVelPhonebookControl2 -------------------------------------------------
@@ -157,13 +124,6 @@ STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept
                                     L"The address book could not be opened.");
         return hr;
     });
-}
-
-STDMETHODIMP CPhonebookControl::IsOutlookAddressBookSelected(LONG* selected) noexcept {
-    if (!selected)
-        return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2), L"No place for the answer.");
-    *selected = Kind();
-    return S_OK;
 }
 
 // --- IVelPhonebookControl3 -------------------------------------------------
@@ -202,13 +162,7 @@ STDMETHODIMP CPhonebookControl::GetSortMode(int* mode) noexcept {
 // --- The dialog --------------------------------------------------------------
 
 LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
-    OSVERSIONINFOW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-    m_vista = version.dwMajorVersion >= 6;
+    m_vista = localization::CurrentWindowsVersion().major >= 6;
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));
@@ -265,26 +219,6 @@ LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     m_imageButtons.Clear();
     m_shown.clear();
     m_list.Detach();
-    return 0;
-}
-
-LRESULT CPhonebookControl::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
-    // A burst of change notices gives one reload, half a second after the last.
-    // The timer reaches the message map through its own procedure rather than
-    // the dialog's window procedure, because the reload takes the list's
-    // relay out of the dialog (see CLVEditable::BeginUpdate), which can only
-    // be done completely from outside the relay.
-    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, &ReloadTimerProc);
-    return 0;
-}
-
-void CALLBACK CPhonebookControl::ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD) {
-    win::CallDialogMap(dialog, message, timer, 0);
-}
-
-LRESULT CPhonebookControl::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
-    if (timer != kReloadTimer || !HasList()) return 0;
-    Reload();
     return 0;
 }
 
@@ -408,10 +342,6 @@ void CPhonebookControl::ShowButtonSet(bool imageButtons) {
         ::ShowWindow(GetDlgItem(id), imageButtons ? SW_SHOW : SW_HIDE);
 }
 
-void CPhonebookControl::FireItemSelected(int item, bool selected, int count) {
-    FireEvent(kOnItemSelected, {IntVariant(item), BoolVariant(selected), IntVariant(count)});
-}
-
 LRESULT CPhonebookControl::OnItemChanged(int, NMHDR* header, BOOL&) {
     if (m_quietItemChanges) return 0;
     const auto* change = reinterpret_cast<const NMLISTVIEW*>(header);
@@ -439,14 +369,8 @@ LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
     if (FAILED(source->LoadAll(all))) return 0;
     // Our own change must not come back as a reload.
     SetNotifyWindow(m_hWnd, false);
-    const std::wstring base = LoadText(IDS_NEW_RECIPIENT);
-    const auto taken = [&all](const std::wstring& name) {
-        return std::any_of(all.begin(), all.end(), [&name](const CRecipient& r) { return r.name == name; });
-    };
-    std::wstring name = base;
-    for (int n = 1; taken(name); ++n) name = base + std::to_wstring(n);
     CRecipient recipient;
-    recipient.name = name;
+    recipient.name = UniqueRecipientName(LoadText(IDS_NEW_RECIPIENT), all);
     recipient.faxNumber = LoadText(IDS_NEW_NUMBER);
     if (SUCCEEDED(source->Add(recipient))) {
         const int row = AppendRow(recipient);
@@ -517,9 +441,7 @@ UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& tex
 LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
     SetNotifyWindow(m_hWnd, false);
     const int marked = m_list.MarkedCount();
-    std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
-    if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
-        question.replace(at, 2, std::to_wstring(marked));
+    const std::wstring question = RemoveQuestion(marked);
     IAB* source = Source();
     if (source && List().GetItemCount() > 0 && marked != 0 &&
         ShowMessage(question, LoadText(IDS_REMOVE), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES) {
@@ -541,7 +463,7 @@ LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
 }
 
 int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const {
-    return ::MessageBoxW(::GetParent(GetParent()), text.c_str(), caption.c_str(), flags);
+    return ::MessageBoxW(HostWindow(), text.c_str(), caption.c_str(), flags);
 }
 
 // --- Layout and looks ----------------------------------------------------
@@ -550,12 +472,7 @@ int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring&
 // relative to the bottom left corner.
 void CPhonebookControl::Layout(int width, int height) {
     if (!HasList()) return;
-    const auto units = [this](int left, int top, int right, int bottom) {
-        RECT rect{left, top, right, bottom};
-        ::MapDialogRect(m_hWnd, &rect);
-        return rect;
-    };
-    const RECT listGap = units(0, 0, 0, 170 - 135);
+    const RECT listGap = DialogUnits(0, 0, 0, 170 - 135);
     List().Move({0, 0, width, std::max(0L, height - listGap.bottom)});
     struct Place {
         int id, left, top, width, height;
@@ -565,25 +482,13 @@ void CPhonebookControl::Layout(int width, int height) {
         {IDC_IMAGE_ADD, 0, 137, 17, 16},   {IDC_IMAGE_EDIT, 24, 137, 17, 16}, {IDC_IMAGE_REMOVE, 48, 137, 17, 16},
     };
     for (const Place& place : kButtons) {
-        RECT rect = units(place.left, place.top - 170, place.left + place.width, place.top - 170 + place.height);
+        RECT rect = DialogUnits(place.left, place.top - 170, place.left + place.width, place.top - 170 + place.height);
         ::OffsetRect(&rect, 0, height);
         ::MoveWindow(GetDlgItem(place.id), rect.left, rect.top, rect.right - rect.left, rect.bottom - rect.top, TRUE);
     }
 }
 
-LRESULT CPhonebookControl::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
-    Layout(LOWORD(size), HIWORD(size));
-    return 0;
-}
-
 LRESULT CPhonebookControl::OnDrawItem(UINT, WPARAM, LPARAM item, BOOL& handled) {
     handled = m_imageButtons.Draw(*reinterpret_cast<const DRAWITEMSTRUCT*>(item));
     return TRUE;
-}
-
-LRESULT CPhonebookControl::OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
-    // A click makes an in-place active control UI-active (keyboard, Tab).
-    if (IsInPlaceActive() && !OleState().uiActive) ActivateInPlace(true, nullptr, nullptr);
-    handled = FALSE;
-    return 0;
 }

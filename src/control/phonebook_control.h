@@ -5,58 +5,36 @@
 // actions into source operations and source changes into list refreshes.
 #pragma once
 
-#include "com/control_kit.h"
-#include "com/dispatch.h"
-#include "com/error_info.h"
 #include "control/control_ids.h"
 #include "control/image_buttons.h"
 #include "control/list_codes.h"
 #include "control/list_view.h"
+#include "control/phonebook_control_base.h"
 #include "control/phonebook_event_handler.h"
 #include "core/phonebook_manager.h"
-#include "localization/localizer.h"
-#include "module/VelPhonebook_h.h"
-#include "win/window_impl.h"
 
 #include <chrono>
 #include <unordered_map>
 
-namespace com {
-template <>
-struct InterfaceBases<IVelPhonebookControl3> {
-    using type = std::tuple<IVelPhonebookControl2, IVelPhonebookControl>;
-};
-}  // namespace com
-
 class CPhonebookControl
-    : public com::Implements<CPhonebookControl, com::Dispatch<IVelPhonebookControl3>, com::ControlKit<CPhonebookControl>,
-                             com::SupportErrorInfo<IVelPhonebookControl, IVelPhonebookControl2, IVelPhonebookControl3>>,
-      public CPhonebookManager,
-      public win::DialogImpl<CPhonebookControl>,
-      public CLocalizerHelperT<CPhonebookControl> {
+    : public CPhonebookControlBase<CPhonebookControl, CPhonebookManager, listview::CPhonebookListView> {
+    using Base = CPhonebookControlBase<CPhonebookControl, CPhonebookManager, listview::CPhonebookListView>;
+    friend Base;
+
 public:
     enum { IDD = IDD_VELPHONEBOOKCONTROL };
-    static constexpr UINT kReloadTimer = 123;
-    static constexpr UINT kReloadDelayMs = 500;
     // Up to this many rows inserted or removed, a reload changes the list in
     // place rather than in one update with redrawing off.
     static constexpr size_t kRowsChangedInPlace = 16;
-    static constexpr DISPID kOnItemSelected = 1;
-    // Recompose on resize, can't link inside, inside-out, activate when
-    // visible, set client site first.
-    static constexpr DWORD kMiscStatus = 131473;
 
     CPhonebookControl();
     ~CPhonebookControl() override;
 
     // IVelPhonebookControl
     STDMETHODIMP GetItem(int item, ULONG* id, BSTR* name, BSTR* fax) noexcept override;
-    STDMETHODIMP GetItemCount() noexcept override;
     STDMETHODIMP GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept override;
-    STDMETHODIMP GetSelItemCount() noexcept override;
     // IVelPhonebookControl2
     STDMETHODIMP SelectOutlookAddressBook(LONG selected) noexcept override;
-    STDMETHODIMP IsOutlookAddressBookSelected(LONG* selected) noexcept override;
     // IVelPhonebookControl3
     STDMETHODIMP EnableCheckBoxes(LONG enable, BSTR header) noexcept override;
     STDMETHODIMP SelectItem(int item) noexcept override;
@@ -65,25 +43,16 @@ public:
 
     // What the control kit asks of the control.
     static const CLSID& ClassId() noexcept { return CLSID_VelPhonebookControl; }
-    static const IID& EventInterfaceId() noexcept { return DIID_IVelPhonebookControlEvents; }
     static const wchar_t* DisplayName() noexcept { return L"VelPhonebookControl"; }
-    HWND ControlWindow() const noexcept { return m_hWnd; }
-    HWND CreateControlWindow(HWND parent, const RECT& position);
-    void DestroyControlWindow() noexcept;
 
     // CPhonebookManager hooks.
-    HWND GetNotifyWindow() override { return m_hWnd; }
     HRESULT OnOutlookConnected() override;
     void OnOutlookDisconnecting() override;
 
     BEGIN_MSG_MAP(CPhonebookControl)
         MESSAGE_HANDLER(WM_INITDIALOG, OnInitDialog)
         MESSAGE_HANDLER(WM_DESTROY, OnDestroy)
-        MESSAGE_HANDLER(WM_TIMER, OnTimer)
-        MESSAGE_HANDLER(kReloadMessage, OnReloadRequest)
-        MESSAGE_HANDLER(WM_SIZE, OnSize)
         MESSAGE_HANDLER(WM_DRAWITEM, OnDrawItem)
-        MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
         COMMAND_HANDLER(IDC_ADD, BN_CLICKED, OnAdd)
         COMMAND_HANDLER(IDC_IMAGE_ADD, BN_CLICKED, OnAdd)
         COMMAND_HANDLER(IDC_REMOVE, BN_CLICKED, OnRemove)
@@ -93,16 +62,13 @@ public:
         NOTIFY_HANDLER(IDC_LIST, listview::kEndEditNotify, OnEndEdit)
         NOTIFY_HANDLER(IDC_LIST, LVN_ITEMCHANGED, OnItemChanged)
         NOTIFY_HANDLER(IDC_LIST, LVN_COLUMNCLICK, OnColumnClick)
+        CHAIN_MSG_MAP(Base)
     END_MSG_MAP()
 
 private:
     LRESULT OnInitDialog(UINT, WPARAM, LPARAM, BOOL&);
     LRESULT OnDestroy(UINT, WPARAM, LPARAM, BOOL&);
-    LRESULT OnTimer(UINT, WPARAM, LPARAM, BOOL&);
-    LRESULT OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&);
-    LRESULT OnSize(UINT, WPARAM, LPARAM, BOOL&);
     LRESULT OnDrawItem(UINT, WPARAM, LPARAM, BOOL&);
-    LRESULT OnMouseActivate(UINT, WPARAM, LPARAM, BOOL&);
     LRESULT OnAdd(WORD, WORD, HWND, BOOL&);
     LRESULT OnRemove(WORD, WORD, HWND, BOOL&);
     LRESULT OnEdit(WORD, WORD, HWND, BOOL&);
@@ -113,15 +79,11 @@ private:
     void SetUpList();
     void Reload();
     using ReloadClock = std::chrono::steady_clock;
-    static void CALLBACK ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD);
     void LogReload(size_t shown, size_t added, size_t removed, ReloadClock::duration read,
                    ReloadClock::duration update) const;
     void UpdateButtons();
     void ShowButtonSet(bool imageButtons);
     void Layout(int width, int height);
-    void FireItemSelected(int item, bool selected, int count);
-    win::ListViewCtrl List() const noexcept { return m_list.List(); }
-    bool HasList() const noexcept { return m_list.IsWindow(); }
     std::wstring RowNumber(int number) const;
     int AppendRow(const CRecipient& recipient);
     int RowCount() const noexcept { return int(m_list.Keys().size()); }
@@ -132,10 +94,8 @@ private:
     // A standard message box over the host's window; the button pressed.
     int ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const;
 
-    listview::CPhonebookListView m_list;
     CPhonebookEventHandler m_outlookEvents;
     CImageButtons m_imageButtons;
-    bool m_vista = false;
     bool m_checkBoxesWanted = false;       // EnableCheckBoxes before the window existed
     std::wstring m_checkBoxHeader;
     int m_quietItemChanges = 0;            // own deletions: no item-changed events

@@ -1,6 +1,8 @@
 #include "control/phonebook_control2.h"
 
 #include "com/strings.h"
+#include "core/unique_name.h"
+#include "localization/language.h"
 #include "localization/string_ids.h"
 #include "ui/edc_blend.h"
 #include "ui/entry_info_dlg.h"
@@ -14,22 +16,6 @@
 #include <cwchar>
 
 namespace {
-
-VARIANT IntVariant(int value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_I4;
-    v.lVal = value;
-    return v;
-}
-
-VARIANT BoolVariant(bool value) {
-    VARIANT v;
-    ::VariantInit(&v);
-    v.vt = VT_BOOL;
-    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    return v;
-}
 
 bool IsChecked(UINT state) noexcept { return (state & LVIS_STATEIMAGEMASK) == INDEXTOSTATEIMAGEMASK(2); }
 
@@ -50,15 +36,6 @@ CPhonebookControl2::~CPhonebookControl2() {
     DestroyControlWindow();
     ReleaseSkin();
     if (m_gdiplusToken) Gdiplus::GdiplusShutdown(m_gdiplusToken);
-}
-
-HWND CPhonebookControl2::CreateControlWindow(HWND parent, const RECT&) {
-    win::ActivationScope scope;
-    return Create(parent);
-}
-
-void CPhonebookControl2::DestroyControlWindow() noexcept {
-    if (m_hWnd) ::DestroyWindow(m_hWnd);
 }
 
 // --- IVelPhonebookControl --------------------------------------------------
@@ -83,8 +60,6 @@ STDMETHODIMP CPhonebookControl2::GetItem(int item, ULONG* id, BSTR* name, BSTR* 
     });
 }
 
-STDMETHODIMP CPhonebookControl2::GetItemCount() noexcept { return HasList() ? HRESULT(List().GetItemCount()) : 0; }
-
 STDMETHODIMP CPhonebookControl2::GetSelItem(int from, ULONG* id, BSTR* name, BSTR* fax) noexcept {
     return com::Boundary([&]() -> HRESULT {
         if (!HasList()) return HRESULT(-1);
@@ -94,8 +69,6 @@ STDMETHODIMP CPhonebookControl2::GetSelItem(int from, ULONG* id, BSTR* name, BST
         return HRESULT(-1);
     });
 }
-
-STDMETHODIMP CPhonebookControl2::GetSelItemCount() noexcept { return HasList() ? HRESULT(m_list.MarkedCount()) : 0; }
 
 // --- IVelPhonebookControl2 -------------------------------------------------
 
@@ -122,13 +95,6 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
         UpdateButtons();
         return S_OK;
     });
-}
-
-STDMETHODIMP CPhonebookControl2::IsOutlookAddressBookSelected(LONG* selected) noexcept {
-    if (!selected)
-        return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2), L"No place for the answer.");
-    *selected = Kind();
-    return S_OK;
 }
 
 // --- IVelPhonebookControl3 -------------------------------------------------
@@ -218,13 +184,7 @@ void CPhonebookControl2::ReleaseSkin() noexcept {
 // --- The dialog --------------------------------------------------------------
 
 LRESULT CPhonebookControl2::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
-    OSVERSIONINFOW version{};
-    version.dwOSVersionInfoSize = sizeof(version);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    ::GetVersionExW(&version);
-#pragma GCC diagnostic pop
-    m_vista = version.dwMajorVersion >= 6;
+    m_vista = localization::CurrentWindowsVersion().major >= 6;
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));
@@ -251,18 +211,6 @@ LRESULT CPhonebookControl2::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     CloseSource();
     ClearRecords();
     m_list.Detach();
-    return 0;
-}
-
-LRESULT CPhonebookControl2::OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
-    // A burst of change notices gives one reload, half a second after the last.
-    ::SetTimer(m_hWnd, kReloadTimer, kReloadDelayMs, nullptr);
-    return 0;
-}
-
-LRESULT CPhonebookControl2::OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
-    if (timer != kReloadTimer || !HasList()) return 0;
-    Reload();
     return 0;
 }
 
@@ -322,10 +270,6 @@ int CPhonebookControl2::FirstMarked() const {
     for (int row = 0, count = List().GetItemCount(); row < count; ++row)
         if (m_list.IsMarked(row)) return row;
     return -1;
-}
-
-void CPhonebookControl2::FireItemSelected(int item, bool selected, int count) {
-    FireEvent(kOnItemSelected, {IntVariant(item), BoolVariant(selected), IntVariant(count)});
 }
 
 LRESULT CPhonebookControl2::OnItemChanged(int, NMHDR* header, BOOL&) {
@@ -395,13 +339,8 @@ LRESULT CPhonebookControl2::OnNew(WORD, WORD, HWND, BOOL&) {
     IAB* source = Source();
     RecipientList all;
     if (!source || FAILED(source->LoadAll(all))) return 0;
-    const std::wstring base = LoadText(IDS_NEW_RECIPIENT);
-    const auto taken = [&all](const std::wstring& name) {
-        return std::any_of(all.begin(), all.end(), [&name](const CRecipient& r) { return r.name == name; });
-    };
     CRecipient draft;
-    draft.name = base;
-    for (int n = 1; taken(draft.name); ++n) draft.name = base + std::to_wstring(n);
+    draft.name = UniqueRecipientName(LoadText(IDS_NEW_RECIPIENT), all);
     draft.faxNumber = LoadText(IDS_NEW_NUMBER);
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeNew, draft, this);
     dialog.SetSkinService(m_skin.get());
@@ -422,9 +361,7 @@ LRESULT CPhonebookControl2::OnDelete(WORD, WORD, HWND, BOOL&) {
     const int count = List().GetItemCount();
     const int marked = m_list.MarkedCount();
     if (!source || count == 0 || marked == 0) return 0;
-    std::wstring question = LoadText(IDS_CONFIRM_REMOVE);
-    if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
-        question.replace(at, 2, std::to_wstring(marked));
+    const std::wstring question = RemoveQuestion(marked);
     if (ui::ShowMessageBox(m_skin.get(), HostWindow(), question.c_str(), LoadText(IDS_REMOVE).c_str(),
                            MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) != IDYES)
         return 0;
@@ -482,16 +419,11 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
 // 50 units), so the three never overlap while the control is wide enough.
 void CPhonebookControl2::Layout(int width, int height) {
     if (!HasList()) return;
-    const auto units = [this](int left, int top, int right, int bottom) {
-        RECT rect{left, top, right, bottom};
-        ::MapDialogRect(m_hWnd, &rect);
-        return rect;
-    };
-    const RECT band = units(3, 170 - 139, 50, 14);  // left margin, band height, width, height
+    const RECT band = DialogUnits(3, 170 - 139, 50, 14);  // left margin, band height, width, height
     List().Move({0, 0, width, std::max(0L, height - band.top)});
     FitColumns();
     const int top = height - band.top;
-    const RECT deleteLeft = units(57, 0, 0, 0);
+    const RECT deleteLeft = DialogUnits(57, 0, 0, 0);
     ::MoveWindow(GetDlgItem(IDC_NEW), band.left, top, band.right, band.bottom, TRUE);
     ::MoveWindow(GetDlgItem(IDC_DELETE), deleteLeft.left, top, band.right, band.bottom, TRUE);
 
@@ -523,16 +455,4 @@ void CPhonebookControl2::FitColumns() {
     const int width = std::max(win::ScaleX(24), int(inside.right) - others);
     if (int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), 0)) != width)
         ::SendMessageW(list, LVM_SETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), width);
-}
-
-LRESULT CPhonebookControl2::OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
-    Layout(LOWORD(size), HIWORD(size));
-    return 0;
-}
-
-LRESULT CPhonebookControl2::OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
-    // A click makes an in-place active control UI-active (keyboard, Tab).
-    if (IsInPlaceActive() && !OleState().uiActive) ActivateInPlace(true, nullptr, nullptr);
-    handled = FALSE;
-    return 0;
 }

@@ -1,0 +1,149 @@
+// CPhonebookControlBase: what the two phonebook controls share. Each is a
+// composite ActiveX control over a dialog of the module's with the recipient
+// list, and at the same time the phonebook manager of that list. The base
+// holds the COM plumbing, the list, what the control kit asks of a control,
+// the reload timer and the item-selected event. The derived class supplies
+//   enum { IDD };                         its dialog template
+//   static ClassId(), DisplayName()       for the control kit
+//   void Reload();                        brings the list in line with the source
+//   void Layout(int width, int height);   places the children
+// and is a friend of the base (these may stay private).
+#pragma once
+
+#include "com/control_kit.h"
+#include "com/dispatch.h"
+#include "com/error_info.h"
+#include "com/invoke.h"
+#include "core/iab.h"
+#include "localization/localizer.h"
+#include "localization/string_ids.h"
+#include "module/VelPhonebook_h.h"
+#include "win/controls.h"
+#include "win/display.h"
+#include "win/window_impl.h"
+
+#include <string>
+#include <tuple>
+
+namespace com {
+template <>
+struct InterfaceBases<IVelPhonebookControl3> {
+    using type = std::tuple<IVelPhonebookControl2, IVelPhonebookControl>;
+};
+}  // namespace com
+
+// Manager is the phonebook manager the control is; ListView its list class;
+// MoreInterfaces what the control implements besides the phonebook control
+// interfaces and the control kit (placed between the two in its interface list).
+template <class Derived, class Manager, class ListView, class... MoreInterfaces>
+class CPhonebookControlBase
+    : public com::Implements<
+          Derived, com::Dispatch<IVelPhonebookControl3>, MoreInterfaces..., com::ControlKit<Derived>,
+          com::SupportErrorInfo<IVelPhonebookControl, IVelPhonebookControl2, IVelPhonebookControl3>>,
+      public Manager,
+      public win::DialogImpl<Derived>,
+      public CLocalizerHelperT<Derived> {
+public:
+    static constexpr UINT kReloadTimer = 123;
+    static constexpr UINT kReloadDelayMs = 500;
+    static constexpr DISPID kOnItemSelected = 1;
+    // Recompose on resize, can't link inside, inside-out, activate when
+    // visible, set client site first.
+    static constexpr DWORD kMiscStatus = 131473;
+
+    // IVelPhonebookControl
+    STDMETHODIMP GetItemCount() noexcept override { return HasList() ? HRESULT(List().GetItemCount()) : 0; }
+    STDMETHODIMP GetSelItemCount() noexcept override { return HasList() ? HRESULT(m_list.MarkedCount()) : 0; }
+    // IVelPhonebookControl2
+    STDMETHODIMP IsOutlookAddressBookSelected(LONG* selected) noexcept override {
+        if (!selected)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl2),
+                                    L"No place for the answer.");
+        *selected = this->Kind();
+        return S_OK;
+    }
+
+    // What the control kit asks of the control.
+    static const IID& EventInterfaceId() noexcept { return DIID_IVelPhonebookControlEvents; }
+    HWND ControlWindow() const noexcept { return this->m_hWnd; }
+    HWND CreateControlWindow(HWND parent, const RECT&) {
+        // Common controls 6 from the module's own manifest, whatever the host's.
+        win::ActivationScope scope;
+        return this->Create(parent);
+    }
+    void DestroyControlWindow() noexcept {
+        if (this->m_hWnd) ::DestroyWindow(this->m_hWnd);
+    }
+
+    // CPhonebookManager hooks (the Outlook ones are the derived class's).
+    HWND GetNotifyWindow() override { return this->m_hWnd; }
+
+    BEGIN_MSG_MAP(CPhonebookControlBase)
+        MESSAGE_HANDLER(WM_TIMER, OnTimer)
+        MESSAGE_HANDLER(kReloadMessage, OnReloadRequest)
+        MESSAGE_HANDLER(WM_SIZE, OnSize)
+        MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
+    END_MSG_MAP()
+
+protected:
+    win::ListViewCtrl List() const noexcept { return m_list.List(); }
+    bool HasList() const noexcept { return m_list.IsWindow(); }
+    // The window the control's dialogs are shown over: the host's dialog.
+    HWND HostWindow() const { return ::GetParent(this->GetParent()); }
+
+    // A rectangle given in the dialog's units, in pixels.
+    RECT DialogUnits(int left, int top, int right, int bottom) const {
+        RECT rect{left, top, right, bottom};
+        ::MapDialogRect(this->m_hWnd, &rect);
+        return rect;
+    }
+
+    // The question asked before rows are deleted, their number in place of "%d".
+    std::wstring RemoveQuestion(int rows) const {
+        std::wstring question = this->LoadText(IDS_CONFIRM_REMOVE);
+        if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
+            question.replace(at, 2, std::to_wstring(rows));
+        return question;
+    }
+
+    void FireItemSelected(int item, bool selected, int count) {
+        this->FireEvent(kOnItemSelected, {com::LongArg(item), com::BoolArg(selected), com::LongArg(count)});
+    }
+
+    ListView m_list;
+    bool m_vista = false;  // Windows 6 or later
+
+private:
+    Derived& Self() noexcept { return *static_cast<Derived*>(this); }
+
+    LRESULT OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
+        // A burst of change notices gives one reload, half a second after the
+        // last. The timer reaches the message map through its own procedure
+        // rather than the dialog's window procedure, because the reload takes
+        // the list's relays out of the dialog (see CLVEditable::BeginUpdate),
+        // which can only be done completely from outside the relay.
+        ::SetTimer(this->m_hWnd, kReloadTimer, kReloadDelayMs, &ReloadTimerProc);
+        return 0;
+    }
+    static void CALLBACK ReloadTimerProc(HWND dialog, UINT message, UINT_PTR timer, DWORD) {
+        win::CallDialogMap(dialog, message, timer, 0);
+    }
+    LRESULT OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
+        if (timer != kReloadTimer || !HasList()) return 0;
+        Self().Reload();
+        return 0;
+    }
+
+    LRESULT OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
+        Self().Layout(LOWORD(size), HIWORD(size));
+        return 0;
+    }
+
+    LRESULT OnMouseActivate(UINT, WPARAM, LPARAM, BOOL& handled) {
+        // A click makes an in-place active control UI-active (keyboard, Tab).
+        if (this->IsInPlaceActive() && !this->OleState().uiActive)
+            this->ActivateInPlace(true, nullptr, nullptr);
+        handled = FALSE;
+        return 0;
+    }
+};

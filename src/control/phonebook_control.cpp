@@ -214,6 +214,9 @@ std::wstring CPhonebookControl::RowNumber(int number) const {
 
 LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     handled = FALSE;
+    // Closing an Outlook source is a call into another process, during which
+    // a pending reload could otherwise run against the source going away.
+    ::KillTimer(m_hWnd, kReloadTimer);
     SetNotifyWindow(m_hWnd, false);
     CloseSource();
     m_imageButtons.Clear();

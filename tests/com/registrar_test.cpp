@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
-
 using namespace testing_support;
 
 namespace {
@@ -23,16 +21,9 @@ protected:
         return com::RunRegistryScript(script, m_map, mode);
     }
     static std::wstring Path(const wchar_t* sub) { return std::wstring(kScratch) + (*sub ? L"\\" : L"") + sub; }
-    static bool Exists(const wchar_t* sub) {
-        com::UniqueHKey key;
-        return ::RegOpenKeyExW(HKEY_CURRENT_USER, Path(sub).c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
-    }
+    static bool Exists(const wchar_t* sub) { return RegistryKeyExists(HKEY_CURRENT_USER, Path(sub)); }
     static std::optional<std::wstring> Text(const wchar_t* sub, const wchar_t* name = nullptr) {
-        wchar_t buffer[512];
-        DWORD size = sizeof buffer;
-        if (::RegGetValueW(HKEY_CURRENT_USER, Path(sub).c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size))
-            return std::nullopt;
-        return std::wstring(buffer);
+        return RegistryText(HKEY_CURRENT_USER, Path(sub), name);
     }
     static void CreateKey(const wchar_t* sub) {
         com::UniqueHKey key;
@@ -65,11 +56,13 @@ TEST_F(Registrar, ReplacementValuesAreTakenLiterally) {
     EXPECT_TRUE(Exists(L"Value")) << "key names are replaced too";
 }
 
-TEST_F(Registrar, ForceRemoveClearsTheKeyBeforeWriting) {
+TEST_F(Registrar, ForceRemoveClearsTheKeyBeforeWritingAndDeleteRemovesIt) {
     CreateKey(L"Class\\Stale");
-    ASSERT_EQ(S_OK, Run(L"Registrar { ForceRemove Class = s 'c' { Fresh } }"));
+    CreateKey(L"Old\\Child");
+    ASSERT_EQ(S_OK, Run(L"Registrar { ForceRemove Class = s 'c' { Fresh } Delete Old }"));
     EXPECT_FALSE(Exists(L"Class\\Stale"));
     EXPECT_TRUE(Exists(L"Class\\Fresh"));
+    EXPECT_FALSE(Exists(L"Old"));
 }
 
 TEST_F(Registrar, UnregisteringRemovesWhatTheScriptNamesAndKeepsTheRest) {
@@ -87,13 +80,6 @@ TEST_F(Registrar, UnregisteringRemovesWhatTheScriptNamesAndKeepsTheRest) {
     EXPECT_TRUE(Exists(L"Kept\\Foreign")) << "a plain key holding foreign keys is kept";
     EXPECT_FALSE(Text(L"Kept", L"Value")) << "but its named values go";
     EXPECT_EQ(S_OK, Run(script, com::RegistrarMode::Unregister)) << "twice is fine";
-}
-
-TEST_F(Registrar, DeleteRemovesAKeyAtRegistration) {
-    CreateKey(L"Old\\Child");
-    ASSERT_EQ(S_OK, Run(L"Registrar { Delete Old }"));
-    EXPECT_FALSE(Exists(L"Old"));
-    EXPECT_TRUE(Exists(L""));
 }
 
 TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
@@ -115,6 +101,9 @@ TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
     EXPECT_EQ(kBad, com::RunRegistryScript(L"HKXY { A }", m_map, com::RegistrarMode::Register));
     EXPECT_EQ(kBad, com::RunRegistryScript(L"HKCU { val A = s 'x' }", m_map, com::RegistrarMode::Register));
     EXPECT_EQ(S_OK, com::RunRegistryScript(L"", m_map, com::RegistrarMode::Register));
+    EXPECT_TRUE(FAILED(
+        com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))
+        << "a program without scripts";
 }
 
 // A script may nest keys deeper than any thread's stack could follow level by
@@ -146,12 +135,6 @@ TEST_F(Registrar, DeepNestingNeedsNoDeepStack) {
     EXPECT_EQ(L"here", bottom);
     EXPECT_EQ(S_OK, unregistered);
     EXPECT_FALSE(Exists(L""));
-}
-
-TEST_F(Registrar, AMissingScriptResourceFails) {
-    EXPECT_TRUE(FAILED(
-        com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))
-        << "a program without scripts";
 }
 
 }  // namespace

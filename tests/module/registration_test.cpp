@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <optional>
 #include <set>
 
 using namespace testing_support;
@@ -21,40 +19,38 @@ std::wstring GuidText(REFGUID guid) {
 }
 
 bool KeyExists(const std::wstring& path) {
-    com::UniqueHKey key;
-    return ::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+    return RegistryKeyExists(HKEY_CLASSES_ROOT, path);
 }
-
 std::optional<std::wstring> Text(const std::wstring& path, const wchar_t* name = nullptr) {
-    wchar_t buffer[1024];
-    DWORD size = sizeof buffer;
-    if (::RegGetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
-        return std::nullopt;
-    return std::wstring(buffer);
+    return RegistryText(HKEY_CLASSES_ROOT, path, name);
 }
 
 std::set<std::wstring> Subkeys(const std::wstring& path) {
     std::set<std::wstring> names;
     com::UniqueHKey key;
-    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS) return names;
+    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, key.put()) != ERROR_SUCCESS)
+        return names;
     wchar_t name[256];
-    for (DWORD i = 0;; ++i) {
-        DWORD length = 256;
-        if (::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) break;
+    for (DWORD i = 0, length = 256;
+         ::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, length = 256)
         names.insert(name);
-    }
     return names;
 }
 
-const std::wstring kClassKey = L"CLSID\\" + GuidText(CLSID_MRUList);
 const std::wstring kTypeLibKey = L"TypeLib\\" + GuidText(LIBID_VELPHONEBOOKLib);
 
-// The module's classes, by the name their script registers them under.
-struct PublishedClass {
+// The module's classes, by the name their script registers them under, with
+// the keys a control has beyond those of every class.
+const struct PublishedClass {
     const wchar_t* name;
     const CLSID* clsid;
-};
-const PublishedClass kObjectClasses[] = {{L"MRUList", &CLSID_MRUList}, {L"AddressBook", &CLSID_AddressBook}};
+    std::set<std::wstring> controlKeys;
+} kClasses[] = {{L"MRUList", &CLSID_MRUList, {}},
+                {L"AddressBook", &CLSID_AddressBook, {}},
+                {L"VelPhonebookControl2",
+                 &CLSID_VelPhonebookControl2,
+                 {L"Control", L"Insertable", L"ToolboxBitmap32", L"MiscStatus"}}};
 
 class Registration : public ::testing::Test {
 protected:
@@ -62,66 +58,44 @@ protected:
     static void TearDownTestSuite() { RunRegsvr32(false); }
 };
 
-// The keys every class script writes: both ProgIDs and the class key.
-void ExpectClassKeys(const PublishedClass& published, const std::set<std::wstring>& extraClassSubkeys) {
-    SCOPED_TRACE(published.name);
-    const std::wstring name = published.name;
-    const std::wstring progId = L"Zantix." + name, versioned = progId + L".1";
-    const std::wstring description = L"Orvanta " + name + L" Class";
-    const std::wstring classKey = L"CLSID\\" + GuidText(*published.clsid);
-
-    EXPECT_EQ(description, Text(versioned));
-    EXPECT_EQ(std::set<std::wstring>{L"CLSID"}, Subkeys(versioned));
-    EXPECT_EQ(GuidText(*published.clsid), Text(versioned + L"\\CLSID"));
-
-    EXPECT_EQ(description, Text(progId));
-    EXPECT_EQ((std::set<std::wstring>{L"CLSID", L"CurVer"}), Subkeys(progId));
-    EXPECT_EQ(GuidText(*published.clsid), Text(progId + L"\\CLSID"));
-    EXPECT_EQ(versioned, Text(progId + L"\\CurVer"));
-
-    EXPECT_EQ(description, Text(classKey));
-    std::set<std::wstring> subkeys{L"InprocServer32", L"ProgID", L"Programmable", L"TypeLib", L"Version",
-                                   L"VersionIndependentProgID"};
-    subkeys.insert(extraClassSubkeys.begin(), extraClassSubkeys.end());
-    EXPECT_EQ(subkeys, Subkeys(classKey));
-    EXPECT_EQ(versioned, Text(classKey + L"\\ProgID"));
-    EXPECT_EQ(progId, Text(classKey + L"\\VersionIndependentProgID"));
-    EXPECT_TRUE(Subkeys(classKey + L"\\Programmable").empty());
-    const auto server = Text(classKey + L"\\InprocServer32");
-    ASSERT_TRUE(server);
-    EXPECT_EQ(0, _wcsicmp(server->c_str(), (BinDir() + L"VelPhonebook64.dll").c_str())) << *server;
-    EXPECT_EQ(L"Apartment", Text(classKey + L"\\InprocServer32", L"ThreadingModel"));
-    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(classKey + L"\\TypeLib"));
-    EXPECT_EQ(L"1.1", Text(classKey + L"\\Version"));
-}
-
-TEST_F(Registration, RegistersExactlyThePublishedKeys) {
+TEST_F(Registration, RegistersExactlyThePublishedKeysAndTheTypeLibrary) {
     ASSERT_EQ(0, RunRegsvr32(false));
-    // An object class has no control keys.
-    for (const PublishedClass& published : kObjectClasses) ExpectClassKeys(published, {});
-}
+    for (const PublishedClass& published : kClasses) {
+        SCOPED_TRACE(published.name);
+        const std::wstring name = published.name, clsid = GuidText(*published.clsid);
+        const std::wstring progId = L"Zantix." + name, versioned = progId + L".1";
+        const std::wstring description = L"Orvanta " + name + L" Class", classKey = L"CLSID\\" + clsid;
 
-TEST_F(Registration, RegistersTheSecondControlWithItsControlKeys) {
-    ASSERT_EQ(0, RunRegsvr32(false));
-    const PublishedClass control{L"VelPhonebookControl2", &CLSID_VelPhonebookControl2};
-    ExpectClassKeys(control, {L"Control", L"Insertable", L"ToolboxBitmap32", L"MiscStatus"});
-    const std::wstring classKey = L"CLSID\\" + GuidText(CLSID_VelPhonebookControl2);
-    EXPECT_TRUE(Subkeys(classKey + L"\\Control").empty());
-    EXPECT_TRUE(Subkeys(classKey + L"\\Insertable").empty());
-    const auto bitmap = Text(classKey + L"\\ToolboxBitmap32");
-    ASSERT_TRUE(bitmap);
-    EXPECT_EQ(0, _wcsicmp(bitmap->c_str(), (BinDir() + L"VelPhonebook64.dll, 101").c_str())) << *bitmap;
-    EXPECT_EQ(L"0", Text(classKey + L"\\MiscStatus"));
-    EXPECT_EQ(L"131473", Text(classKey + L"\\MiscStatus\\1"));
-    // Unregistering takes the class key and both ProgIDs away.
-    ASSERT_EQ(0, RunRegsvr32(true));
-    EXPECT_FALSE(Text(classKey));
-    EXPECT_FALSE(Text(L"Zantix.VelPhonebookControl2"));
-    EXPECT_FALSE(Text(L"Zantix.VelPhonebookControl2.1"));
-}
+        EXPECT_EQ(description, Text(versioned));
+        EXPECT_EQ(std::set<std::wstring>{L"CLSID"}, Subkeys(versioned));
+        EXPECT_EQ(clsid, Text(versioned + L"\\CLSID"));
+        EXPECT_EQ(description, Text(progId));
+        EXPECT_EQ((std::set<std::wstring>{L"CLSID", L"CurVer"}), Subkeys(progId));
+        EXPECT_EQ(clsid, Text(progId + L"\\CLSID"));
+        EXPECT_EQ(versioned, Text(progId + L"\\CurVer"));
 
-TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
-    ASSERT_EQ(0, RunRegsvr32(false));
+        EXPECT_EQ(description, Text(classKey));
+        std::set<std::wstring> subkeys{L"InprocServer32", L"ProgID",  L"Programmable",
+                                       L"TypeLib",        L"Version", L"VersionIndependentProgID"};
+        subkeys.insert(published.controlKeys.begin(), published.controlKeys.end());
+        EXPECT_EQ(subkeys, Subkeys(classKey));
+        EXPECT_EQ(versioned, Text(classKey + L"\\ProgID"));
+        EXPECT_EQ(progId, Text(classKey + L"\\VersionIndependentProgID"));
+        EXPECT_TRUE(Subkeys(classKey + L"\\Programmable").empty());
+        EXPECT_EQ(0, _wcsicmp(Text(classKey + L"\\InprocServer32").value_or(L"").c_str(),
+                              (BinDir() + L"VelPhonebook64.dll").c_str()));
+        EXPECT_EQ(L"Apartment", Text(classKey + L"\\InprocServer32", L"ThreadingModel"));
+        EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(classKey + L"\\TypeLib"));
+        EXPECT_EQ(L"1.1", Text(classKey + L"\\Version"));
+        if (published.controlKeys.empty()) continue;
+        EXPECT_TRUE(Subkeys(classKey + L"\\Control").empty());
+        EXPECT_TRUE(Subkeys(classKey + L"\\Insertable").empty());
+        EXPECT_EQ(0, _wcsicmp(Text(classKey + L"\\ToolboxBitmap32").value_or(L"").c_str(),
+                              (BinDir() + L"VelPhonebook64.dll, 101").c_str()));
+        EXPECT_EQ(L"0", Text(classKey + L"\\MiscStatus"));
+        EXPECT_EQ(L"131473", Text(classKey + L"\\MiscStatus\\1"));
+    }
+
     EXPECT_TRUE(KeyExists(kTypeLibKey + L"\\1.1"));
     com::ComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, ::LoadRegTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, library.put()));
@@ -131,7 +105,6 @@ TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
     EXPECT_EQ(1, attributes->wMajorVerNum);
     EXPECT_EQ(1, attributes->wMinorVerNum);
     library->ReleaseTLibAttr(attributes);
-
     for (REFIID iid : {__uuidof(IMRUList), __uuidof(IAddressBook), __uuidof(IVelPhonebookControl3)}) {
         com::ComPtr<ITypeInfo> info;
         EXPECT_EQ(S_OK, library->GetTypeInfoOfGuid(iid, info.put())) << GuidText(iid).c_str();
@@ -141,7 +114,7 @@ TEST_F(Registration, RegistersTheTypeLibraryUnderItsOwnIdentifier) {
 TEST_F(Registration, UnregisteringRemovesEverythingButTheSharedRoots) {
     ASSERT_EQ(0, RunRegsvr32(false));
     ASSERT_EQ(0, RunRegsvr32(true));
-    for (const PublishedClass& published : kObjectClasses) {
+    for (const PublishedClass& published : kClasses) {
         const std::wstring progId = std::wstring(L"Zantix.") + published.name;
         EXPECT_FALSE(KeyExists(progId + L".1")) << progId;
         EXPECT_FALSE(KeyExists(progId)) << progId;
@@ -154,14 +127,15 @@ TEST_F(Registration, UnregisteringRemovesEverythingButTheSharedRoots) {
 }
 
 TEST_F(Registration, RegisteringAgainReplacesTheClassKey) {
+    const std::wstring classKey = L"CLSID\\" + GuidText(CLSID_MRUList);
     ASSERT_EQ(0, RunRegsvr32(false));
     com::UniqueHKey stale;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CLASSES_ROOT, (kClassKey + L"\\LocalServer32").c_str(), 0,
+    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CLASSES_ROOT, (classKey + L"\\LocalServer32").c_str(), 0,
                                                nullptr, 0, KEY_ALL_ACCESS, nullptr, stale.put(), nullptr));
     stale.reset();
     ASSERT_EQ(0, RunRegsvr32(false));
-    EXPECT_FALSE(KeyExists(kClassKey + L"\\LocalServer32"));
-    EXPECT_TRUE(KeyExists(kClassKey + L"\\InprocServer32"));
+    EXPECT_FALSE(KeyExists(classKey + L"\\LocalServer32"));
+    EXPECT_TRUE(KeyExists(classKey + L"\\InprocServer32"));
 }
 
 // The module's exports, called directly.
@@ -170,10 +144,11 @@ protected:
     void SetUp() override {
         m_module.reset(::LoadLibraryW((BinDir() + L"VelPhonebook64.dll").c_str()));
         ASSERT_TRUE(m_module);
-        m_canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
-            reinterpret_cast<void*>(::GetProcAddress(m_module.get(), "DllCanUnloadNow")));
-        m_getClassObject = reinterpret_cast<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(
-            reinterpret_cast<void*>(::GetProcAddress(m_module.get(), "DllGetClassObject")));
+        const auto address = [&](const char* name) {
+            return reinterpret_cast<void*>(::GetProcAddress(m_module.get(), name));
+        };
+        m_canUnload = reinterpret_cast<decltype(m_canUnload)>(address("DllCanUnloadNow"));
+        m_getClassObject = reinterpret_cast<decltype(m_getClassObject)>(address("DllGetClassObject"));
         ASSERT_TRUE(m_canUnload && m_getClassObject);
     }
     com::ComPtr<IClassFactory> Factory() {
@@ -212,7 +187,8 @@ TEST_F(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
 
 TEST_F(ModuleExports, UnknownClassesAndBadRequestsFail) {
     com::ComPtr<IUnknown> object;
-    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, m_getClassObject(IID_IUnknown, IID_IClassFactory, object.put_void()));
+    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE,
+              m_getClassObject(IID_IUnknown, IID_IClassFactory, object.put_void()));
     EXPECT_EQ(nullptr, object.get());
     EXPECT_EQ(E_NOINTERFACE, m_getClassObject(CLSID_MRUList, IID_IDispatch, object.put_void()));
     EXPECT_EQ(E_POINTER, m_getClassObject(CLSID_MRUList, IID_IClassFactory, nullptr));
@@ -231,9 +207,7 @@ TEST_F(ModuleExports, UnknownClassesAndBadRequestsFail) {
 TEST_F(ModuleExports, ObjectsFollowTheIdentityRules) {
     com::ComPtr<IMRUList> mru;
     ASSERT_EQ(S_OK, Factory()->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
-    com::ComPtr<IUnknown> first = mru.query<IUnknown>();
-    com::ComPtr<IUnknown> second = mru.query<IDispatch>().query<IUnknown>();
-    EXPECT_EQ(first.get(), second.get());
+    EXPECT_EQ(mru.query<IUnknown>().get(), mru.query<IDispatch>().query<IUnknown>().get());
     EXPECT_EQ(static_cast<IDispatch*>(mru.get()), mru.query<IDispatch>().get());
     EXPECT_FALSE(mru.query<IClassFactory>());
     EXPECT_FALSE(mru.query<IAddressBook>());

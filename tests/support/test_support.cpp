@@ -183,4 +183,17 @@ int HandleCount() {
 
 void DeleteUserKey(const wchar_t* path) { ::RegDeleteTreeW(HKEY_CURRENT_USER, path), ::RegDeleteKeyW(HKEY_CURRENT_USER, path); }
 
+bool RegistryKeyExists(HKEY root, const std::wstring& path) {
+    com::UniqueHKey key;
+    return ::RegOpenKeyExW(root, path.c_str(), 0, KEY_READ, key.put()) == ERROR_SUCCESS;
+}
+
+std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& path, const wchar_t* name) {
+    wchar_t buffer[1024];
+    DWORD size = sizeof buffer;
+    if (::RegGetValueW(root, path.c_str(), name, RRF_RT_REG_SZ, nullptr, buffer, &size) != ERROR_SUCCESS)
+        return std::nullopt;
+    return std::wstring(buffer);
+}
+
 }  // namespace testing_support

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace testing_support {
@@ -69,5 +70,8 @@ int HandleCount();
 
 // Deletes a registry tree under HKEY_CURRENT_USER (missing is fine).
 void DeleteUserKey(const wchar_t* path);
+// Whether a registry key exists; a value as text (REG_SZ), nothing when absent.
+bool RegistryKeyExists(HKEY root, const std::wstring& path);
+std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& path, const wchar_t* name = nullptr);
 
 }  // namespace testing_support

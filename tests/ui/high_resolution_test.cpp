@@ -42,11 +42,11 @@ TEST(HighResolutionTest, DialogsLayOutPaintAndCastTheirShadowAt144Dpi) {
     WriteLogPixels(144);
     ::SetEnvironmentVariableW(kExpectedDpiVariable, L"144");
     std::string output;
-    const int code = testing_support::RunProcess(
-        L"\"" + testing_support::BinDir() +
-            L"test_ui.exe\" --gtest_brief=1 "
-            L"--gtest_filter=HighResolutionTest.Child*:*Layout*:MessageBoxTest.*:SkinFrameTest.Shadow*:Styles/*",
-        &output, 180000);
+    const int code = testing_support::RunProcess(L"\"" + testing_support::BinDir() +
+                                                     L"test_ui.exe\" --gtest_brief=1 "
+                                                     L"--gtest_filter=HighResolutionTest.Child*:*Layout*:"
+                                                     L"MessageBoxTest.*:SkinFrameTest.Shadow*:Styles/*",
+                                                 &output, 180000);
     ::SetEnvironmentVariableW(kExpectedDpiVariable, nullptr);
     WriteLogPixels(previous);
     EXPECT_EQ(code, 0) << output;

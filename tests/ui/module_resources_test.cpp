@@ -4,6 +4,7 @@
 #include "ui/gdiplus_include.h"
 #include "ui/ui_ids.h"
 
+#include "com/com_ptr.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
@@ -13,9 +14,10 @@
 namespace {
 
 TEST(ModuleResourcesTest, TemplatesAndImagesAreInTheModule) {
-    const HMODULE module =
+    const com::UniqueModule library(
         ::LoadLibraryExW((testing_support::BinDir() + L"VelPhonebook64.dll").c_str(), nullptr,
-                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+                         LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
+    const HMODULE module = library.get();
     ASSERT_TRUE(module);
     EXPECT_TRUE(::FindResourceW(module, MAKEINTRESOURCEW(IDD_ENTRY_INFO), RT_DIALOG));
     EXPECT_TRUE(::FindResourceW(module, MAKEINTRESOURCEW(IDD_MESSAGE_BOX), RT_DIALOG));
@@ -32,28 +34,23 @@ TEST(ModuleResourcesTest, TemplatesAndImagesAreInTheModule) {
         const HRSRC found = ::FindResourceW(module, MAKEINTRESOURCEW(image.id), L"PNG");
         ASSERT_TRUE(found) << image.id;
         const auto* bytes = static_cast<const BYTE*>(::LockResource(::LoadResource(module, found)));
-        IStream* stream = ::SHCreateMemStream(bytes, ::SizeofResource(module, found));
-        ASSERT_TRUE(stream);
-        {
-            Gdiplus::Bitmap bitmap(stream);
-            EXPECT_EQ(bitmap.GetLastStatus(), Gdiplus::Ok) << image.id;
-            EXPECT_EQ(bitmap.GetWidth(), image.pixels) << image.id;
-            EXPECT_EQ(bitmap.GetHeight(), image.pixels) << image.id;
-            // Drawn on a transparent ground with solid shapes.
-            Gdiplus::Color corner, pixel;
-            bitmap.GetPixel(0, 0, &corner);
-            EXPECT_EQ(corner.GetA(), 0) << image.id;
-            int opaque = 0;
-            for (UINT y = 0; y < image.pixels; ++y)
-                for (UINT x = 0; x < image.pixels; ++x)
-                    if (bitmap.GetPixel(INT(x), INT(y), &pixel) == Gdiplus::Ok && pixel.GetA() == 255)
-                        ++opaque;
-            EXPECT_GT(opaque, int(image.pixels)) << image.id;
-        }
-        stream->Release();
+        const auto stream =
+            com::ComPtr<IStream>::attach(::SHCreateMemStream(bytes, ::SizeofResource(module, found)));
+        Gdiplus::Bitmap bitmap(stream.get());
+        EXPECT_EQ(bitmap.GetLastStatus(), Gdiplus::Ok) << image.id;
+        EXPECT_EQ(bitmap.GetWidth(), image.pixels) << image.id;
+        EXPECT_EQ(bitmap.GetHeight(), image.pixels) << image.id;
+        // Drawn on a transparent ground with solid shapes.
+        Gdiplus::Color corner, pixel;
+        bitmap.GetPixel(0, 0, &corner);
+        EXPECT_EQ(corner.GetA(), 0) << image.id;
+        int opaque = 0;
+        for (UINT y = 0; y < image.pixels; ++y)
+            for (UINT x = 0; x < image.pixels; ++x)
+                if (bitmap.GetPixel(INT(x), INT(y), &pixel) == Gdiplus::Ok && pixel.GetA() == 255) ++opaque;
+        EXPECT_GT(opaque, int(image.pixels)) << image.id;
     }
     Gdiplus::GdiplusShutdown(token);
-    ::FreeLibrary(module);
 }
 
 }  // namespace

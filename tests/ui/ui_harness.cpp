@@ -5,26 +5,21 @@
 #include "support/test_support.h"
 #include "ui/edc_blend.h"
 #include "ui/entry_info_dlg.h"
-#include "ui/gdiplus_include.h"
 #include "ui/message_box_dlg.h"
 
-#include <gtest/gtest.h>
-
 #include <intrin.h>
+
+#include <algorithm>
 #include <cstdlib>
 
 namespace ui_test {
 namespace {
 
-LRESULT CALLBACK HostProc(HWND hwnd, UINT message, WPARAM wParam, LPARAM lParam) {
-    return ::DefWindowProcW(hwnd, message, wParam, lParam);
-}
-
 const wchar_t* HostClass() {
     static const wchar_t* name = [] {
         WNDCLASSEXW info{};
         info.cbSize = sizeof(info);
-        info.lpfnWndProc = &HostProc;
+        info.lpfnWndProc = &::DefWindowProcW;
         info.hInstance = ::GetModuleHandleW(nullptr);
         info.hCursor = ::LoadCursorW(nullptr, IDC_ARROW);
         // Created once for the process, before any count is taken.
@@ -39,19 +34,22 @@ const wchar_t* HostClass() {
 ModalScript* g_script = nullptr;
 constexpr DWORD kStepTimeoutMs = 5000;
 
-struct ThreadWindows {
-    std::vector<HWND> windows;
-};
-
-BOOL CALLBACK CollectWindow(HWND hwnd, LPARAM context) {
-    reinterpret_cast<ThreadWindows*>(context)->windows.push_back(hwnd);
-    return TRUE;
+std::vector<HWND> ThreadWindows() {
+    std::vector<HWND> found;
+    const auto collect = [](HWND hwnd, LPARAM context) {
+        reinterpret_cast<std::vector<HWND>*>(context)->push_back(hwnd);
+        return TRUE;
+    };
+    ::EnumThreadWindows(::GetCurrentThreadId(), collect, reinterpret_cast<LPARAM>(&found));
+    return found;
 }
 
-std::vector<HWND> AllThreadWindows() {
-    ThreadWindows found;
-    ::EnumThreadWindows(::GetCurrentThreadId(), &CollectWindow, reinterpret_cast<LPARAM>(&found));
-    return found.windows;
+// Windows of this thread with all the given extended style bits.
+std::vector<HWND> ThreadWindowsWithExStyle(DWORD exStyle) {
+    std::vector<HWND> result;
+    for (HWND hwnd : ThreadWindows())
+        if ((DWORD(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE)) & exStyle) == exStyle) result.push_back(hwnd);
+    return result;
 }
 
 void SendKey(WORD scan, DWORD flags) {
@@ -64,16 +62,13 @@ void SendKey(WORD scan, DWORD flags) {
 
 }  // namespace
 
-HostWindow::HostWindow(const RECT& rect) {
-    m_hwnd = ::CreateWindowExW(0, HostClass(), L"Host", WS_POPUP | WS_VISIBLE, rect.left, rect.top,
-                               rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr,
-                               ::GetModuleHandleW(nullptr), nullptr);
-    ::SetForegroundWindow(m_hwnd);
-    ::UpdateWindow(m_hwnd);
-}
-
-HostWindow::~HostWindow() {
-    if (m_hwnd) ::DestroyWindow(m_hwnd);
+com::UniqueWindow ShowHostWindow(const RECT& rect) {
+    com::UniqueWindow host(::CreateWindowExW(0, HostClass(), L"Host", WS_POPUP | WS_VISIBLE, rect.left,
+                                             rect.top, rect.right - rect.left, rect.bottom - rect.top,
+                                             nullptr, nullptr, ::GetModuleHandleW(nullptr), nullptr));
+    ::SetForegroundWindow(host.get());
+    ::UpdateWindow(host.get());
+    return host;
 }
 
 ModalScript::ModalScript(std::vector<Step> steps, UINT intervalMs) : m_steps(std::move(steps)) {
@@ -107,20 +102,24 @@ void ModalScript::Run() {
     m_running = false;
 }
 
+ModalScript::Step Do(std::function<void()> action) {
+    return [action] {
+        action();
+        return true;
+    };
+}
+
+ModalScript::Step CloseDialog() {
+    return Do([] { ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0); });
+}
+
 HWND FindDialog() {
-    for (HWND hwnd : AllThreadWindows()) {
+    for (HWND hwnd : ThreadWindows()) {
         wchar_t name[32] = {};
         ::GetClassNameW(hwnd, name, 32);
         if (std::wstring(name) == L"#32770" && ::IsWindowVisible(hwnd)) return hwnd;
     }
     return nullptr;
-}
-
-std::vector<HWND> ThreadWindowsWithExStyle(DWORD exStyle) {
-    std::vector<HWND> result;
-    for (HWND hwnd : AllThreadWindows())
-        if ((DWORD(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE)) & exStyle) == exStyle) result.push_back(hwnd);
-    return result;
 }
 
 HWND FindShadow() {
@@ -132,10 +131,6 @@ HWND FindShader() {
     for (HWND hwnd : ThreadWindowsWithExStyle(WS_EX_LAYERED))
         if (!(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE) & WS_EX_TRANSPARENT)) return hwnd;
     return nullptr;
-}
-
-int ThreadWindowCount() {
-    return int(AllThreadWindows().size());
 }
 
 void TypeText(HWND window, const std::wstring& text) {
@@ -183,29 +178,28 @@ std::wstring WindowText(HWND window) {
     return text;
 }
 
-ScreenShot::ScreenShot() {
-    m_width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN);
-    m_height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
-    m_pixels.resize(size_t(m_width) * size_t(m_height));
-    const HDC screen = ::GetDC(nullptr);
-    const HDC memory = ::CreateCompatibleDC(screen);
-    BITMAPINFO info{};
-    info.bmiHeader.biSize = sizeof(info.bmiHeader);
-    info.bmiHeader.biWidth = m_width;
-    info.bmiHeader.biHeight = -m_height;
-    info.bmiHeader.biPlanes = 1;
-    info.bmiHeader.biBitCount = 32;
-    info.bmiHeader.biCompression = BI_RGB;
+RECT ChildRect(HWND parent, HWND child) {
+    RECT rect{};
+    ::GetWindowRect(child, &rect);
+    ::MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&rect), 2);
+    return rect;
+}
+
+ScreenShot::ScreenShot()
+    : m_width(::GetSystemMetrics(SM_CXVIRTUALSCREEN)),
+      m_height(::GetSystemMetrics(SM_CYVIRTUALSCREEN)),
+      m_pixels(size_t(m_width) * size_t(m_height)) {
+    const com::UniqueScreenDc screen(::GetDC(nullptr));
+    const com::UniqueDc memory(::CreateCompatibleDC(screen.get()));
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), m_width, -m_height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
     void* bits = nullptr;
-    const HBITMAP bitmap = ::CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    const HGDIOBJ previous = ::SelectObject(memory, bitmap);
-    ::BitBlt(memory, 0, 0, m_width, m_height, screen, 0, 0, SRCCOPY);
+    const com::UniqueGdiObject bitmap(
+        ::CreateDIBSection(screen.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    const HGDIOBJ previous = ::SelectObject(memory.get(), bitmap.get());
+    ::BitBlt(memory.get(), 0, 0, m_width, m_height, screen.get(), 0, 0, SRCCOPY);
     ::GdiFlush();
     memcpy(m_pixels.data(), bits, m_pixels.size() * 4);
-    ::SelectObject(memory, previous);
-    ::DeleteObject(bitmap);
-    ::DeleteDC(memory);
-    ::ReleaseDC(nullptr, screen);
+    ::SelectObject(memory.get(), previous);
 }
 
 COLORREF ScreenShot::At(int x, int y) const {
@@ -214,46 +208,28 @@ COLORREF ScreenShot::At(int x, int y) const {
     return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
 }
 
+std::vector<COLORREF> ScreenShot::In(const RECT& rect) const {
+    std::vector<COLORREF> found;
+    for (int y = std::max(rect.top, 0L); y < std::min(rect.bottom, LONG(m_height)); ++y)
+        for (int x = std::max(rect.left, 0L); x < std::min(rect.right, LONG(m_width)); ++x)
+            found.push_back(At(x, y));
+    return found;
+}
+
 int ScreenShot::Count(const RECT& rect, COLORREF colour, int tolerance) const {
-    int count = 0;
-    for (int y = rect.top; y < rect.bottom; ++y)
-        for (int x = rect.left; x < rect.right; ++x) {
-            const COLORREF c = At(x, y);
-            if (c == CLR_INVALID) continue;
-            if (std::abs(GetRValue(c) - GetRValue(colour)) <= tolerance &&
-                std::abs(GetGValue(c) - GetGValue(colour)) <= tolerance &&
-                std::abs(GetBValue(c) - GetBValue(colour)) <= tolerance)
-                ++count;
-        }
-    return count;
+    const auto matches = [&](COLORREF c) {
+        return std::abs(GetRValue(c) - GetRValue(colour)) <= tolerance &&
+               std::abs(GetGValue(c) - GetGValue(colour)) <= tolerance &&
+               std::abs(GetBValue(c) - GetBValue(colour)) <= tolerance;
+    };
+    const auto pixels = In(rect);
+    return int(std::count_if(pixels.begin(), pixels.end(), matches));
 }
 
 int ScreenShot::Darkest(const RECT& rect) const {
     int darkest = 3 * 255;
-    for (int y = rect.top; y < rect.bottom; ++y)
-        for (int x = rect.left; x < rect.right; ++x) {
-            const COLORREF c = At(x, y);
-            if (c != CLR_INVALID) darkest = std::min(darkest, Brightness(c));
-        }
+    for (COLORREF c : In(rect)) darkest = std::min(darkest, Brightness(c));
     return darkest;
-}
-
-bool ScreenShot::SavePng(const std::wstring& path) const {
-    Gdiplus::GdiplusStartupInput input;
-    ULONG_PTR token = 0;
-    if (Gdiplus::GdiplusStartup(&token, &input, nullptr) != Gdiplus::Ok) return false;
-    bool saved = false;
-    {
-        std::vector<DWORD> opaque(m_pixels);
-        for (DWORD& p : opaque) p |= 0xFF000000u;
-        Gdiplus::Bitmap bitmap(m_width, m_height, m_width * 4, PixelFormat32bppARGB,
-                               reinterpret_cast<BYTE*>(opaque.data()));
-        // The PNG encoder's class identifier.
-        const CLSID png = {0x557cf406, 0x1a04, 0x11d3, {0x9a, 0x73, 0x00, 0x00, 0xf8, 0x1e, 0xf3, 0x2e}};
-        saved = bitmap.Save(path.c_str(), &png, nullptr) == Gdiplus::Ok;
-    }
-    Gdiplus::GdiplusShutdown(token);
-    return saved;
 }
 
 RECT ClientToScreenRect(HWND window, RECT rect) {
@@ -287,13 +263,9 @@ DWORD GdiObjectCount() {
 }  // namespace
 
 ResourceCounts CountResources() {
-    ResourceCounts counts;
-    counts.windows = ThreadWindowCount();
-    counts.gdiObjects = GdiObjectCount();
-    counts.userObjects = ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS);
-    counts.threads = testing_support::ThreadCount();
-    counts.handles = testing_support::HandleCount();
-    return counts;
+    return {int(ThreadWindows().size()), GdiObjectCount(),
+            ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS), testing_support::ThreadCount(),
+            testing_support::HandleCount()};
 }
 
 ResourceCounts SettledResources(const ResourceCounts& baseline) {
@@ -310,20 +282,20 @@ ResourceCounts SettledResources(const ResourceCounts& baseline) {
     return now;
 }
 
-HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
-    if (!out) return E_POINTER;
-    if (iid == IID_IUnknown || iid == IID_IDispatch) {
-        *out = static_cast<IDispatch*>(this);
-        AddRef();
-        return S_OK;
-    }
-    *out = nullptr;
-    return E_NOINTERFACE;
+CRecipient Recipient(const wchar_t* id, const wchar_t* name, const wchar_t* fax) {
+    CRecipient r;
+    r.identifier = id;
+    r.name = name;
+    r.faxNumber = fax;
+    return r;
 }
 
-HRESULT RecordingSkin::GetTypeInfoCount(UINT* count) {
-    if (count) *count = 0;
-    return S_OK;
+HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
+    if (!out) return E_POINTER;
+    const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
+    *out = known ? static_cast<IDispatch*>(this) : nullptr;
+    if (known) AddRef();
+    return known ? S_OK : E_NOINTERFACE;
 }
 
 namespace {
@@ -368,68 +340,50 @@ namespace {
 class WarmUp : public ::testing::Environment {
 public:
     void SetUp() override {
-        ui_test::ScreenShot shot;
+        using namespace ui_test;
+        // GoogleTest's first trace on a thread starts a thread that watches
+        // it for its thread-local data, and keeps a handle to it.
+        { SCOPED_TRACE("warm-up"); }
+        ScreenShot shot;
         ::OpenClipboard(nullptr);
         ::CloseClipboard();
         // The first dialog of a process loads fonts and GDI+ for good.
-        ui_test::HostWindow host;
-        ui_test::ModalScript script({[] { return ui_test::FindDialog() != nullptr; },
-                                     [] {
-                                         ::UpdateWindow(ui_test::FindDialog());
-                                         ui_test::ClickWindow(::GetDlgItem(ui_test::FindDialog(), IDOK));
-                                         return true;
-                                     },
-                                     [] { return ui_test::FindDialog() == nullptr; }});
-        ui::ShowMessageBox(nullptr, host.hwnd(), L"Warm-up", L"", MB_OK);
-
+        const com::UniqueWindow host = ShowHostWindow();
+        {
+            ModalScript script({[] { return FindDialog() != nullptr; }, Do([] {
+                                    ::UpdateWindow(FindDialog());
+                                    ClickWindow(::GetDlgItem(FindDialog(), IDOK));
+                                }),
+                                [] { return FindDialog() == nullptr; }});
+            ui::ShowMessageBox(nullptr, host.get(), L"Warm-up", L"", MB_OK);
+        }
         // And the entry dialog: typing, pasting, the warning image.
         testing_support::DeleteUserKey(kMRUKeyPath);
         {
-            WarmUpOwner owner;
-            CRecipient ann;
-            ann.identifier = L"w1";
-            ann.name = L"Ann";
-            ann.faxNumber = L"111";
+            MRUOwner owner;
+            CRecipient ann = Recipient(L"w1", L"Ann", L"111");
             owner.Source()->Add(ann);
             ui::CEntryInfoDlg entry(ui::CEntryInfoDlg::ModeNew, ann, &owner);
             HWND dialog = nullptr;
-            ui_test::ModalScript entryScript(
-                {[&] { return (dialog = ui_test::FindDialog()) != nullptr; },
-                 [&] {
-                     ui_test::TypeText(::GetDlgItem(dialog, 214), L"1a-");
-                     return true;
-                 },
-                 [&] { return ui_test::WindowText(::GetDlgItem(dialog, 214)).size() > 3; },
-                 [&] {
-                     ::SetWindowTextW(::GetDlgItem(dialog, 214), L"");
-                     ui_test::PasteText(::GetDlgItem(dialog, 214), L"1a1");
-                     ::SetWindowTextW(::GetDlgItem(dialog, 213), L"Ann");
-                     ::SetWindowTextW(::GetDlgItem(dialog, 214), L"111");
-                     ::SendMessageW(::GetDlgItem(dialog, 215), BM_CLICK, 0, 0);
-                     return true;
-                 },
-                 [&] { return entry.IsDuplicate(); },
-                 [&] {
-                     ::UpdateWindow(dialog);
-                     ui_test::ScreenShot shot;
-                     ::PostMessageW(dialog, WM_CLOSE, 0, 0);
-                     return true;
-                 }});
-            ui::DoModalShaded(entry, host.hwnd());
+            const auto item = [&](int id) { return ::GetDlgItem(dialog, id); };
+            ModalScript script({[&] { return (dialog = FindDialog()) != nullptr; },
+                                Do([&] { TypeText(item(214), L"1a-"); }),
+                                [&] { return WindowText(item(214)).size() > 3; }, Do([&] {
+                                    ::SetWindowTextW(item(214), L"");
+                                    PasteText(item(214), L"1a1");
+                                    ::SetWindowTextW(item(213), L"Ann");
+                                    ::SetWindowTextW(item(214), L"111");
+                                    ::SendMessageW(item(215), BM_CLICK, 0, 0);
+                                }),
+                                [&] { return entry.IsDuplicate(); }, Do([&] {
+                                    ::UpdateWindow(dialog);
+                                    ScreenShot shot;
+                                    ::PostMessageW(dialog, WM_CLOSE, 0, 0);
+                                })});
+            ui::DoModalShaded(entry, host.get());
         }
         testing_support::DeleteUserKey(kMRUKeyPath);
     }
-
-    class WarmUpOwner : public CPhonebookManager {
-    public:
-        WarmUpOwner() {
-            SetKind(kMRUBook);
-            OpenSource();
-        }
-        HWND GetNotifyWindow() override { return nullptr; }
-        HRESULT OnOutlookConnected() override { return S_OK; }
-        void OnOutlookDisconnecting() override {}
-    };
 };
 
 const auto* const g_warmUp = ::testing::AddGlobalTestEnvironment(new WarmUp);

@@ -4,10 +4,15 @@
 // give back.
 #pragma once
 
+#include "com/unique_any.h"
+#include "core/phonebook_manager.h"
+
+#include <gtest/gtest.h>
 #include <oaidl.h>
 #include <windows.h>
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,15 +21,7 @@ namespace ui_test {
 // A visible top-level window painted in one colour, the stand-in for the
 // fax program's send dialog.
 inline constexpr COLORREF kHostColour = RGB(120, 200, 240);
-class HostWindow {
-public:
-    explicit HostWindow(const RECT& rect = RECT{80, 60, 780, 600});
-    ~HostWindow();
-    HWND hwnd() const { return m_hwnd; }
-
-private:
-    HWND m_hwnd = nullptr;
-};
+com::UniqueWindow ShowHostWindow(const RECT& rect = RECT{80, 60, 780, 600});
 
 // Steps run one per timer tick inside whatever modal loop is running on
 // this thread. A step returns true when it is done and false to be tried
@@ -37,7 +34,6 @@ public:
     ~ModalScript();
     bool Finished() const { return m_next >= m_steps.size(); }
     const std::string& failure() const { return m_failure; }
-    size_t StepsDone() const { return m_next; }
 
 private:
     static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
@@ -50,17 +46,16 @@ private:
     bool m_running = false;
     std::string m_failure;
 };
+// A step that acts once; a step that closes the dialog of this thread.
+ModalScript::Step Do(std::function<void()> action);
+ModalScript::Step CloseDialog();
 
 // The visible dialog (class #32770) of this thread, or null.
 HWND FindDialog();
-// Windows of this thread with all the given extended style bits.
-std::vector<HWND> ThreadWindowsWithExStyle(DWORD exStyle);
 // The module's drop shadow (layered and click-through) and shading cover
 // (layered, not click-through) of this thread, or null.
 HWND FindShadow();
 HWND FindShader();
-// Top-level windows of this thread, visible or not.
-int ThreadWindowCount();
 
 // Real keyboard input into the window: it gets the focus, then the text is
 // typed as Unicode key events through the system's input queue.
@@ -70,6 +65,9 @@ void PasteText(HWND edit, const std::wstring& text);
 // A real mouse click in the middle of the window.
 void ClickWindow(HWND window);
 std::wstring WindowText(HWND window);
+// A child's rectangle in its parent's client coordinates (the screen's
+// without a parent).
+RECT ChildRect(HWND parent, HWND child);
 
 // The screen as this process sees it (the virtual desktop), read back
 // with BitBlt; pixels are 0x00RRGGBB.
@@ -79,14 +77,16 @@ public:
     COLORREF At(int x, int y) const;  // RGB()
     int width() const { return m_width; }
     int height() const { return m_height; }
+    const std::vector<DWORD>& pixels() const { return m_pixels; }
     // Pixels of the screen rectangle equal to the colour (within tolerance
     // per channel).
     int Count(const RECT& rect, COLORREF colour, int tolerance = 0) const;
     // The darkest pixel's brightness (sum of the channels) in the rectangle.
     int Darkest(const RECT& rect) const;
-    bool SavePng(const std::wstring& path) const;
 
 private:
+    std::vector<COLORREF> In(const RECT& rect) const;  // the pixels on the screen
+
     int m_width = 0, m_height = 0;
     std::vector<DWORD> m_pixels;
 };
@@ -108,6 +108,43 @@ ResourceCounts CountResources();
 // source's watcher thread takes a moment to end).
 ResourceCounts SettledResources(const ResourceCounts& baseline);
 
+// A host window for each test, and the check at its end that the dialogs
+// gave back everything the process held once the host was up.
+template <class Base = ::testing::Test>
+class HostedTest : public Base {
+protected:
+    void SetUp() override {
+        Base::SetUp();
+        host = ShowHostWindow();
+        baseline = CountResources();
+    }
+    void TearDown() override {
+        const ResourceCounts after = SettledResources(baseline);
+        EXPECT_EQ(after.windows, baseline.windows) << "windows left behind";
+        EXPECT_EQ(after.gdiObjects, baseline.gdiObjects) << "GDI objects left behind";
+        EXPECT_EQ(after.userObjects, baseline.userObjects) << "USER objects left behind";
+        EXPECT_EQ(after.threads, baseline.threads) << "threads left behind";
+        EXPECT_EQ(after.handles, baseline.handles) << "handles left behind";
+        host.reset();
+        Base::TearDown();
+    }
+    com::UniqueWindow host;
+    ResourceCounts baseline;
+};
+
+// The control's side of the phonebook manager, over the MRU book.
+class MRUOwner : public CPhonebookManager {
+public:
+    MRUOwner() {
+        SetKind(kMRUBook);
+        OpenSource();
+    }
+    HWND GetNotifyWindow() override { return nullptr; }
+    HRESULT OnOutlookConnected() override { return S_OK; }
+    void OnOutlookDisconnecting() override {}
+};
+CRecipient Recipient(const wchar_t* id, const wchar_t* name, const wchar_t* fax);
+
 // An automation object that records every call made on it by name.
 class RecordingSkin : public IDispatch {
 public:
@@ -127,7 +164,10 @@ public:
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override { return --m_references; }  // lives on the test's stack
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
+        if (count) *count = 0;
+        return S_OK;
+    }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,

@@ -73,16 +73,6 @@ TEST(WindowKitTest, MessagesGoThroughTheLayersInOrderAndTheRestToTheDefault) {
     EXPECT_EQ(window.finalMessages, 1);
 }
 
-TEST(WindowKitTest, AnObjectGoingFirstTakesItsWindowWithoutRunningItsMap) {
-    HWND hwnd = nullptr;
-    {
-        TwoLayerWindow window;
-        hwnd = window.Create(nullptr, RECT{0, 0, 10, 10}, L"", WS_POPUP);
-        ASSERT_TRUE(hwnd);
-    }
-    EXPECT_FALSE(::IsWindow(hwnd));
-}
-
 class KitDialog : public win::DialogImpl<KitDialog> {
 public:
     enum { IDD = 901 };
@@ -123,15 +113,18 @@ TEST(WindowKitTest, ModalDialogReturnsWhatItEndsWithAndNotificationsReturnTheirR
     EXPECT_EQ(dialog.hwnd(), nullptr);
 }
 
-TEST(WindowKitTest, ModelessDialogLivesUntilItsObjectGoes) {
-    HWND hwnd = nullptr;
+TEST(WindowKitTest, AWindowOrModelessDialogWhoseObjectGoesFirstGoesWithIt) {
+    HWND window = nullptr, dialog = nullptr;
     {
-        KitDialog dialog;
-        hwnd = dialog.Create(nullptr, ::GetModuleHandleW(nullptr));
-        ASSERT_TRUE(hwnd);
-        EXPECT_EQ(::GetDlgCtrlID(dialog.GetDlgItem(300)), 300);
+        TwoLayerWindow windowObject;
+        KitDialog dialogObject;
+        window = windowObject.Create(nullptr, RECT{0, 0, 10, 10}, L"", WS_POPUP);
+        dialog = dialogObject.Create(nullptr, ::GetModuleHandleW(nullptr));
+        ASSERT_TRUE(window && dialog);
+        EXPECT_EQ(::GetDlgCtrlID(dialogObject.GetDlgItem(300)), 300);
     }
-    EXPECT_FALSE(::IsWindow(hwnd));
+    EXPECT_FALSE(::IsWindow(window));
+    EXPECT_FALSE(::IsWindow(dialog));
 }
 
 // Swallows digits typed into an edit box it does not own.

@@ -22,17 +22,6 @@
 
 namespace {
 
-class MRUOwner : public CPhonebookManager {
-public:
-    MRUOwner() {
-        SetKind(kMRUBook);
-        OpenSource();
-    }
-    HWND GetNotifyWindow() override { return nullptr; }
-    HRESULT OnOutlookConnected() override { return S_OK; }
-    void OnOutlookDisconnecting() override {}
-};
-
 std::wstring g_folder;
 std::wstring g_scene;
 
@@ -40,11 +29,30 @@ std::wstring OutputName(const wchar_t* suffix) {
     return g_folder + L"\\" + g_scene + L"_" + std::to_wstring(win::ScreenDpiY()) + L"dpi" + suffix;
 }
 
+// Writes 32-bit ARGB pixels, top-down rows, as a PNG file.
+bool SavePng(std::vector<DWORD>& pixels, int width, int height, const std::wstring& path) {
+    Gdiplus::GdiplusStartupInput input;
+    ULONG_PTR token = 0;
+    if (Gdiplus::GdiplusStartup(&token, &input, nullptr) != Gdiplus::Ok) return false;
+    bool saved = false;
+    {
+        Gdiplus::Bitmap bitmap(width, height, width * 4, PixelFormat32bppARGB,
+                               reinterpret_cast<BYTE*>(pixels.data()));
+        // The PNG encoder's class identifier.
+        const CLSID png = {0x557cf406, 0x1a04, 0x11d3, {0x9a, 0x73, 0x00, 0x00, 0xf8, 0x1e, 0xf3, 0x2e}};
+        saved = bitmap.Save(path.c_str(), &png, nullptr) == Gdiplus::Ok;
+    }
+    Gdiplus::GdiplusShutdown(token);
+    return saved;
+}
+
 // Saves the screen, announces the scene and waits for the go-ahead.
 bool Announce() {
     ::UpdateWindow(ui_test::FindDialog());
-    ui_test::ScreenShot shot;
-    shot.SavePng(OutputName(L"_gdi.png"));
+    const ui_test::ScreenShot shot;
+    std::vector<DWORD> opaque(shot.pixels());
+    for (DWORD& p : opaque) p |= 0xFF000000u;
+    SavePng(opaque, shot.width(), shot.height(), OutputName(L"_gdi.png"));
     std::printf("READY %ls\n", g_scene.c_str());
     std::fflush(stdout);
     const std::wstring done = g_folder + L"\\done";
@@ -58,11 +66,8 @@ bool Announce() {
 
 int EntryScene(HWND host) {
     ::RegDeleteTreeW(HKEY_CURRENT_USER, kMRUKeyPath);
-    MRUOwner owner;
-    CRecipient ann;
-    ann.identifier = L"s1";
-    ann.name = L"Ann Example";
-    ann.faxNumber = L"+49 30 1234567";
+    ui_test::MRUOwner owner;
+    CRecipient ann = ui_test::Recipient(L"s1", L"Ann Example", L"+49 30 1234567");
     owner.Source()->Add(ann);
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeView, ann, &owner);
     HWND window = nullptr;
@@ -72,22 +77,15 @@ int EntryScene(HWND host) {
                                      ::SendMessageW(::GetDlgItem(window, 215), BM_CLICK, 0, 0);  // Save
                                      return dialog.IsDuplicate();
                                  },
-                                 Announce,
-                                 [&] {
-                                     ::PostMessageW(window, WM_CLOSE, 0, 0);
-                                     return true;
-                                 }});
+                                 Announce, ui_test::CloseDialog()});
     ui::DoModalShaded(dialog, host);
     ::RegDeleteTreeW(HKEY_CURRENT_USER, kMRUKeyPath);
     return script.failure().empty() ? 0 : 1;
 }
 
 int MessageScene(HWND host) {
-    ui_test::ModalScript script({[] { return ui_test::FindDialog() != nullptr; }, Announce,
-                                 [] {
-                                     ::PostMessageW(ui_test::FindDialog(), WM_CLOSE, 0, 0);
-                                     return true;
-                                 }});
+    ui_test::ModalScript script(
+        {[] { return ui_test::FindDialog() != nullptr; }, Announce, ui_test::CloseDialog()});
     ui::ShowMessageBox(nullptr, host, L"Are you sure you want to remove selected 2 recipient(s)?", L"Remove",
                        292);
     return script.failure().empty() ? 0 : 1;
@@ -110,10 +108,7 @@ int ShadowScene() {
             picture[size_t(y) * size_t(size.cx * kZoom) + size_t(x)] =
                 0xFF000000u | (channel(16) << 16) | (channel(8) << 8) | channel(0);
         }
-    Gdiplus::Bitmap bitmap(size.cx * kZoom, size.cy * kZoom, size.cx * kZoom * 4, PixelFormat32bppARGB,
-                           reinterpret_cast<BYTE*>(picture.data()));
-    const CLSID png = {0x557cf406, 0x1a04, 0x11d3, {0x9a, 0x73, 0x00, 0x00, 0xf8, 0x1e, 0xf3, 0x2e}};
-    return bitmap.Save(OutputName(L".png").c_str(), &png, nullptr) == Gdiplus::Ok ? 0 : 1;
+    return SavePng(picture, size.cx * kZoom, size.cy * kZoom, OutputName(L".png")) ? 0 : 1;
 }
 
 }  // namespace
@@ -127,11 +122,11 @@ int wmain(int argc, wchar_t** argv) {
     if (g_scene == L"shadow") {
         result = ShadowScene();
     } else {
-        ui_test::HostWindow host(RECT{60, 60, 860, 660});
+        const com::UniqueWindow host = ui_test::ShowHostWindow(RECT{60, 60, 860, 660});
         if (g_scene == L"entry")
-            result = EntryScene(host.hwnd());
+            result = EntryScene(host.get());
         else if (g_scene == L"message")
-            result = MessageScene(host.hwnd());
+            result = MessageScene(host.get());
     }
     ::CoUninitialize();
     return result;

@@ -404,6 +404,12 @@ LRESULT CPhonebookControl::OnEndEdit(int, NMHDR* header, BOOL&) {
     if (item < 0 || (column != listview::kNameColumn && column != listview::kFaxColumn)) return 0;
     const UINT message = CommitEdit(item, column, info->item.pszText ? info->item.pszText : L"");
     if (!message) return 0;
+    // Hidden (the host closing with an edit open, which ends the edit): no
+    // message over a window on its way out, and no edit opened again.
+    if (!::IsWindowVisible(m_hWnd)) {
+        m_list.SetRestartSuppressed(true);
+        return 1;
+    }
     ShowMessage(LoadText(message), L"", MB_OK | MB_ICONERROR);
     // Rejected: the list opens the edit again (unless told not to once).
     return 1;

@@ -6,52 +6,20 @@
 #include "com/strings.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/outlook_fixture.h"
+#include "sources/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
 
-#include <shlobj.h>
-
 #include <algorithm>
-#include <set>
 #include <vector>
 
 using namespace testing_support;
 
 namespace {
 
-std::wstring ContactsFolder() {
-    wchar_t* path = nullptr;
-    if (FAILED(::SHGetKnownFolderPath(FOLDERID_Contacts, KF_FLAG_CREATE, nullptr, &path))) return {};
-    std::wstring folder = path;
-    ::CoTaskMemFree(path);
-    return folder + L"\\";
-}
-
-std::set<std::wstring> ContactFiles() {
-    std::set<std::wstring> names;
-    WIN32_FIND_DATAW data;
-    const HANDLE find = ::FindFirstFileW((ContactsFolder() + L"*.contact").c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE) return names;
-    do names.insert(data.cFileName);
-    while (::FindNextFileW(find, &data));
-    ::FindClose(find);
-    return names;
-}
-
-void ClearContacts() {
-    for (const std::wstring& file : ContactFiles()) ::DeleteFileW((ContactsFolder() + file).c_str());
-}
-
-std::string FileText(const std::wstring& file) {
-    com::UniqueFile handle(::CreateFileW((ContactsFolder() + file).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                         OPEN_EXISTING, 0, nullptr));
-    std::string text(65536, '\0');
-    DWORD read = 0;
-    if (!handle || !::ReadFile(handle.get(), text.data(), DWORD(text.size()), &read, nullptr)) return {};
-    text.resize(read);
-    return text;
-}
+// A file of the Contacts folder, as text.
+std::string FileText(const std::wstring& file) { return ReadFileBytes(ContactsFolder() + L"\\" + file); }
 
 com::UniqueSafeArray Strings(std::vector<std::wstring> texts, LONG lower = 0) {
     SAFEARRAY* array = nullptr;
@@ -70,13 +38,13 @@ protected:
         ASSERT_EQ(0, RunProcess(L"regsvr32.exe /s \"" + BinDir() + L"standin_wab32.dll\""));
     }
     void SetUp() override {
-        ClearContacts();
+        ClearContactsFolder();
         ASSERT_EQ(S_OK, CreateBook(m_book));
     }
     void TearDown() override {
         m_book.reset();
         ::CoFreeUnusedLibrariesEx(0, 0);
-        ClearContacts();
+        ClearContactsFolder();
     }
     static HRESULT CreateBook(com::ComPtr<IAddressBook>& book) {
         CLSID clsid{};
@@ -114,30 +82,31 @@ TEST_F(AddressBookTest, BadArraysAreRefusedBeforeAnythingIsAdded) {
 
 TEST_F(AddressBookTest, NamelessPairsGetTheFirstFreeNewRecipientNames) {
     EXPECT_EQ(S_OK, Add({L"", L"", L""}, {L"100", L"200", L"300"}));
-    EXPECT_EQ((std::set<std::wstring>{L"New Recipient.contact", L"New Recipient1.contact",
-                                      L"New Recipient2.contact"}),
+    EXPECT_EQ((std::vector<std::wstring>{L"New Recipient.contact", L"New Recipient1.contact",
+                                         L"New Recipient2.contact"}),
               ContactFiles());
     EXPECT_NE(FileText(L"New Recipient2.contact").find(">300<"), std::string::npos);
 
     // A later call sees them in the book and continues the series.
     EXPECT_EQ(S_OK, Add({L""}, {L"400"}));
-    EXPECT_EQ(1u, ContactFiles().count(L"New Recipient3.contact"));
+    const auto files = ContactFiles();
+    EXPECT_EQ(1, std::count(files.begin(), files.end(), L"New Recipient3.contact"));
 }
 
 TEST_F(AddressBookTest, ANameAlreadyInTheBookIsSkippedWhateverItsNumber) {
     EXPECT_EQ(S_FALSE, Add({L"Ann", L"Ann"}, {L"100", L"200"})) << "the second Ann is skipped and comes last";
-    EXPECT_EQ(std::set<std::wstring>{L"Ann.contact"}, ContactFiles());
+    EXPECT_EQ(std::vector<std::wstring>{L"Ann.contact"}, ContactFiles());
     EXPECT_NE(FileText(L"Ann.contact").find(">100<"), std::string::npos);
 
     EXPECT_EQ(S_OK, Add({L"Ann", L"ann", L"Bob"}, {L"300", L"400", L"500"})) << "names compare case-sensitively";
-    EXPECT_EQ((std::set<std::wstring>{L"Ann.contact", L"ann (1).contact", L"Bob.contact"}), ContactFiles());
+    EXPECT_EQ((std::vector<std::wstring>{L"Ann.contact", L"Bob.contact", L"ann (1).contact"}), ContactFiles());
 }
 
 TEST_F(AddressBookTest, ExtraNamesAreIgnoredAndNonZeroBoundsAreHonoured) {
     const com::UniqueSafeArray names = Strings({L"Zed", L"Ann", L"Bob"}, 4);
     const com::UniqueSafeArray numbers = Strings({L"100", L"200"}, 5);
     EXPECT_EQ(S_OK, m_book->AddNewContacts(names.get(), numbers.get()));
-    EXPECT_EQ((std::set<std::wstring>{L"Ann.contact", L"Bob.contact"}), ContactFiles());
+    EXPECT_EQ((std::vector<std::wstring>{L"Ann.contact", L"Bob.contact"}), ContactFiles());
 }
 
 TEST_F(AddressBookTest, TheModuleCanUnloadOnceTheObjectIsGone) {

@@ -40,6 +40,11 @@ std::vector<std::wstring> BookNames() {
     return names;
 }
 
+HWND EditBox(HWND list) {
+    const HWND box = ::FindWindowExW(list, nullptr, L"Edit", nullptr);
+    return box && ::IsWindowVisible(box) ? box : nullptr;
+}
+
 STDMETHODIMP EventSink::GetTypeInfoCount(UINT* count) noexcept {
     if (!count) return E_POINTER;
     *count = 0;

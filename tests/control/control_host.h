@@ -32,6 +32,9 @@ void WriteBook(const std::vector<std::pair<std::wstring, std::wstring>>& people)
 // The names in the store, in its order.
 std::vector<std::wstring> BookNames();
 
+// The in-place edit box open over a cell of the list, or null.
+HWND EditBox(HWND list);
+
 // One event as a sink received it.
 struct ReceivedEvent {
     DISPID id = 0;

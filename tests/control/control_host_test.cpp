@@ -353,12 +353,6 @@ TEST_F(HostedControlTest, PicturesOfTheFilledControlWithAndWithoutCheckBoxes) {
 
 namespace {
 
-// The in-place edit box over a cell of the list, if one is open.
-HWND EditBox(HWND list) {
-    const HWND box = ::FindWindowExW(list, nullptr, L"Edit", nullptr);
-    return box && ::IsWindowVisible(box) ? box : nullptr;
-}
-
 void Press(HWND window, UINT key) { ::SendMessageW(window, WM_KEYDOWN, key, 1); }
 
 }  // namespace

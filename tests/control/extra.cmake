@@ -14,3 +14,7 @@ target_link_libraries(control_dpi_probe PRIVATE test_support)
 # The second control's tests count resources and record skin calls with the dialog tests' tools.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui/ui_harness.cpp)
 target_include_directories(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui)
+# The tests of the control on Windows Contacts share the source tests' Contacts
+# folder tools and change the folder from another process with their probe.
+target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/wab_fixture.cpp)
+add_dependencies(test_control wab_probe)

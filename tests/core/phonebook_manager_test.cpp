@@ -10,9 +10,8 @@
 #include "sources/outlook_fixture.h"
 #include "sources/wab5.h"
 #include "sources/wab6.h"
+#include "sources/wab_fixture.h"
 #include "support/mru_fixture.h"
-
-#include <shlobj.h>
 
 using namespace testing_support;
 
@@ -44,62 +43,49 @@ private:
     HWND m_window;
 };
 
-class PhonebookManagerTest : public MRUStoreTest {};
+// Changes by other processes: a save of the MRU store, and a file written
+// into the Contacts folder, as a contact saved by another program is.
+std::wstring ScratchFile() { return ContactsFolder() + L"\\manager_test_scratch.txt"; }
+void ChangeMRU() { ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0")); }
+void ChangeContacts() { ASSERT_EQ(0, WriteFromAnotherProcess(ScratchFile())); }
 
-TEST_F(PhonebookManagerTest, UnknownSelectionsAreRefusedAndChangeNothing) {
-    RecordingManager manager;
-    ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook));
-    IAB* const source = manager.Source();
-    ASSERT_NE(source, nullptr);
-    for (int kind : {2, -2, 5, INT_MIN}) {
-        bool replaced = true;
-        EXPECT_EQ(E_INVALIDARG, manager.SelectKind(kind, &replaced)) << kind;
-        EXPECT_FALSE(replaced);
-        EXPECT_EQ(manager.Kind(), kMRUBook);
-        EXPECT_EQ(manager.Source(), source);
-    }
-    manager.SetKind(7);
-    EXPECT_EQ(E_INVALIDARG, manager.OpenSource());
-    EXPECT_EQ(manager.Source(), nullptr);
+// The reload messages for one change: up to the first when one is expected,
+// else all that come within 600 ms.
+int Reloads(MessageCounter& window, void (*change)(), bool expected) {
+    return window.WaitAfter(change, expected ? 1 : INT_MAX, expected ? 2000 : 600);
 }
 
-TEST_F(PhonebookManagerTest, SelectingTheCurrentBookKeepsItsSource) {
+class PhonebookManagerTest : public MRUStoreTest {};
+
+TEST_F(PhonebookManagerTest, SelectionsKeepTheSourceUnlessTheBookChanges) {
     RecordingManager manager;
     bool replaced = false;
     ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook, &replaced));
     EXPECT_TRUE(replaced);
     IAB* const source = manager.Source();
+    ASSERT_NE(source, nullptr);
     EXPECT_EQ(S_OK, manager.SelectKind(kMRUBook, &replaced));
     EXPECT_FALSE(replaced);
+    // Unknown selections are refused and change nothing.
+    for (int kind : {2, -2, 5, INT_MIN}) {
+        replaced = true;
+        EXPECT_EQ(E_INVALIDARG, manager.SelectKind(kind, &replaced)) << kind;
+        EXPECT_FALSE(replaced);
+        EXPECT_EQ(manager.Kind(), kMRUBook);
+    }
     EXPECT_EQ(manager.Source(), source);
     EXPECT_EQ(manager.connected, 0) << "no Outlook hook for other books";
-}
+    manager.SetKind(7);
+    EXPECT_EQ(E_INVALIDARG, manager.OpenSource());
+    EXPECT_EQ(manager.Source(), nullptr);
 
-TEST_F(PhonebookManagerTest, TheOwnersWindowHearsOfChangesToTheBookItSwitchedTo) {
-    MessageCounter window(kReloadMessage);
-    RecordingManager manager(window.hwnd());
-    ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook));
-    window.PumpFor(300);
-    window.Reset();
-    ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"));
-    EXPECT_GE(window.WaitFor(1, 1000), 1);
-
-    // Unregistered, the window hears nothing more.
-    manager.SetNotifyWindow(window.hwnd(), false);
-    window.PumpFor(300);
-    window.Reset();
-    ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"));
-    EXPECT_EQ(window.PumpFor(600), 0);
-}
-
-TEST_F(PhonebookManagerTest, ClosingLeavesNoSourceAndIsHarmlessTwice) {
-    RecordingManager manager;
+    // Closing is harmless twice, and a window with no source has nothing to go to.
     manager.SetKind(kMRUBook);
     ASSERT_EQ(S_OK, manager.OpenSource());
     manager.CloseSource();
     EXPECT_EQ(manager.Source(), nullptr);
     manager.CloseSource();
-    manager.SetNotifyWindow(nullptr, true);  // no source: nothing to pass it to
+    manager.SetNotifyWindow(nullptr, true);
     EXPECT_EQ(manager.disconnecting, 0);
 }
 
@@ -126,15 +112,12 @@ TEST(PreferredAddressBookTest, ReadsTheUsersChoiceAndDefaultsToTheWindowsBook) {
 // the registry as the product reaches them.
 class ManagerOnBooksTest : public outlooktest::OutlookTest {
 protected:
+    // The address-book stand-in stays registered, as the system's library is
+    // on Windows (see WABTest).
     static void SetUpTestSuite() {
         OutlookTest::SetUpTestSuite();
-        ASSERT_EQ(0, RunProcess(L"regsvr32.exe /s \"" + BinDir() + L"standin_wab32.dll\""));
+        ASSERT_EQ(0, RegisterStandIn());
     }
-    // The stand-in stays registered, as the system's library is on Windows:
-    // later programs open the Windows book, and under Wine every failed
-    // all-contexts activation of a missing class leaks two handles, which
-    // their leak checks would blame on the module.
-    static void TearDownTestSuite() { OutlookTest::TearDownTestSuite(); }
     void SetUp() override {
         OutlookTest::SetUp();
         DeleteUserKey(kMRUKeyPath);
@@ -144,16 +127,6 @@ protected:
         ::DeleteFileW(ScratchFile().c_str());
         OutlookTest::TearDown();
     }
-    static std::wstring ScratchFile() {
-        wchar_t* path = nullptr;
-        if (FAILED(::SHGetKnownFolderPath(FOLDERID_Contacts, KF_FLAG_CREATE, nullptr, &path))) return {};
-        const std::wstring file = std::wstring(path) + L"\\manager_test_scratch.txt";
-        ::CoTaskMemFree(path);
-        return file;
-    }
-    // Another process writes into the Contacts folder, as a contact saved
-    // by another program does.
-    static int WriteIntoContactsFolder() { return RunProcess(L"cmd.exe /c echo x>\"" + ScratchFile() + L"\""); }
 };
 
 // The Windows Contacts class missing, as on a system with only the WAB
@@ -164,7 +137,7 @@ public:
         removed = ::RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID\\{7165C8AB-AF88-42BD-86FD-5310B4285A02}") ==
                   ERROR_SUCCESS;
     }
-    ~ContactManagerClassRemoved() { RunProcess(L"regsvr32.exe /s \"" + BinDir() + L"standin_wab32.dll\""); }
+    ~ContactManagerClassRemoved() { RegisterStandIn(); }
     bool removed = false;
 };
 
@@ -206,7 +179,7 @@ TEST_F(ManagerOnBooksTest, FailingWindowsContactsFallsBackToTheAddressBookForGoo
     // source that has no book and refuses to add to it.
     RecordingManager nothing;
     nothing.SetUseWindowsContacts(true);
-    ASSERT_EQ(0, RunProcess(L"regsvr32.exe /u /s \"" + BinDir() + L"standin_wab32.dll\""));
+    ASSERT_EQ(0, RegisterStandIn(true));
     ContactManagerClassRemoved restoreAfter;
     EXPECT_EQ(S_OK, nothing.OpenSource());
     ASSERT_NE(nullptr, dynamic_cast<CWAB5*>(nothing.Source()));
@@ -217,25 +190,43 @@ TEST_F(ManagerOnBooksTest, FailingWindowsContactsFallsBackToTheAddressBookForGoo
     EXPECT_EQ(E_FAIL, nothing.Source()->Add(record));
 }
 
-TEST_F(ManagerOnBooksTest, TheWindowsBooksWindowHearsOfAChangeByAnotherProcess) {
+// The owner's window is registered with the book the manager switches to,
+// and only while it is registered; never with Outlook, whatever the source
+// is at that moment (and Outlook has no sink of this owner's to report through).
+TEST_F(ManagerOnBooksTest, TheOwnersWindowHearsTheBookItSwitchedToButNeverOutlook) {
     for (const bool contacts : {true, false}) {
         SCOPED_TRACE(contacts ? "Windows Contacts" : "Windows Address Book");
         MessageCounter window(kReloadMessage);
         RecordingManager manager(window.hwnd());
         manager.SetUseWindowsContacts(contacts);
         ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook));
+        EXPECT_GE(Reloads(window, ChangeMRU, true), 1);
         ASSERT_EQ(S_OK, manager.SelectKind(kWindowsBook));
-        window.PumpFor(300);
-        window.Reset();
-        ASSERT_EQ(0, WriteIntoContactsFolder());
-        EXPECT_GE(window.WaitFor(1, 2000), 1);
-
+        EXPECT_GE(Reloads(window, ChangeContacts, true), 1);
+        EXPECT_EQ(0, Reloads(window, ChangeMRU, false)) << "the MRU book is closed";
         manager.SetNotifyWindow(window.hwnd(), false);
-        window.PumpFor(300);
-        window.Reset();
-        ASSERT_EQ(0, WriteIntoContactsFolder());
-        EXPECT_EQ(0, window.PumpFor(600)) << "unregistered";
+        EXPECT_EQ(0, Reloads(window, ChangeContacts, false)) << "unregistered";
     }
+
+    MessageCounter window(kReloadMessage);
+    RecordingManager manager(window.hwnd());
+    ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook));
+    manager.SetNotifyWindow(window.hwnd(), false);
+    manager.SetKind(kOutlookBook);
+    manager.SetNotifyWindow(window.hwnd(), true);
+    EXPECT_EQ(0, Reloads(window, ChangeMRU, false));
+    manager.SetKind(kMRUBook);
+    manager.SetNotifyWindow(window.hwnd(), true);
+    EXPECT_GE(Reloads(window, ChangeMRU, true), 1) << "the same call reaches the MRU source";
+
+    ASSERT_EQ(S_OK, manager.SelectKind(kOutlookBook));
+    std::string output;
+    const auto changes = [&] {
+        ChangeMRU();
+        ASSERT_EQ(0, outlooktest::RunChangeScript(L"add Zed 555", &output));
+    };
+    EXPECT_EQ(0, window.WaitAfter(changes, INT_MAX, 600));
+    EXPECT_NE(std::string::npos, output.find("done add")) << output;
 }
 
 TEST_F(ManagerOnBooksTest, SelectingOutlookAgainKeepsTheConnectionAndBadKindsKeepIt) {
@@ -336,38 +327,6 @@ TEST_F(ManagerOnBooksTest, OutlookMissingLeavesNoSourceAndNoHookCalled) {
     EXPECT_EQ(0, manager.disconnecting);
 }
 
-TEST_F(ManagerOnBooksTest, TheOutlookBookNeverGetsTheWindow) {
-    MessageCounter window(kReloadMessage);
-    RecordingManager manager(window.hwnd());
-    ASSERT_EQ(S_OK, manager.SelectKind(kMRUBook));
-    // With Outlook selected, a registration is not passed on, whatever the
-    // source is at that moment.
-    manager.SetNotifyWindow(window.hwnd(), false);
-    manager.SetKind(kOutlookBook);
-    manager.SetNotifyWindow(window.hwnd(), true);
-    window.PumpFor(300);
-    window.Reset();
-    ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"));
-    EXPECT_EQ(0, window.PumpFor(600));
-    manager.SetKind(kMRUBook);
-    manager.SetNotifyWindow(window.hwnd(), true);
-    window.PumpFor(300);
-    window.Reset();
-    ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"));
-    EXPECT_GE(window.WaitFor(1, 1000), 1) << "the same call reaches the MRU source";
-
-    // Switched to Outlook, the window hears neither the MRU store nor, with
-    // no sink of the owner's, Outlook.
-    ASSERT_EQ(S_OK, manager.SelectKind(kOutlookBook));
-    window.PumpFor(300);
-    window.Reset();
-    ASSERT_EQ(0, RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"));
-    std::string output;
-    ASSERT_EQ(0, outlooktest::RunChangeScript(L"add Zed 555", &output));
-    ASSERT_NE(std::string::npos, output.find("done add")) << output;
-    EXPECT_EQ(0, window.PumpFor(600));
-}
-
 // An owner as the controls are: its event sink follows the Outlook source.
 class SinkOwner : public CPhonebookManager {
 public:
@@ -402,11 +361,11 @@ TEST_F(ManagerOnBooksTest, OutlookChangesByAnotherProcessReachTheOwnersWindowThr
     // Back to the MRU list: the sink is gone with the source.
     ASSERT_EQ(S_OK, owner.SelectKind(kMRUBook));
     EXPECT_FALSE(owner.Listening());
-    window.PumpFor(200);
-    window.Reset();
-    ASSERT_EQ(0, outlooktest::RunChangeScript(L"delete " + std::wstring(entryId.begin(), entryId.end()), &output));
-    ASSERT_NE(std::string::npos, output.find("done delete")) << output;
-    EXPECT_EQ(0, window.PumpFor(600));
+    const auto remove = [&] {
+        ASSERT_EQ(0, outlooktest::RunChangeScript(L"delete " + std::wstring(entryId.begin(), entryId.end()), &output));
+    };
+    EXPECT_EQ(0, window.WaitAfter(remove, INT_MAX, 600, 200));
+    EXPECT_NE(std::string::npos, output.find("done delete")) << output;
 }
 
 }  // namespace

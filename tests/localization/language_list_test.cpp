@@ -134,15 +134,6 @@ TEST_F(PlatformTest, SiblingOriginalListBeforeThePlainOne) {
     }
 }
 
-TEST_F(PlatformTest, SiblingListWinsOverTheSystems) {
-    SetLists(L"0807:040C", nullptr);
-    EXPECT_EQ(BuildLanguageList(Folder(L"zantixui"), kWindows7),
-              (LanguageList{kGermanSwiss, kFrench, kGerman, kEnglish}));
-    SetLists(nullptr, nullptr);  // the library answers nothing: the system's list
-    EXPECT_EQ(BuildLanguageList(Folder(L"zantixui"), kWindows7),
-              BuildLanguageList(Folder(L"no-such-folder"), kWindows7));
-}
-
 TEST_F(PlatformTest, MachineValueOfAnotherTypeIsIgnored) {
     const wchar_t text[] = L"1040";
     const BYTE binary[] = {0x10, 0x04, 0x00, 0x00};

@@ -165,6 +165,9 @@ protected:
     com::UniqueWindow m_dialog;
 };
 
+// A dialog of the file replaces the caption and the texts of direct
+// children it has; without a caption element, or without a file, the
+// template's texts stay and only the font changes.
 TEST_F(DialogTest, CaptionAndTextsOfDirectChildrenAreReplaced) {
     WriteDialog("Adressbuch");
     Localize(kGerman);
@@ -178,15 +181,12 @@ TEST_F(DialogTest, CaptionAndTextsOfDirectChildrenAreReplaced) {
     EXPECT_EQ(Text(kNested), L"Nested");    // not a direct child
     for (const int id : {1, 2, 214, 217, 218, 219}) EXPECT_TRUE(HasGuiFont(id)) << id;
     EXPECT_FALSE(HasGuiFont(kNested));
-}
 
-TEST_F(DialogTest, TemplateTextsStayWithoutCaptionOrFile) {
     WriteDialog("");
     Localize(kGerman);
     EXPECT_EQ(Text(), L"Address Book");
     EXPECT_EQ(Text(1), L"Übernehmen");
-
-    Localize(kFrench);  // no file: only the font changes
+    Localize(kFrench);
     EXPECT_EQ(Text(), L"Address Book");
     EXPECT_EQ(Text(217), L"Name");
     EXPECT_TRUE(HasGuiFont(217));

@@ -16,24 +16,40 @@ protected:
         r.faxNumber = fax;
         return r;
     }
+    CRecipient Added(const wchar_t* id, const wchar_t* name, const wchar_t* fax) {
+        CRecipient r = Record(id, name, fax);
+        EXPECT_EQ(S_OK, m_book.Add(r));
+        return r;
+    }
     RecipientList LoadAll() {
         RecipientList all;
         EXPECT_EQ(S_OK, m_book.LoadAll(all));
         return all;
     }
+    static std::vector<std::wstring> Names(const RecipientList& list) {
+        std::vector<std::wstring> names;
+        for (const CRecipient& r : list) names.push_back(r.name);
+        return names;
+    }
+    static DWORD Favorite(const wchar_t* subkey) {
+        return *reinterpret_cast<const DWORD*>(ReadMRUValue(subkey, L"Favorite")->bytes.data());
+    }
     CMRUAB m_book;
 };
 
-TEST_F(MRUBookTest, AddWritesThePublishedLayout) {
-    CRecipient ann = Record(L"X", L"Ann", L"123");
+// The store is created by the first save and read back by a fresh object.
+TEST_F(MRUBookTest, AddWritesThePublishedLayoutThatReadsBack) {
+    EXPECT_TRUE(LoadAll().empty()) << "a missing store reads as empty";
+    EXPECT_EQ(S_OK, m_book.Connect());
+    CRecipient ann = Record(L"X", L"Ann", L"+1 (555) 0100;9");
     ann.favorite = true;
     ann.date = SYSTEMTIME{2026, 11, 6, 20, 14, 30, 15, 250};
+    ann.spare[CRecipient::Company] = L"not stored";
     ASSERT_EQ(S_OK, m_book.Add(ann));
     EXPECT_EQ(1u, ann.key);
-    EXPECT_EQ(L"X", ann.identifier);
 
     ASSERT_EQ(std::vector<std::wstring>{L"00"}, MRUSubkeys());
-    for (auto [name, text] : {std::pair{L"ID", L"X"}, {L"Name", L"Ann"}, {L"Fax", L"123"}}) {
+    for (auto [name, text] : {std::pair{L"ID", L"X"}, {L"Name", L"Ann"}, {L"Fax", L"+1 (555) 0100;9"}}) {
         const auto value = ReadMRUValue(L"00", name);
         ASSERT_TRUE(value) << name;
         EXPECT_EQ(DWORD(REG_SZ), value->type) << name;
@@ -45,20 +61,10 @@ TEST_F(MRUBookTest, AddWritesThePublishedLayout) {
     EXPECT_EQ(DWORD(REG_BINARY), date->type);
     ASSERT_EQ(16u, date->bytes.size());
     EXPECT_EQ(0, memcmp(&ann.date, date->bytes.data(), 16)) << "the caller's date is what is stored";
-    const auto favorite = ReadMRUValue(L"00", L"Favorite");
-    ASSERT_TRUE(favorite);
-    EXPECT_EQ(DWORD(REG_DWORD), favorite->type);
-    EXPECT_EQ(1u, *reinterpret_cast<const DWORD*>(favorite->bytes.data()));
-}
+    EXPECT_EQ(DWORD(REG_DWORD), ReadMRUValue(L"00", L"Favorite")->type);
+    EXPECT_EQ(1u, Favorite(L"00"));
 
-TEST_F(MRUBookTest, RecordsRoundTripThroughTheStore) {
-    CRecipient ann = Record(L"X", L"Ann", L"+1 (555) 0100;9");
-    ann.favorite = true;
-    ann.date = SYSTEMTIME{2025, 2, 1, 3, 4, 5, 6, 7};
-    ann.spare[CRecipient::Company] = L"not stored";
-    ASSERT_EQ(S_OK, m_book.Add(ann));
-
-    CMRUAB other;  // a fresh object reads what the first one wrote
+    CMRUAB other;
     RecipientList all;
     ASSERT_EQ(S_OK, other.LoadAll(all));
     ASSERT_EQ(1u, all.size());
@@ -72,51 +78,29 @@ TEST_F(MRUBookTest, RecordsRoundTripThroughTheStore) {
     EXPECT_TRUE(read.spare[CRecipient::Company].empty());
 }
 
-TEST_F(MRUBookTest, TheFirstMissingPositionEndsTheList) {
-    WriteRawMRUEntry(L"00", L"a", L"A", L"1");
-    WriteRawMRUEntry(L"01", L"b", L"B", L"2");
-    WriteRawMRUEntry(L"03", L"d", L"D", L"4");
-    const RecipientList all = LoadAll();
-    ASSERT_EQ(2u, all.size());
-    EXPECT_EQ(L"B", all.back().name);
-}
-
-TEST_F(MRUBookTest, AnEntryWithoutFaxIsSkippedAndReadingGoesOn) {
+// An entry without a Fax value is skipped; the first missing position ends
+// the list; values of the wrong type read as empty (a Fax value of any type
+// keeps its entry).
+TEST_F(MRUBookTest, ReadingSkipsEntriesWithoutFaxAndStopsAtAGap) {
     WriteRawMRUEntry(L"00", L"a", L"A", nullptr);
     WriteRawMRUEntry(L"01", L"b", L"B", L"2");
-    const RecipientList all = LoadAll();
-    ASSERT_EQ(1u, all.size());
-    EXPECT_EQ(L"B", all.front().name);
-}
-
-TEST_F(MRUBookTest, ValuesOfTheWrongTypeReadAsEmpty) {
-    WriteRawMRUEntry(L"00", L"a", nullptr, nullptr);
+    WriteRawMRUEntry(L"02", L"c", nullptr, nullptr);
     const DWORD number = 42;
-    WriteMRUValue(L"00", L"Name", REG_DWORD, &number, sizeof number);
-    WriteMRUValue(L"00", L"Fax", REG_EXPAND_SZ, L"%PATH%", 14);
+    WriteMRUValue(L"02", L"Name", REG_DWORD, &number, sizeof number);
+    WriteMRUValue(L"02", L"Fax", REG_EXPAND_SZ, L"%PATH%", 14);
+    WriteRawMRUEntry(L"04", L"e", L"E", L"5");
     const RecipientList all = LoadAll();
-    ASSERT_EQ(1u, all.size()) << "a Fax value of any type keeps the entry";
-    EXPECT_EQ(L"", all.front().name);
-    EXPECT_EQ(L"", all.front().faxNumber);
-    EXPECT_EQ(L"a", all.front().identifier);
-}
-
-TEST_F(MRUBookTest, MissingStoreReadsAsEmptyAndIsCreatedByTheFirstSave) {
-    EXPECT_TRUE(LoadAll().empty());
-    EXPECT_EQ(S_OK, m_book.Connect());
-    CRecipient bob = Record(L"B", L"Bob", L"9");
-    ASSERT_EQ(S_OK, m_book.Add(bob));
-    EXPECT_EQ(1u, LoadAll().size());
+    EXPECT_EQ((std::vector<std::wstring>{L"B", L""}), Names(all));
+    ASSERT_EQ(2u, all.size());
+    EXPECT_EQ(L"", all.back().faxNumber);
+    EXPECT_EQ(L"c", all.back().identifier);
 }
 
 TEST_F(MRUBookTest, TextsOf2047CharactersRoundTripLongerOnesDoNot) {
     const std::wstring longest(2047, L'n'), tooLong(2048, L'n');
-    CRecipient fits = Record(L"fits", longest.c_str(), longest.c_str());
-    ASSERT_EQ(S_OK, m_book.Add(fits));
-    CRecipient overflows = Record(L"over", tooLong.c_str(), L"5");
-    ASSERT_EQ(S_OK, m_book.Add(overflows));
-    CRecipient noFax = Record(L"nofax", L"N", tooLong.c_str());
-    ASSERT_EQ(S_OK, m_book.Add(noFax));
+    Added(L"fits", longest.c_str(), longest.c_str());
+    Added(L"over", tooLong.c_str(), L"5");
+    Added(L"nofax", L"N", tooLong.c_str());
 
     const RecipientList all = LoadAll();
     ASSERT_EQ(2u, all.size()) << "a Fax value too long to read drops its entry";
@@ -126,9 +110,8 @@ TEST_F(MRUBookTest, TextsOf2047CharactersRoundTripLongerOnesDoNot) {
 }
 
 TEST_F(MRUBookTest, DeletingRenumbersTheStoreFromZero) {
-    CRecipient a = Record(L"a", L"A", L"1"), b = Record(L"b", L"B", L"2");
-    ASSERT_EQ(S_OK, m_book.Add(a));
-    ASSERT_EQ(S_OK, m_book.Add(b));
+    const CRecipient a = Added(L"a", L"A", L"1");
+    Added(L"b", L"B", L"2");
     ASSERT_EQ(S_OK, m_book.Delete(ULONG(a.key)));
     EXPECT_EQ(std::vector<std::wstring>{L"00"}, MRUSubkeys());
     EXPECT_EQ(L"b", ReadMRUValue(L"00", L"ID")->text());
@@ -136,23 +119,16 @@ TEST_F(MRUBookTest, DeletingRenumbersTheStoreFromZero) {
 }
 
 TEST_F(MRUBookTest, The101stEntryIsWrittenUnder100) {
-    for (int i = 0; i < 101; ++i) {
-        CRecipient r = Record(std::to_wstring(i).c_str(), L"N", L"1");
-        ASSERT_EQ(S_OK, m_book.Add(r));
-    }
+    for (int i = 0; i < 101; ++i) Added(std::to_wstring(i).c_str(), L"N", L"1");
     const auto subkeys = MRUSubkeys();
     ASSERT_EQ(101u, subkeys.size());
-    EXPECT_TRUE(std::count(subkeys.begin(), subkeys.end(), L"100"));
     EXPECT_TRUE(std::count(subkeys.begin(), subkeys.end(), L"09"));
     EXPECT_EQ(L"100", ReadMRUValue(L"100", L"ID")->text());
     EXPECT_EQ(101u, LoadAll().size());
 }
 
-TEST_F(MRUBookTest, GetAndModifyWorkByKey) {
-    CRecipient a = Record(L"a", L"A", L"1"), b = Record(L"b", L"B", L"2");
-    ASSERT_EQ(S_OK, m_book.Add(a));
-    ASSERT_EQ(S_OK, m_book.Add(b));
-
+TEST_F(MRUBookTest, GetAndModifyWorkByKeyAndModifyMayRelabel) {
+    const CRecipient a = Added(L"a", L"A", L"1"), b = Added(L"b", L"B", L"2");
     CRecipient read;
     ASSERT_EQ(S_OK, m_book.Get(ULONG(b.key), read));
     EXPECT_EQ(L"B", read.name);
@@ -162,35 +138,24 @@ TEST_F(MRUBookTest, GetAndModifyWorkByKey) {
     read.favorite = true;
     ASSERT_EQ(S_OK, m_book.Modify(ULONG(b.key), read));
     EXPECT_EQ(L"Bea", ReadMRUValue(L"01", L"Name")->text());
-    EXPECT_EQ(1u, *reinterpret_cast<const DWORD*>(ReadMRUValue(L"01", L"Favorite")->bytes.data()));
+    EXPECT_EQ(1u, Favorite(L"01"));
     EXPECT_EQ(L"A", ReadMRUValue(L"00", L"Name")->text()) << "the other entry is untouched";
-}
 
-TEST_F(MRUBookTest, ModifyWithAnotherIdentifierRelabelsTheEntry) {
-    CRecipient a = Record(L"a", L"A", L"1");
-    ASSERT_EQ(S_OK, m_book.Add(a));
-    CRecipient relabelled = Record(L"z", L"A", L"1");
-    ASSERT_EQ(S_OK, m_book.Modify(ULONG(a.key), relabelled));
+    // The record's identifier is taken as it stands.
+    ASSERT_EQ(S_OK, m_book.Modify(ULONG(a.key), Record(L"z", L"A", L"1")));
     EXPECT_EQ(L"z", ReadMRUValue(L"00", L"ID")->text());
-    CRecipient read;
     EXPECT_EQ(E_FAIL, m_book.Get(ULONG(a.key), read)) << "the old key's identifier is gone";
-}
 
-TEST_F(MRUBookTest, KeysThatWereNeverHandedOutFindNothing) {
-    CRecipient a = Record(L"a", L"A", L"1");
-    ASSERT_EQ(S_OK, m_book.Add(a));
-    CRecipient read;
+    // Keys never handed out find nothing, and key 0 no entry with an identifier.
     EXPECT_EQ(E_FAIL, m_book.Get(77, read));
     EXPECT_EQ(E_FAIL, m_book.Modify(77, a));
     EXPECT_EQ(E_FAIL, m_book.Delete(77));
-    EXPECT_EQ(E_FAIL, m_book.Get(0, read)) << "no entry without an identifier";
-    EXPECT_EQ(std::vector<std::wstring>{L"00"}, MRUSubkeys());
+    EXPECT_EQ(E_FAIL, m_book.Get(0, read));
+    EXPECT_EQ((std::vector<std::wstring>{L"00", L"01"}), MRUSubkeys());
 }
 
 TEST_F(MRUBookTest, AnEntryAddedWithoutIdentifierIsNeverOffered) {
-    CRecipient anonymous = Record(L"", L"Anon", L"555");
-    ASSERT_EQ(S_OK, m_book.Add(anonymous));
-    EXPECT_EQ(0u, anonymous.key);
+    EXPECT_EQ(0u, Added(L"", L"Anon", L"555").key);
     RecipientList fax;
     ASSERT_EQ(S_OK, m_book.LoadFaxRecipients(fax));
     EXPECT_TRUE(fax.empty());

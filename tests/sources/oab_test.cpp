@@ -3,6 +3,7 @@
 // operations and their failures, and the connect failure with its log line.
 #include "sources/oab.h"
 #include "sources/outlook_fixture.h"
+#include "sources/wab6.h"
 
 #include "com/invoke.h"
 #include "log/logger.h"
@@ -19,7 +20,11 @@ namespace {
 constexpr wchar_t kAnn[] = L"000000000A00000000000000000000000000000000000001";
 constexpr wchar_t kBob[] = L"000000000B00000000000000000000000000000000000002";
 constexpr wchar_t kTeam[] = L"000000000C00000000000000000000000000000000000003";
-constexpr wchar_t kCid[] = L"000000000D00000000000000000000000000000000000004";
+
+// The entry identifier of one more contact.
+std::wstring Id(int n) {
+    return L"000000000D0000000000000000000000000000000000000" + std::to_wstring(n);
+}
 
 CRecipient Record(const wchar_t* name, const wchar_t* fax, bool favorite = false) {
     CRecipient r;
@@ -53,60 +58,50 @@ protected:
     std::unique_ptr<COAB> m_source = std::make_unique<COAB>();
 };
 
-TEST_F(OutlookSourceTest, ListsOnlyContactsWithABusinessFax) {
+// Only contacts with a business fax are listed; the favourite mark is read
+// only for them, and only a yes/no property holding true is a favourite.
+TEST_F(OutlookSourceTest, ListsContactsWithABusinessFaxAndTheirFavouriteMark) {
     WriteStore({
         ContactLine(kAnn, L"Class=40\tFullName=Ann\tBusinessFaxNumber=111\tUser:ZentelFavorite=6:1"),
         // Other fax numbers do not make a fax recipient.
-        ContactLine(kBob, L"Class=40\tFullName=Bob\tHomeFaxNumber=222\tOtherFaxNumber=333"),
+        ContactLine(
+            kBob, L"Class=40\tFullName=Bob\tHomeFaxNumber=222\tOtherFaxNumber=333\tUser:ZentelFavorite=6:1"),
         // A distribution list that another program left with a business fax
         // passes Outlook's filter; the source must skip it by its class.
         ContactLine(kTeam, L"Class=69\tDLName=Team\tBusinessFaxNumber=999"),
-        ContactLine(kCid, L"Class=40\tFullName=Cid\tBusinessFaxNumber=444"),
+        ContactLine(Id(4), L"Class=40\tFullName=Cid\tBusinessFaxNumber=444"),
+        ContactLine(Id(5), L"Class=40\tFullName=Dan\tBusinessFaxNumber=5\tUser:ZentelFavorite=6:0"),
+        ContactLine(Id(6), L"Class=40\tFullName=Eve\tBusinessFaxNumber=6\tUser:ZentelFavorite=1:yes"),
+        ContactLine(Id(7), L"Class=40\tFullName=Fay\tBusinessFaxNumber=7\tUser:Other=6:1"),
     });
     IAB& book = Connected();
     {
         OutlookClient outlook;
-        ASSERT_EQ(3, outlook.RestrictedCount(L"[BusinessFaxNumber] <> ''"))
+        ASSERT_EQ(6, outlook.RestrictedCount(L"[BusinessFaxNumber] <> ''"))
             << "the filter as Outlook applies it";
     }
+    const std::vector<std::wstring> names = {L"Ann", L"Cid", L"Dan", L"Eve", L"Fay"};
     for (int load = 0; load < 2; ++load) {
         RecipientList all;
         ASSERT_EQ(S_OK, book.LoadAll(all));
-        ASSERT_EQ(2u, all.size());
-        EXPECT_EQ(L"Ann", all.front().name);
+        ASSERT_EQ(names.size(), all.size());
+        ULONG_PTR key = 0;
+        for (const CRecipient& r : all) {
+            EXPECT_EQ(names[key], r.name);
+            // Keys are positions in the source's table: the same on every load.
+            EXPECT_EQ(++key, r.key);
+            EXPECT_EQ(r.name == L"Ann", r.favorite) << r.name;
+            for (const auto& spare : r.spare) EXPECT_TRUE(spare.empty());
+        }
         EXPECT_EQ(L"111", all.front().faxNumber);
         EXPECT_EQ(kAnn, all.front().identifier);
-        EXPECT_TRUE(all.front().favorite);
-        EXPECT_EQ(L"Cid", all.back().name);
-        EXPECT_FALSE(all.back().favorite);
-        for (const auto& r : all)
-            for (const auto& spare : r.spare) EXPECT_TRUE(spare.empty());
-        // Keys are positions in the source's table: the same on every load.
-        EXPECT_EQ(1u, all.front().key);
-        EXPECT_EQ(2u, all.back().key);
     }
-    EXPECT_EQ(2u, Listed().size());
-}
-
-TEST_F(OutlookSourceTest, FavouriteIsNotReadWhenTheFaxIsEmpty) {
-    WriteStore({ContactLine(kBob, L"Class=40\tFullName=Bob\tHomeFaxNumber=222\tUser:ZentelFavorite=6:1")});
-    IAB& book = Connected();
-    EXPECT_TRUE(Listed().empty());
+    EXPECT_EQ(names.size(), Listed().size());
     CRecipient bob;
     ASSERT_EQ(S_OK, book.Get(ULONG(book.KeyFromIdentifier(kBob)), bob));
     EXPECT_EQ(L"Bob", bob.name);
     EXPECT_TRUE(bob.faxNumber.empty());
     EXPECT_FALSE(bob.favorite) << "the mark of a contact without a fax number is not read";
-}
-
-TEST_F(OutlookSourceTest, FavouriteReadsTrueOnlyForAYesNoHoldingTrue) {
-    WriteStore({
-        ContactLine(kAnn, L"Class=40\tFullName=Ann\tBusinessFaxNumber=1\tUser:ZentelFavorite=6:0"),
-        ContactLine(kBob, L"Class=40\tFullName=Bob\tBusinessFaxNumber=2\tUser:ZentelFavorite=1:yes"),
-        ContactLine(kCid, L"Class=40\tFullName=Cid\tBusinessFaxNumber=3\tUser:Other=6:1"),
-    });
-    Connected();
-    for (const auto& r : Listed()) EXPECT_FALSE(r.favorite) << r.name;
 }
 
 struct VersionCase {
@@ -157,7 +152,6 @@ TEST_F(OutlookSourceTest, AddModifyGetDeleteRoundTrip) {
     EXPECT_EQ(L"555", read.faxNumber);
     EXPECT_FALSE(read.favorite);
     EXPECT_TRUE(StoreHas(L"User:ZentelFavorite=6:0"));
-
     auto listed = Listed();
     ASSERT_EQ(1u, listed.size());
     EXPECT_EQ(ann.key, listed.front().key);
@@ -188,34 +182,30 @@ TEST_F(OutlookSourceTest, FavouriteIsCreatedWhenMissing) {
     EXPECT_FALSE(Listed().front().favorite);
 }
 
-TEST_F(OutlookSourceTest, ContactDeletedInOutlookAfterListingIsNotFound) {
-    WriteStore({ContactLine(kAnn, L"Class=40\tFullName=Ann\tBusinessFaxNumber=111")});
+// A contact deleted in Outlook after listing, a distribution list, key 0 and
+// a key the table never gave out.
+TEST_F(OutlookSourceTest, KeysOfNoContactAreRefusedAndNothingIsWritten) {
+    WriteStore({ContactLine(kAnn, L"Class=40\tFullName=Ann\tBusinessFaxNumber=111"),
+                ContactLine(kTeam, L"Class=69\tDLName=Team\tBusinessFaxNumber=999")});
     IAB& book = Connected();
-    const ULONG key = ULONG(Listed().front().key);
+    const ULONG ann = ULONG(Listed().front().key);
     {
         OutlookClient outlook;
-        auto ann = outlook.Item(kAnn);
-        ASSERT_TRUE(ann);
-        ASSERT_EQ(S_OK, CallByName(ann.get(), L"Delete", DISPATCH_METHOD, {}, nullptr));
+        auto item = outlook.Item(kAnn);
+        ASSERT_TRUE(item);
+        ASSERT_EQ(S_OK, CallByName(item.get(), L"Delete", DISPATCH_METHOD, {}, nullptr));
     }
-    EXPECT_EQ(E_FAIL, book.Modify(key, Record(L"Ann", L"111")));
-    CRecipient read;
-    EXPECT_EQ(E_FAIL, book.Get(key, read));
-    EXPECT_EQ(E_FAIL, book.Delete(key));
-    EXPECT_TRUE(ReadStore().empty()) << "Modify must not bring the contact back";
-}
-
-TEST_F(OutlookSourceTest, KeysOutsideTheTableAndTheDistributionListAreRefused) {
-    WriteStore({ContactLine(kTeam, L"Class=69\tDLName=Team\tBusinessFaxNumber=999")});
-    IAB& book = Connected();
     CRecipient read;
     EXPECT_EQ(E_FAIL, book.Get(0, read)) << "key 0 names no entry";
     EXPECT_EQ(E_INVALIDARG, book.Get(7, read)) << "a key the table never gave out";
-    const ULONG team = ULONG(book.KeyFromIdentifier(kTeam));
-    EXPECT_EQ(E_FAIL, book.Get(team, read)) << "a distribution list is not a contact";
-    EXPECT_EQ(E_FAIL, book.Modify(team, Record(L"x", L"1")));
-    EXPECT_EQ(E_FAIL, book.Delete(team));
-    EXPECT_EQ(1u, ReadStore().size());
+    for (const ULONG key : {ann, ULONG(book.KeyFromIdentifier(kTeam))}) {
+        EXPECT_EQ(E_FAIL, book.Get(key, read)) << key;
+        EXPECT_EQ(E_FAIL, book.Modify(key, Record(L"x", L"1"))) << key;
+        EXPECT_EQ(E_FAIL, book.Delete(key)) << key;
+    }
+    const auto lines = ReadStore();
+    ASSERT_EQ(1u, lines.size()) << "Modify must not bring the contact back, nor Delete take the list";
+    EXPECT_NE(std::wstring::npos, lines[0].find(L"DLName=Team"));
 }
 
 TEST_F(OutlookSourceTest, KeysStayAcrossReconnectAndOtherContactsComingAndGoing) {
@@ -235,22 +225,29 @@ TEST_F(OutlookSourceTest, KeysStayAcrossReconnectAndOtherContactsComingAndGoing)
     EXPECT_EQ(3u, cid.key);
 }
 
-TEST_F(OutlookSourceTest, NotConnectedAnswersEFail) {
-    IAB& book = *m_source;
-    RecipientList list{CRecipient{}};
-    EXPECT_EQ(E_FAIL, book.LoadAll(list));
-    EXPECT_TRUE(list.empty());
-    EXPECT_EQ(E_FAIL, book.LoadFaxRecipients(list));
-    CRecipient r = Record(L"Ann", L"1");
-    EXPECT_EQ(E_FAIL, book.Add(r));
-    const ULONG key = ULONG(book.KeyFromIdentifier(kAnn));
-    EXPECT_EQ(E_FAIL, book.Get(key, r));
-    EXPECT_EQ(E_FAIL, book.Modify(key, r));
-    EXPECT_EQ(E_FAIL, book.Delete(key));
-    EXPECT_TRUE(book.SetNotifyWindow(nullptr, true));
-    book.Disconnect();
-    book.Disconnect();
-    EXPECT_EQ(nullptr, m_source->ContactItems());
+// Sources never connected list nothing and refuse every operation, also on
+// keys they handed out.
+TEST(SourcesNotConnected, AnswerEFail) {
+    ComApartment apartment;
+    COAB outlook;
+    CWAB6 contacts;
+    for (IAB* book : {static_cast<IAB*>(&outlook), static_cast<IAB*>(&contacts)}) {
+        SCOPED_TRACE(book == &outlook ? "Outlook" : "Windows Contacts");
+        RecipientList list{CRecipient{}};
+        EXPECT_EQ(E_FAIL, book->LoadAll(list));
+        EXPECT_TRUE(list.empty());
+        EXPECT_EQ(E_FAIL, book->LoadFaxRecipients(list));
+        CRecipient r = Record(L"Ann", L"1");
+        EXPECT_EQ(E_FAIL, book->Add(r));
+        const ULONG key = ULONG(book->KeyFromIdentifier(kAnn));
+        EXPECT_EQ(E_FAIL, book->Get(key, r));
+        EXPECT_EQ(E_FAIL, book->Modify(key, r));
+        EXPECT_EQ(E_FAIL, book->Delete(key));
+        book->Disconnect();
+        book->Disconnect();
+    }
+    EXPECT_TRUE(outlook.SetNotifyWindow(nullptr, true));
+    EXPECT_EQ(nullptr, outlook.ContactItems());
 }
 
 // Outlook missing: nothing registered under its ProgID.
@@ -262,27 +259,16 @@ protected:
         ::GetTempPathW(MAX_PATH, m_logPath);
         wcscat_s(m_logPath, L"oab_connect_test.log");
         ::DeleteFileW(m_logPath);
-        ResetLogger();
-        const std::wstring path = m_logPath;
-        ::RegSetKeyValueW(HKEY_CURRENT_USER, kLoggerKeyPath, L"FilePath", REG_SZ, path.c_str(),
-                          DWORD((path.size() + 1) * sizeof(wchar_t)));
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, kLoggerKeyPath, L"FilePath", REG_SZ, m_logPath,
+                          DWORD((wcslen(m_logPath) + 1) * sizeof(wchar_t)));
         CLogger::Instance().LoadConfiguration(true);
     }
+    // The logger keeps its defaults, and no key or file is left.
     void TearDown() override {
-        ResetLogger();
-        ::DeleteFileW(m_logPath);
-    }
-    static void ResetLogger() {
         DeleteUserKey(kLoggerKeyPath);
         CLogger::Instance().LoadConfiguration(true);
         DeleteUserKey(kLoggerKeyPath);
-    }
-    std::wstring LogText() const {
-        std::ifstream file(m_logPath, std::ios::binary);
-        std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-        std::wstring text(bytes.size() / 2, L'\0');
-        memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
-        return text;
+        ::DeleteFileW(m_logPath);
     }
     ComApartment m_apartment;
     wchar_t m_logPath[MAX_PATH] = {};
@@ -300,42 +286,32 @@ TEST_F(OutlookMissingTest, ConnectFailsWithThePlatformCodeAndLogsIt) {
 
     wchar_t expected[64];
     swprintf(expected, 64, L"[Phonebook][COAB::Connect() failed. hr=0x%08Xh\n]", unsigned(platform));
-    const std::wstring log = LogText();
+    std::ifstream file(m_logPath, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::wstring log(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
     EXPECT_NE(std::wstring::npos, log.find(expected)) << "log: " << std::string(log.begin(), log.end());
     EXPECT_EQ(0u, log.find(L"\xFEFF[KTX Err]"));
 }
 
-std::wstring ClassesText(const std::wstring& path, const wchar_t* name = nullptr) {
-    wchar_t text[512] = {};
-    DWORD bytes = sizeof(text) - sizeof(wchar_t);
-    if (::RegGetValueW(HKEY_CLASSES_ROOT, path.c_str(), name, RRF_RT_REG_SZ, nullptr, text, &bytes) !=
-        ERROR_SUCCESS)
-        return L"<missing>";
-    return text;
-}
-
-// The stand-in is found the way Outlook is: ProgID, class, type library and
-// the universal marshaler for its interfaces; /UnregServer takes it all away.
+// The stand-in is found the way Outlook is (every Outlook test goes through
+// its ProgID, class, type library and the universal marshaler);
+// /UnregServer takes all of it away.
 TEST_F(OutlookMissingTest, StandInRegistersAsOutlookAndUnregistersCompletely) {
     const std::wstring clsid = L"{0006F03A-0000-0000-C000-000000000046}";
-    const std::wstring contactItem = L"Interface\\{00063021-0000-0000-C000-000000000046}";
-    const std::wstring itemsEvents = L"Interface\\{00063077-0000-0000-C000-000000000046}";
-    const std::wstring typeLib = L"TypeLib\\{00062FFF-0000-0000-C000-000000000046}\\9.6\\0\\win64";
     ASSERT_EQ(0, RunStandin(L"/RegServer"));
-    EXPECT_EQ(clsid, ClassesText(L"Outlook.Application\\CLSID"));
-    EXPECT_EQ(L"Outlook.Application.16", ClassesText(L"Outlook.Application\\CurVer"));
-    EXPECT_EQ(clsid, ClassesText(L"Outlook.Application.16\\CLSID"));
-    EXPECT_EQ(L"\"" + BinDir() + L"standin_outlook.exe\"",
-              ClassesText(L"CLSID\\" + clsid + L"\\LocalServer32"));
-    EXPECT_EQ(L"{00020424-0000-0000-C000-000000000046}", ClassesText(contactItem + L"\\ProxyStubClsid32"));
-    EXPECT_EQ(L"{00062FFF-0000-0000-C000-000000000046}", ClassesText(contactItem + L"\\TypeLib"));
-    EXPECT_NE(L"<missing>", ClassesText(itemsEvents + L"\\ProxyStubClsid32"));
-    EXPECT_EQ(BinDir() + L"standin_outlook.exe", ClassesText(typeLib));
+    wchar_t server[MAX_PATH] = {};
+    DWORD bytes = sizeof(server);
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::RegGetValueW(HKEY_CLASSES_ROOT, (L"CLSID\\" + clsid + L"\\LocalServer32").c_str(), nullptr,
+                             RRF_RT_REG_SZ, nullptr, server, &bytes));
+    EXPECT_EQ(L"\"" + BinDir() + L"standin_outlook.exe\"", server);
 
     ASSERT_EQ(0, RunStandin(L"/UnregServer"));
     for (const std::wstring& key :
          {std::wstring(L"Outlook.Application"), std::wstring(L"Outlook.Application.16"), L"CLSID\\" + clsid,
-          contactItem, itemsEvents, typeLib}) {
+          std::wstring(L"Interface\\{00063021-0000-0000-C000-000000000046}"),  // ContactItem
+          std::wstring(L"Interface\\{00063077-0000-0000-C000-000000000046}"),  // ItemsEvents
+          std::wstring(L"TypeLib\\{00062FFF-0000-0000-C000-000000000046}")}) {
         com::UniqueHKey opened;
         EXPECT_NE(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CLASSES_ROOT, key.c_str(), 0, KEY_READ, opened.put()))
             << std::string(key.begin(), key.end()) << " is left behind";

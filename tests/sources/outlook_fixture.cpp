@@ -24,23 +24,6 @@ std::wstring StorePath() {
     return std::wstring(appData) + L"\\StandinOutlook\\contacts.txt";
 }
 
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int n =
-        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(size_t(n), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n, nullptr, nullptr);
-    return out;
-}
-
-std::wstring Wide(const std::string& text) {
-    if (text.empty()) return {};
-    const int n = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0);
-    std::wstring out(size_t(n), L'\0');
-    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), out.data(), n);
-    return out;
-}
-
 }  // namespace
 
 std::wstring ContactLine(const std::wstring& entryId, const std::wstring& fields) {
@@ -59,7 +42,7 @@ std::vector<std::wstring> ReadStore() {
     std::ifstream file(StorePath().c_str(), std::ios::binary);
     std::string line;
     while (std::getline(file, line))
-        if (!line.empty()) lines.push_back(Wide(line));
+        if (!line.empty()) lines.push_back(FromUtf8(line));
     return lines;
 }
 
@@ -92,60 +75,10 @@ bool WaitForNoStandin(DWORD timeoutMs) {
     }
 }
 
-int RunPumping(const std::wstring& commandLine, std::string* output, DWORD timeoutMs) {
-    wchar_t tempDir[MAX_PATH], tempFile[MAX_PATH];
-    ::GetTempPathW(MAX_PATH, tempDir);
-    ::GetTempFileNameW(tempDir, L"olp", 0, tempFile);
-    SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
-    com::UniqueFile out(::CreateFileW(tempFile, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit,
-                                      CREATE_ALWAYS, FILE_ATTRIBUTE_TEMPORARY, nullptr));
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdInput = ::GetStdHandle(STD_INPUT_HANDLE);
-    startup.hStdOutput = out.get();
-    startup.hStdError = out.get();
-    PROCESS_INFORMATION info{};
-    std::wstring mutableLine = commandLine;
-    int code = -1;
-    if (::CreateProcessW(nullptr, mutableLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                         &info)) {
-        com::UniqueHandle process(info.hProcess), thread(info.hThread);
-        out.reset();
-        const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
-        for (;;) {
-            const ULONGLONG now = ::GetTickCount64();
-            if (now >= deadline) {
-                ::TerminateProcess(process.get(), 1);
-                break;
-            }
-            HANDLE handle = process.get();
-            const DWORD wait =
-                ::MsgWaitForMultipleObjects(1, &handle, FALSE, DWORD(deadline - now), QS_ALLINPUT);
-            if (wait == WAIT_OBJECT_0) {
-                DWORD exitCode = 0;
-                ::GetExitCodeProcess(process.get(), &exitCode);
-                code = int(exitCode);
-                break;
-            }
-            MSG msg;
-            while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-                ::TranslateMessage(&msg);
-                ::DispatchMessageW(&msg);
-            }
-        }
-    }
-    out.reset();
-    if (output) {
-        std::ifstream file(tempFile, std::ios::binary);
-        output->assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-    }
-    ::DeleteFileW(tempFile);
-    return code;
-}
-
 int RunChangeScript(const std::wstring& arguments, std::string* output) {
-    return RunPumping(L"cscript.exe //nologo \"" + BinDir() + L"outlook_change.js\" " + arguments, output);
+    // Pumping meanwhile: the script's changes call back into this apartment.
+    return RunProcess(L"cscript.exe //nologo \"" + BinDir() + L"outlook_change.js\" " + arguments, output,
+                      30000, true);
 }
 
 HRESULT CallByName(IDispatch* object, const wchar_t* name, WORD flags, std::initializer_list<VARIANT> args,

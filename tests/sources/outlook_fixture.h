@@ -28,10 +28,8 @@ std::vector<DWORD> StandinProcesses();
 // Waits until no stand-in runs; false when one is still there at the end.
 bool WaitForNoStandin(DWORD timeoutMs);
 
-// Runs a program while this thread keeps pumping its messages (so that COM
-// calls into this apartment are served meanwhile); its exit code.
-int RunPumping(const std::wstring& commandLine, std::string* output = nullptr, DWORD timeoutMs = 30000);
-// cscript //nologo outlook_change.js with the arguments.
+// cscript //nologo outlook_change.js with the arguments, this thread pumping
+// its messages meanwhile; its exit code.
 int RunChangeScript(const std::wstring& arguments, std::string* output);
 
 // Late-bound calls by name (GetIDsOfNames, then Invoke).

@@ -6,7 +6,6 @@
 #include "sources/wab6.h"
 #include "sources/wab_fixture.h"
 
-#include <map>
 #include <memory>
 
 using namespace testing_support;
@@ -31,21 +30,17 @@ protected:
         DeleteUserKey(kNamedPropertiesKey);
         WABTest::TearDown();
     }
-
-    std::map<std::wstring, CRecipient> LoadByName() {
-        RecipientList all;
-        EXPECT_EQ(S_OK, m_source->LoadAll(all));
-        std::map<std::wstring, CRecipient> byName;
-        for (const CRecipient& r : all) byName[r.name] = r;
-        return byName;
-    }
-
     static CRecipient Full(const std::wstring& name) {
         CRecipient r;
         r.name = name;
         r.spare = {L"Quorvel AG", name + L"@example.com", L"nick", L"+41 1 111", L"+41 2 222"};
         r.faxNumber = L"+41 3 333";
         return r;
+    }
+    CRecipient Get(ULONG_PTR key, HRESULT expected = S_OK) {
+        CRecipient got;
+        EXPECT_EQ(expected, m_source->Get(ULONG(key), got));
+        return got;
     }
 
     std::unique_ptr<CWAB5> m_source;
@@ -57,7 +52,7 @@ TEST_F(WAB5Test, ListsEveryEntryAndOffersOnlyBusinessFaxes) {
     WriteContact(L"Primary.contact", {L"id-p", L"Primary", {{{L"Fax"}, L"300"}}});
     WriteContact(L"Nothing.contact", {L"id-n", L"Nothing", {}});
 
-    const auto byName = LoadByName();
+    const auto byName = LoadByName(*m_source);
     ASSERT_EQ(4u, byName.size());
     EXPECT_EQ(L"100", byName.at(L"Business").faxNumber);
     EXPECT_EQ(L"200", byName.at(L"Home").spare[CRecipient::HomeFax]);
@@ -72,90 +67,68 @@ TEST_F(WAB5Test, ListsEveryEntryAndOffersOnlyBusinessFaxes) {
     EXPECT_EQ(L"Business", fax.front().name);
 }
 
-TEST_F(WAB5Test, AddWritesEveryFieldAndKeysStayAcrossLoads) {
-    CRecipient added = Full(L"Carla");
-    ASSERT_EQ(S_OK, m_source->Add(added));
-    ASSERT_NE(0u, added.key);
-    EXPECT_EQ(1u, ContactFiles().size()) << "the entry is a contact file that every program sees";
+TEST_F(WAB5Test, AddGetModifyAndDeleteEveryField) {
+    CRecipient empty;
+    empty.favorite = true;
+    EXPECT_EQ(E_FAIL, m_source->Add(empty)) << "every field empty";
+    EXPECT_EQ(0u, empty.key);
+    EXPECT_TRUE(ContactFiles().empty());
 
-    CRecipient got;
-    ASSERT_EQ(S_OK, m_source->Get(ULONG(added.key), got));
+    CRecipient carla = Full(L"Carla"), dora = Full(L"Dora");
+    ASSERT_EQ(S_OK, m_source->Add(carla));
+    ASSERT_NE(0u, carla.key);
+    EXPECT_EQ(1u, ContactFiles().size()) << "the entry is a contact file that every program sees";
+    CRecipient got = Get(carla.key);
     EXPECT_EQ(L"Carla", got.name);
     EXPECT_EQ(Full(L"Carla").spare, got.spare);
     EXPECT_EQ(L"+41 3 333", got.faxNumber);
-    EXPECT_EQ(added.key, got.key);
+    EXPECT_EQ(carla.key, got.key);
 
-    CRecipient second = Full(L"Dora");
-    ASSERT_EQ(S_OK, m_source->Add(second));
-    EXPECT_NE(added.key, second.key);
+    ASSERT_EQ(S_OK, m_source->Add(dora));
+    EXPECT_NE(carla.key, dora.key);
     for (int load = 0; load < 2; ++load) {
-        const auto byName = LoadByName();
-        EXPECT_EQ(added.key, byName.at(L"Carla").key);
-        EXPECT_EQ(second.key, byName.at(L"Dora").key);
+        const auto byName = LoadByName(*m_source);
+        EXPECT_EQ(carla.key, byName.at(L"Carla").key);
+        EXPECT_EQ(dora.key, byName.at(L"Dora").key);
     }
-
-    // A fresh source of the same process sees the new entries too.
+    // A fresh source of the other kind in the same process sees the new entries too.
     CWAB6 contacts;
     ASSERT_EQ(S_OK, contacts.Connect());
     RecipientList viaContacts;
     contacts.LoadFaxRecipients(viaContacts);
     EXPECT_EQ(2u, viaContacts.size());
-}
 
-TEST_F(WAB5Test, AddWithEveryFieldEmptyFailsAndCreatesNothing) {
-    CRecipient empty;
-    empty.favorite = true;
-    EXPECT_EQ(E_FAIL, m_source->Add(empty));
-    EXPECT_EQ(0u, empty.key);
-    EXPECT_TRUE(ContactFiles().empty());
-}
-
-TEST_F(WAB5Test, ModifyGetAndDelete) {
-    CRecipient r = Full(L"Emil");
-    ASSERT_EQ(S_OK, m_source->Add(r));
-    r.name = L"Emil Ernst";
-    r.faxNumber = L"+41 9 999";
-    r.spare[CRecipient::Email].clear();
-    ASSERT_EQ(S_OK, m_source->Modify(ULONG(r.key), r));
-    CRecipient got;
-    ASSERT_EQ(S_OK, m_source->Get(ULONG(r.key), got));
-    EXPECT_EQ(L"Emil Ernst", got.name);
+    carla.name = L"Carla Ernst";
+    carla.faxNumber = L"+41 9 999";
+    carla.spare[CRecipient::Email].clear();
+    ASSERT_EQ(S_OK, m_source->Modify(ULONG(carla.key), carla));
+    got = Get(carla.key);
+    EXPECT_EQ(L"Carla Ernst", got.name);
     EXPECT_EQ(L"+41 9 999", got.faxNumber);
     EXPECT_EQ(L"", got.spare[CRecipient::Email]);
     EXPECT_EQ(L"Quorvel AG", got.spare[CRecipient::Company]);
 
-    EXPECT_EQ(S_OK, m_source->Delete(ULONG(r.key)));
-    EXPECT_TRUE(ContactFiles().empty());
-    EXPECT_EQ(E_FAIL, m_source->Delete(ULONG(r.key)));
-    EXPECT_EQ(E_FAIL, m_source->Get(ULONG(r.key), got));
-    EXPECT_EQ(E_FAIL, m_source->Modify(ULONG(r.key), r));
-    EXPECT_EQ(E_FAIL, m_source->Get(12345, got));
+    EXPECT_EQ(S_OK, m_source->Delete(ULONG(carla.key)));
+    EXPECT_EQ(1u, ContactFiles().size());
+    EXPECT_EQ(E_FAIL, m_source->Delete(ULONG(carla.key)));
+    Get(carla.key, E_FAIL);
+    EXPECT_EQ(E_FAIL, m_source->Modify(ULONG(carla.key), carla));
+    Get(12345, E_FAIL);
 }
 
 // Until the address book knows the favourite's name, its lookup answers with
-// error tags and the tag formed from them carries the flag.
-TEST_F(WAB5Test, FavouriteRoundTripsWhileTheNameIsUnknown) {
+// error tags and the tag formed from them carries the flag. Once another
+// program has created the name, the lookup answers S_OK, the tag is 0: the
+// flag reads false and a Modify writes a property with tag 0.
+TEST_F(WAB5Test, FavouriteRoundTripsOnlyWhileTheNameIsUnknown) {
     CRecipient r = Full(L"Fanny");
     ASSERT_EQ(S_OK, m_source->Add(r));
     for (bool favorite : {true, false, true}) {
         r.favorite = favorite;
         ASSERT_EQ(S_OK, m_source->Modify(ULONG(r.key), r));
-        CRecipient got;
-        ASSERT_EQ(S_OK, m_source->Get(ULONG(r.key), got));
-        EXPECT_EQ(favorite, got.favorite);
-        EXPECT_EQ(favorite, LoadByName().at(L"Fanny").favorite);
+        EXPECT_EQ(favorite, Get(r.key).favorite);
+        EXPECT_EQ(favorite, LoadByName(*m_source).at(L"Fanny").favorite);
     }
-}
-
-// Once another program has created the name, the lookup answers S_OK, the
-// tag is 0: the flag reads false and a Modify writes a property with tag 0.
-TEST_F(WAB5Test, FavouriteReadsFalseOnceTheNameIsKnown) {
-    CRecipient r = Full(L"Gustav");
-    r.favorite = true;
-    ASSERT_EQ(S_OK, m_source->Add(r));
-    ASSERT_EQ(S_OK, m_source->Modify(ULONG(r.key), r));
-    ASSERT_TRUE(LoadByName().at(L"Gustav").favorite);
-
     {
         // Another program of the user creates the named property.
         using Open = decltype(&WABOpen);
@@ -167,24 +140,21 @@ TEST_F(WAB5Test, FavouriteReadsFalseOnceTheNameIsKnown) {
         com::ComPtr<IWABObject> wab;
         WAB_PARAM param{sizeof(WAB_PARAM)};
         ASSERT_EQ(S_OK, open(book.put(), wab.put(), &param, 0));
-        ULONG size = 0;
+        ULONG size = 0, type = 0;
         ENTRYID* pab = nullptr;
         ASSERT_EQ(S_OK, book->GetPAB(&size, &pab));
-        ULONG type = 0;
         com::ComPtr<IUnknown> object;
         ASSERT_EQ(S_OK, book->OpenEntry(size, pab, nullptr, 0, &type, object.put()));
         wab->FreeBuffer(pab);
-        auto* container = static_cast<IABContainer*>(object.get());
         com::ComPtr<IMAPITable> table;
-        ASSERT_EQ(S_OK, container->GetContentsTable(0, table.put()));
+        ASSERT_EQ(S_OK, static_cast<IABContainer*>(object.get())->GetContentsTable(0, table.put()));
         SRowSet* rows = nullptr;
         ASSERT_EQ(S_OK, table->QueryRows(1, 0, &rows));
         ASSERT_EQ(1u, rows->cRows);
         com::ComPtr<IUnknown> entry;
         for (ULONG i = 0; i < rows->aRow[0].cValues; ++i)
-            if (rows->aRow[0].lpProps[i].ulPropTag == kTagEntryId)
-                book->OpenEntry(rows->aRow[0].lpProps[i].Value.bin.cb,
-                                reinterpret_cast<LPENTRYID>(rows->aRow[0].lpProps[i].Value.bin.lpb), nullptr, 0,
+            if (const SPropValue& column = rows->aRow[0].lpProps[i]; column.ulPropTag == kTagEntryId)
+                book->OpenEntry(column.Value.bin.cb, reinterpret_cast<LPENTRYID>(column.Value.bin.lpb), nullptr, 0,
                                 &type, entry.put());
         wab->FreeBuffer(rows->aRow[0].lpProps);
         wab->FreeBuffer(rows);
@@ -196,13 +166,10 @@ TEST_F(WAB5Test, FavouriteReadsFalseOnceTheNameIsKnown) {
         ASSERT_EQ(S_OK, static_cast<IMailUser*>(entry.get())->GetIDsFromNames(1, names, MAPI_CREATE, &tags));
         wab->FreeBuffer(tags);
     }
-
-    EXPECT_FALSE(LoadByName().at(L"Gustav").favorite);
+    EXPECT_FALSE(LoadByName(*m_source).at(L"Fanny").favorite);
     EXPECT_EQ(S_OK, m_source->Modify(ULONG(r.key), r));
-    CRecipient got;
-    ASSERT_EQ(S_OK, m_source->Get(ULONG(r.key), got));
-    EXPECT_FALSE(got.favorite);
-    EXPECT_EQ(L"+41 3 333", got.faxNumber) << "the other properties are still written";
+    EXPECT_FALSE(Get(r.key).favorite);
+    EXPECT_EQ(L"+41 3 333", Get(r.key).faxNumber) << "the other properties are still written";
 }
 
 // The identifier of a Windows Contacts entry carries the file's path after
@@ -220,28 +187,18 @@ TEST_F(WAB5Test, IdentifiersAgreeingInTheirFirst100BytesAreOneEntry) {
     RecipientList after;
     ASSERT_EQ(S_OK, m_source->LoadFaxRecipients(after));
     ASSERT_EQ(1u, after.size());
-    const ULONG_PTR newKey = after.front().key;
-    ASSERT_NE(oldKey, newKey) << "the identifier changed after its first 100 bytes";
-
+    ASSERT_NE(oldKey, after.front().key) << "the identifier changed after its first 100 bytes";
     EXPECT_EQ(after.begin(), m_source->FindByKey(after, oldKey));
-    CRecipient got;
-    EXPECT_EQ(S_OK, m_source->Get(ULONG(oldKey), got));
-    EXPECT_EQ(L"Hanna", got.name);
-
-    KeyList known{oldKey}, removed;
-    RecipientList kept, added;
-    EXPECT_TRUE(m_source->Compare(after, known, removed, kept, added));
-    EXPECT_TRUE(removed.empty());
-    EXPECT_EQ(1u, kept.size());
-    EXPECT_TRUE(added.empty());
+    EXPECT_EQ(L"Hanna", Get(oldKey).name);
 
     // Another contact is another entry.
     WriteContact(L"Ida.contact", {L"8f3c2a10-5b7d-4e91-a6c4-1d2e3f4a5b6d", L"Ida", {{kFaxBusiness, L"2"}}});
     RecipientList both;
     ASSERT_EQ(S_OK, m_source->LoadFaxRecipients(both));
-    known = {oldKey};
-    kept.clear();
+    KeyList known{oldKey}, removed;
+    RecipientList kept, added;
     EXPECT_TRUE(m_source->Compare(both, known, removed, kept, added));
+    EXPECT_TRUE(removed.empty());
     ASSERT_EQ(1u, kept.size());
     EXPECT_EQ(L"Hanna", kept.front().name);
     ASSERT_EQ(1u, added.size());
@@ -275,18 +232,15 @@ protected:
     }
     static void RemoveClassKeys() {
         for (const std::wstring& key : {std::wstring(L"Windows.Contact"), std::wstring(kProgId),
-                                        std::wstring(L"CLSID\\") + kClassId}) {
-            ::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
-            ::RegDeleteKeyW(HKEY_CLASSES_ROOT, key.c_str());
-        }
+                                        std::wstring(L"CLSID\\") + kClassId})
+            ::RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str()), ::RegDeleteKeyW(HKEY_CLASSES_ROOT, key.c_str());
     }
 };
 
 TEST_F(WAB5LibraryTest, WithoutAnAddressBookTheSourceListsNothingAndRefusesChanges) {
     WriteContact(L"Someone.contact", {L"id-s", L"Someone", {{kFaxBusiness, L"1"}}});
-    const wchar_t* const libraries[] = {nullptr, L"C:\\nowhere\\missing_wab32.dll",
-                                        L"%SystemRoot%\\system32\\shlwapi.dll"};
-    for (const wchar_t* library : libraries) {
+    for (const wchar_t* library :
+         {static_cast<const wchar_t*>(nullptr), L"C:\\nowhere\\missing_wab32.dll", L"%SystemRoot%\\system32\\shlwapi.dll"}) {
         if (library) PointContactClassAt(library);
         SCOPED_TRACE(library ? Utf8(library) : "no Windows Contacts class");
         CWAB5 source;

@@ -6,7 +6,6 @@
 #include "sources/wab_fixture.h"
 
 #include <algorithm>
-#include <map>
 
 using namespace testing_support;
 
@@ -21,15 +20,6 @@ protected:
         WABTest::SetUp();
         ASSERT_EQ(S_OK, m_source.Connect());
     }
-
-    std::map<std::wstring, CRecipient> LoadByName() {
-        RecipientList all;
-        EXPECT_EQ(S_OK, m_source.LoadAll(all));
-        std::map<std::wstring, CRecipient> byName;
-        for (const CRecipient& r : all) byName[r.name] = r;
-        return byName;
-    }
-
     CRecipient Added(const std::wstring& name, const std::wstring& fax = L"555") {
         CRecipient r;
         r.name = name;
@@ -37,10 +27,11 @@ protected:
         EXPECT_EQ(S_OK, m_source.Add(r)) << "adding " << Utf8(name);
         return r;
     }
-
-    // The length a name is cut to before the file name is formed.
-    static size_t NameRoom() { return 234 - (ContactsFolder().size() + 1); }
-
+    CRecipient Get(ULONG_PTR key, HRESULT expected = S_OK) {
+        CRecipient got;
+        EXPECT_EQ(expected, m_source.Get(ULONG(key), got));
+        return got;
+    }
     CWAB6 m_source;
 };
 
@@ -51,7 +42,7 @@ TEST_F(WAB6Test, ReadsWhatAnotherProgramWrote) {
     WriteContact(L"Voice only.contact", {L"id-voice", L"Voice only", {{{L"Business"}, L"444"}}});
     WriteContact(L"No id.contact", {L"", L"No id", {{kFax, L"555"}}});
 
-    const auto byName = LoadByName();
+    const auto byName = LoadByName(m_source);
     ASSERT_EQ(3u, byName.size()) << "a contact without identifier is not listed";
     EXPECT_EQ(L"+1 555 0100", byName.at(L"Anna").faxNumber);
     EXPECT_EQ(L"id-anna", byName.at(L"Anna").identifier);
@@ -61,7 +52,6 @@ TEST_F(WAB6Test, ReadsWhatAnotherProgramWrote) {
         EXPECT_FALSE(r.favorite) << "no favourite mark reads as not favourite";
         EXPECT_TRUE(std::all_of(r.spare.begin(), r.spare.end(), [](const auto& s) { return s.empty(); }));
     }
-
     RecipientList fax;
     EXPECT_EQ(S_OK, m_source.LoadFaxRecipients(fax));
     EXPECT_EQ(2u, fax.size());
@@ -70,128 +60,104 @@ TEST_F(WAB6Test, ReadsWhatAnotherProgramWrote) {
 TEST_F(WAB6Test, KeysStartAtOneAndStayAcrossLoads) {
     WriteContact(L"A.contact", {L"id-a", L"A", {{kFax, L"1"}}});
     WriteContact(L"B.contact", {L"id-b", L"B", {{kFax, L"2"}}});
-    auto first = LoadByName();
+    auto first = LoadByName(m_source);
     EXPECT_TRUE((first[L"A"].key == 1 && first[L"B"].key == 2) || (first[L"A"].key == 2 && first[L"B"].key == 1));
 
     WriteContact(L"C.contact", {L"id-c", L"C", {{kFax, L"3"}}});
     ::DeleteFileW((ContactsFolder() + L"\\A.contact").c_str());
-    auto second = LoadByName();
+    auto second = LoadByName(m_source);
     EXPECT_EQ(first[L"B"].key, second[L"B"].key);
     EXPECT_EQ(3u, second[L"C"].key);
-
-    CRecipient got;
-    EXPECT_EQ(S_OK, m_source.Get(ULONG(second[L"C"].key), got));
-    EXPECT_EQ(L"C", got.name);
-    EXPECT_EQ(E_FAIL, m_source.Get(ULONG(first[L"A"].key), got)) << "a contact that is gone";
-    EXPECT_EQ(E_INVALIDARG, m_source.Get(99, got)) << "a key the table never handed out";
+    EXPECT_EQ(L"C", Get(second[L"C"].key).name);
+    Get(first[L"A"].key, E_FAIL);  // a contact that is gone
+    Get(99, E_INVALIDARG);         // a key the table never handed out
 }
 
+// The number goes into the last "Fax" element only; without one no number
+// is written. The favourite mark is written as "T" and "F" all the same.
 TEST_F(WAB6Test, ModifyWritesIntoTheLastFaxElementOnly) {
-    const std::wstring path =
+    const std::wstring two =
         WriteContact(L"Two.contact", {L"id-two", L"Two", {{kFax, L"111"}, {kFaxBusiness, L"222"}}});
-    CRecipient r = LoadByName().at(L"Two");
-    r.faxNumber = L"999";
-    ASSERT_EQ(S_OK, m_source.Modify(ULONG(r.key), r));
-
-    const std::string xml = ReadFileBytes(path);
-    EXPECT_NE(std::string::npos, xml.find("111")) << "the earlier Fax element is untouched";
-    EXPECT_EQ(std::string::npos, xml.find("222"));
-    EXPECT_NE(std::string::npos, xml.find("999"));
-    EXPECT_EQ(L"999", LoadByName().at(L"Two").faxNumber);
-}
-
-// Without a "Fax" element no number is written; the favourite mark is
-// written as "T" and "F" all the same.
-TEST_F(WAB6Test, ModifyOfAContactWithoutFaxLeavesItsNumbersAlone) {
-    const std::wstring path = WriteContact(L"Voice.contact", {L"id-v", L"Voice", {{{L"Voice"}, L"12345"}}});
-    CRecipient r = LoadByName().at(L"Voice");
-    r.faxNumber = L"777";
+    const std::wstring voice = WriteContact(L"Voice.contact", {L"id-v", L"Voice", {{{L"Voice"}, L"12345"}}});
     for (bool favorite : {true, false}) {
-        r.favorite = favorite;
-        ASSERT_EQ(S_OK, m_source.Modify(ULONG(r.key), r));
-        const std::string xml = ReadFileBytes(path);
-        const std::string phones = Between(xml, "<c:PhoneNumberCollection", "</c:PhoneNumberCollection>");
+        for (const wchar_t* name : {L"Two", L"Voice"}) {
+            CRecipient r = LoadByName(m_source).at(name);
+            r.faxNumber = L"999";
+            r.favorite = favorite;
+            ASSERT_EQ(S_OK, m_source.Modify(ULONG(r.key), r));
+            const CRecipient read = LoadByName(m_source).at(name);
+            EXPECT_EQ(name == std::wstring(L"Two") ? L"999" : L"", read.faxNumber) << Utf8(name);
+            EXPECT_EQ(favorite, read.favorite) << Utf8(name);
+        }
+        const std::string twoXml = ReadFileBytes(two), voiceXml = ReadFileBytes(voice);
+        EXPECT_NE(std::string::npos, twoXml.find(">111<")) << "the earlier Fax element is untouched";
+        EXPECT_EQ(std::string::npos, twoXml.find("222"));
+        const std::string phones = Between(voiceXml, "<c:PhoneNumberCollection", "</c:PhoneNumberCollection>");
         EXPECT_NE(std::string::npos, phones.find(">12345<")) << phones;
-        EXPECT_EQ(std::string::npos, phones.find("777"));
-        EXPECT_NE(std::string::npos, xml.find(favorite ? ">T<" : ">F<")) << xml;
-        const CRecipient read = LoadByName().at(L"Voice");
-        EXPECT_EQ(L"", read.faxNumber);
-        EXPECT_EQ(favorite, read.favorite);
+        EXPECT_EQ(std::string::npos, phones.find("999"));
+        EXPECT_NE(std::string::npos, voiceXml.find(favorite ? ">T<" : ">F<")) << voiceXml;
     }
 }
 
-TEST_F(WAB6Test, AddCreatesAContactFileThatReadsBack) {
-    CRecipient r = Added(L"Berta Bauer", L"+49 30 1234");
+TEST_F(WAB6Test, AddCreatesAContactFileThatReadsBackAndDeleteRemovesIt) {
+    CRecipient empty;
+    EXPECT_EQ(E_FAIL, m_source.Add(empty));
+    EXPECT_TRUE(AllFilesInContacts().empty()) << "nothing to write, nothing created";
+
+    const CRecipient keep = Added(L"Keep");
+    const CRecipient r = Added(L"Berta Bauer", L"+49 30 1234");
     EXPECT_NE(0u, r.key);
     EXPECT_FALSE(r.identifier.empty());
-    EXPECT_EQ(std::vector<std::wstring>{L"Berta Bauer.contact"}, ContactFiles());
-
+    EXPECT_EQ((std::vector<std::wstring>{L"Berta Bauer.contact", L"Keep.contact"}), ContactFiles());
     const std::string xml = ReadFileBytes(ContactsFolder() + L"\\Berta Bauer.contact");
     const std::string phone = Between(xml, "<c:PhoneNumber ", "</c:PhoneNumber>");
-    EXPECT_NE(std::string::npos, phone.find("Fax"));
-    EXPECT_NE(std::string::npos, phone.find("Business"));
-    EXPECT_NE(std::string::npos, phone.find("+49 30 1234"));
-
-    CRecipient got;
-    ASSERT_EQ(S_OK, m_source.Get(ULONG(r.key), got));
+    for (const char* part : {"Fax", "Business", "+49 30 1234"}) EXPECT_NE(std::string::npos, phone.find(part)) << part;
+    const CRecipient got = Get(r.key);
     EXPECT_EQ(L"Berta Bauer", got.name);
     EXPECT_EQ(L"+49 30 1234", got.faxNumber);
     EXPECT_EQ(r.identifier, got.identifier);
+
+    EXPECT_EQ(S_OK, m_source.Delete(ULONG(r.key)));
+    EXPECT_EQ(std::vector<std::wstring>{L"Keep.contact"}, ContactFiles());
+    EXPECT_EQ(E_FAIL, m_source.Delete(ULONG(r.key)));
+    EXPECT_EQ(E_FAIL, m_source.Delete(0));
+    CRecipient any;
+    EXPECT_EQ(E_FAIL, m_source.Modify(ULONG(r.key), any));
+    EXPECT_EQ(L"Keep", Get(keep.key).name);
 }
 
-TEST_F(WAB6Test, AddWithNothingToWriteCreatesNothing) {
-    CRecipient empty;
-    EXPECT_EQ(E_FAIL, m_source.Add(empty));
-    EXPECT_TRUE(AllFilesInContacts().empty());
-}
-
-TEST_F(WAB6Test, FileNamesReplaceTheNineCharactersAndCountUp) {
+// The nine characters no file name may hold become "_" and taken names count
+// up; long names are cut (never inside a character of two UTF-16 units)
+// before the file name is formed, but kept whole in the contact. Names that
+// cannot be a file of their own are saved under the contact's identifier;
+// nothing lands outside the Contacts folder.
+TEST_F(WAB6Test, FileNamesComeFromTheName) {
     WriteContactsFile(L"Sales_East_Main.contact", "");
     WriteContactsFile(L"Sales_East_Main (1).contact", "");
-    Added(L"Sales/East:Main");
-    Added(L"<>:*?/|\\\"");
-    Added(L"a<b>c*d?e|f\\g\"h");
-    EXPECT_EQ((std::vector<std::wstring>{L"Sales_East_Main (1).contact", L"Sales_East_Main (2).contact",
-                                         L"Sales_East_Main.contact", L"_________.contact",
-                                         L"a_b_c_d_e_f_g_h.contact"}),
-              ContactFiles());
-}
-
-TEST_F(WAB6Test, LongNamesAreCutBeforeTheFileNameIsFormed) {
-    const std::wstring longName(300, L'x');
-    const CRecipient r = Added(longName);
-    ASSERT_EQ(1u, ContactFiles().size());
-    EXPECT_EQ(std::wstring(NameRoom(), L'x') + L".contact", ContactFiles()[0]);
-    // The name itself is kept whole.
-    EXPECT_EQ(longName, LoadByName().begin()->second.name);
-
-    Added(longName);
-    EXPECT_EQ(std::wstring(NameRoom(), L'x') + L" (1).contact", ContactFiles()[0]);
-
-    // A cut may not split a character made of two UTF-16 units.
-    const std::wstring emoji = std::wstring(NameRoom() - 1, L'y') + L"\U0001F600" + L"tail";
-    Added(emoji);
-    const auto files = ContactFiles();
-    EXPECT_EQ(1, std::count(files.begin(), files.end(), std::wstring(NameRoom() - 1, L'y') + L".contact"));
-}
-
-// Names that cannot be a file of their own are saved under the contact's
-// identifier; nothing lands outside the Contacts folder.
-TEST_F(WAB6Test, NamesThatCannotBeFilesFallBackToTheIdentifier) {
-    const wchar_t* const names[] = {L"CON", L"nul", L"Com1", L"LPT1.txt", L"aux .x", L"conout$",
-                                    L"..",  L" . ", L"",     L"..\\..\\evil"};
-    for (const wchar_t* name : names) {
+    // The length a name is cut to.
+    const size_t room = 234 - (ContactsFolder().size() + 1);
+    const std::wstring cut(room, L'x'), shorter(room - 1, L'y');
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {L"Sales/East:Main", L"Sales_East_Main (2)"},
+        {L"<>:*?/|\\\"", L"_________"},
+        {L"a<b>c*d?e|f\\g\"h", L"a_b_c_d_e_f_g_h"},
+        {std::wstring(300, L'x'), cut},
+        {std::wstring(300, L'x'), cut + L" (1)"},
+        {shorter + L"\U0001F600" + L"tail", shorter},
+        {L"..\\..\\evil", L".._.._evil"},
+        // Device names, dots and blanks only, nothing: the identifier.
+        {L"CON", L""}, {L"nul", L""}, {L"Com1", L""}, {L"LPT1.txt", L""}, {L"aux .x", L""}, {L"conout$", L""},
+        {L"..", L""}, {L" . ", L""}, {L"", L""},
+    };
+    for (const auto& [name, file] : cases) {
         const CRecipient r = Added(name, L"1");
         ASSERT_NE(0u, r.key) << Utf8(name);
-        const std::wstring expected = std::wstring(name) == L"..\\..\\evil" ? L".._.._evil.contact"
-                                                                              : r.identifier + L".contact";
+        const std::wstring expected = (file.empty() ? r.identifier : file) + L".contact";
         const auto files = ContactFiles();
         EXPECT_EQ(1, std::count(files.begin(), files.end(), expected)) << Utf8(name);
-        CRecipient got;
-        EXPECT_EQ(S_OK, m_source.Get(ULONG(r.key), got));
-        EXPECT_EQ(name, got.name);
+        EXPECT_EQ(name, Get(r.key).name);
     }
-    EXPECT_EQ(std::size(names), ContactFiles().size());
+    EXPECT_EQ(std::size(cases) + 2, ContactFiles().size());
     EXPECT_EQ(ContactFiles(), AllFilesInContacts());
 }
 
@@ -204,28 +170,15 @@ TEST_F(WAB6Test, ANewNameRenamesTheFileUnlessThatNameIsTaken) {
     WriteContactsFile(L"Taken.contact", "");
     r.name = L"Taken";
     ASSERT_EQ(S_OK, m_source.Modify(ULONG(r.key), r)) << "a rename that cannot happen is not an error";
-    EXPECT_EQ((std::vector<std::wstring>{L"New Name.contact", L"Taken.contact"}), ContactFiles());
+    const std::vector<std::wstring> both = {L"New Name.contact", L"Taken.contact"};
+    EXPECT_EQ(both, ContactFiles());
     EXPECT_EQ("", ReadFileBytes(ContactsFolder() + L"\\Taken.contact")) << "the other file is untouched";
-    CRecipient got;
-    ASSERT_EQ(S_OK, m_source.Get(ULONG(r.key), got));
-    EXPECT_EQ(L"Taken", got.name);
+    EXPECT_EQ(L"Taken", Get(r.key).name);
 
     // Same name, other number: no rename.
     r.faxNumber = L"42";
     ASSERT_EQ(S_OK, m_source.Modify(ULONG(r.key), r));
-    EXPECT_EQ((std::vector<std::wstring>{L"New Name.contact", L"Taken.contact"}), ContactFiles());
-}
-
-TEST_F(WAB6Test, DeleteRemovesTheFile) {
-    const CRecipient keep = Added(L"Keep");
-    const CRecipient gone = Added(L"Gone");
-    EXPECT_EQ(S_OK, m_source.Delete(ULONG(gone.key)));
-    EXPECT_EQ(std::vector<std::wstring>{L"Keep.contact"}, ContactFiles());
-    EXPECT_EQ(E_FAIL, m_source.Delete(ULONG(gone.key)));
-    EXPECT_EQ(E_FAIL, m_source.Delete(0));
-    CRecipient r;
-    EXPECT_EQ(E_FAIL, m_source.Modify(ULONG(gone.key), r));
-    EXPECT_EQ(S_OK, m_source.Get(ULONG(keep.key), r));
+    EXPECT_EQ(both, ContactFiles());
 }
 
 TEST_F(WAB6Test, MalformedFilesBesideGoodOnesAreSkipped) {
@@ -237,7 +190,7 @@ TEST_F(WAB6Test, MalformedFilesBesideGoodOnesAreSkipped) {
     WriteContactsFile(L"Other root.contact", "<?xml version=\"1.0\"?><person><name>x</name></person>");
     WriteContact(L"Good 2.contact", {L"id-good2", L"Good 2", {{kFax, L"3"}}});
 
-    const auto byName = LoadByName();
+    const auto byName = LoadByName(m_source);
     EXPECT_EQ(2u, byName.size());
     EXPECT_EQ(1u, byName.count(L"Good"));
     EXPECT_EQ(1u, byName.count(L"Good 2"));
@@ -246,39 +199,12 @@ TEST_F(WAB6Test, MalformedFilesBesideGoodOnesAreSkipped) {
 
 // A file where the Contacts folder should be: the folder cannot be made, no
 // source can write a contact, and nothing is written anywhere else.
-class NoContactsFolderTest : public WABTest {
-protected:
-    void SetUp() override {
-        WABTest::SetUp();
-        m_folder = ContactsFolder();
-        m_parent = m_folder.substr(0, m_folder.find_last_of(L'\\'));
-        ASSERT_TRUE(::RemoveDirectoryW(m_folder.c_str()));
-        com::UniqueFile blocker(::CreateFileW(m_folder.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                              FILE_ATTRIBUTE_NORMAL, nullptr));
-        ASSERT_TRUE(blocker);
-        m_before = Listing(m_parent);
-    }
-    void TearDown() override {
-        ::DeleteFileW(m_folder.c_str());
-        ::CreateDirectoryW(m_folder.c_str(), nullptr);
-        WABTest::TearDown();
-    }
-    static std::vector<std::wstring> Listing(const std::wstring& folder) {
-        std::vector<std::wstring> names;
-        WIN32_FIND_DATAW found;
-        const HANDLE search = ::FindFirstFileW((folder + L"\\*").c_str(), &found);
-        if (search == INVALID_HANDLE_VALUE) return names;
-        do names.push_back(found.cFileName);
-        while (::FindNextFileW(search, &found));
-        ::FindClose(search);
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-    std::wstring m_folder, m_parent;
-    std::vector<std::wstring> m_before;
-};
-
-TEST_F(NoContactsFolderTest, AddsFailAndNothingIsWritten) {
+TEST_F(WABTest, WithAFileInPlaceOfTheContactsFolderAddsFailAndNothingIsWritten) {
+    const std::wstring folder = ContactsFolder(), parent = folder.substr(0, folder.find_last_of(L'\\'));
+    ASSERT_TRUE(::RemoveDirectoryW(folder.c_str()));
+    ASSERT_TRUE(com::UniqueFile(::CreateFileW(folder.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr)));
+    const auto before = FilesIn(parent);
     {
         CWAB6 contacts;
         contacts.Connect();
@@ -296,27 +222,12 @@ TEST_F(NoContactsFolderTest, AddsFailAndNothingIsWritten) {
         EXPECT_EQ(S_OK, book.LoadAll(all));
         EXPECT_TRUE(all.empty());
     }
-    EXPECT_EQ(m_before, Listing(m_parent));
-    EXPECT_EQ(0u, ::GetFileSize(com::UniqueFile(::CreateFileW(m_folder.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                                              OPEN_EXISTING, 0, nullptr)).get(), nullptr))
-        << "the file in the folder's place is untouched";
-}
-
-TEST(WAB6Closed, EveryOperationNeedsAConnection) {
-    ComApartment apartment;
-    CWAB6 source;
-    RecipientList list{CRecipient()};
-    CRecipient r;
-    r.name = L"x";
-    EXPECT_EQ(E_FAIL, source.LoadAll(list));
-    EXPECT_TRUE(list.empty());
-    EXPECT_EQ(E_FAIL, source.LoadFaxRecipients(list));
-    EXPECT_EQ(E_FAIL, source.Add(r));
-    EXPECT_EQ(E_FAIL, source.Get(1, r));
-    EXPECT_EQ(E_FAIL, source.Modify(1, r));
-    EXPECT_EQ(E_FAIL, source.Delete(1));
-    source.Disconnect();
-    source.Disconnect();
+    EXPECT_EQ(before, FilesIn(parent));
+    WIN32_FILE_ATTRIBUTE_DATA blocker{};
+    EXPECT_TRUE(::GetFileAttributesExW(folder.c_str(), GetFileExInfoStandard, &blocker));
+    EXPECT_EQ(0u, blocker.nFileSizeLow) << "the file in the folder's place is untouched";
+    ::DeleteFileW(folder.c_str());
+    ::CreateDirectoryW(folder.c_str(), nullptr);
 }
 
 }  // namespace

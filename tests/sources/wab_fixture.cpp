@@ -13,12 +13,10 @@ std::wstring ContactsFolder() {
     return path.get();
 }
 
-namespace {
-
-std::vector<std::wstring> FilesMatching(const wchar_t* pattern) {
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern) {
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW found;
-    const HANDLE search = ::FindFirstFileW((ContactsFolder() + L"\\" + pattern).c_str(), &found);
+    const HANDLE search = ::FindFirstFileW((folder + L"\\" + pattern).c_str(), &found);
     if (search == INVALID_HANDLE_VALUE) return names;
     do {
         const std::wstring name = found.cFileName;
@@ -28,6 +26,20 @@ std::vector<std::wstring> FilesMatching(const wchar_t* pattern) {
     std::sort(names.begin(), names.end());
     return names;
 }
+
+void ClearContactsFolder() {
+    for (const std::wstring& name : AllFilesInContacts()) {
+        const std::wstring path = ContactsFolder() + L"\\" + name;
+        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        ::DeleteFileW(path.c_str());
+    }
+}
+
+int WriteFromAnotherProcess(const std::wstring& path) {
+    return RunProcess(L"cmd.exe /c echo x>>\"" + path + L"\"");
+}
+
+namespace {
 
 std::string Escape(const std::wstring& text) {
     std::string out;
@@ -44,25 +56,6 @@ std::string Escape(const std::wstring& text) {
 }
 
 }  // namespace
-
-std::vector<std::wstring> ContactFiles() { return FilesMatching(L"*.contact"); }
-std::vector<std::wstring> AllFilesInContacts() { return FilesMatching(L"*"); }
-
-void ClearContactsFolder() {
-    for (const std::wstring& name : AllFilesInContacts()) {
-        const std::wstring path = ContactsFolder() + L"\\" + name;
-        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-        ::DeleteFileW(path.c_str());
-    }
-}
-
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(size_t(size), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), size, nullptr, nullptr);
-    return out;
-}
 
 std::string ContactDocument(const ContactXml& contact) {
     std::string xml =
@@ -123,15 +116,17 @@ std::string Between(const std::string& text, const std::string& from, const std:
     return text.substr(start, end == std::string::npos ? std::string::npos : end + to.size() - start);
 }
 
+std::map<std::wstring, CRecipient> LoadByName(IAB& source) {
+    RecipientList all;
+    EXPECT_EQ(S_OK, source.LoadAll(all));
+    std::map<std::wstring, CRecipient> byName;
+    for (const CRecipient& r : all) byName[r.name] = r;
+    return byName;
+}
+
 int RegisterStandIn(bool unregister) {
     return RunProcess(std::wstring(L"regsvr32.exe ") + (unregister ? L"/u " : L"") + L"/s \"" + BinDir() +
                       L"standin_wab32.dll\"");
 }
-
-void WABTest::SetUpTestSuite() { ASSERT_EQ(0, RegisterStandIn()); }
-// The stand-in stays registered, as the system's library is on Windows:
-// under Wine every failed all-contexts activation of a missing class leaks
-// two handles, which later programs' leak checks would blame on the module.
-void WABTest::TearDownTestSuite() {}
 
 }  // namespace testing_support

@@ -4,10 +4,12 @@
 // (Windows Contacts itself) writes them.
 #pragma once
 
+#include "core/iab.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -15,11 +17,19 @@ namespace testing_support {
 
 // The user's Contacts folder, without a trailing backslash.
 std::wstring ContactsFolder();
-// The names of the .contact files in it, sorted.
-std::vector<std::wstring> ContactFiles();
-// Every file name in it, sorted (to see that nothing else appeared).
-std::vector<std::wstring> AllFilesInContacts();
+// The names of the files in a folder that match the pattern, sorted.
+std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern = L"*");
+// The .contact files of the Contacts folder, and all its files (to see that
+// nothing else appeared).
+inline std::vector<std::wstring> ContactFiles() {
+    return FilesIn(ContactsFolder(), L"*.contact");
+}
+inline std::vector<std::wstring> AllFilesInContacts() {
+    return FilesIn(ContactsFolder());
+}
 void ClearContactsFolder();
+// Another process (cmd.exe) appends a line to the file, creating it if need be.
+int WriteFromAnotherProcess(const std::wstring& path);
 
 struct PhoneElement {
     std::vector<std::wstring> labels;
@@ -40,16 +50,20 @@ std::wstring WriteContact(const std::wstring& fileName, const ContactXml& contac
 std::string ReadFileBytes(const std::wstring& path);
 // The document's text from the first occurrence of `from` to the next `to`.
 std::string Between(const std::string& text, const std::string& from, const std::string& to);
-std::string Utf8(const std::wstring& text);
+// Everything the source lists, by name.
+std::map<std::wstring, CRecipient> LoadByName(IAB& source);
 
 // Registers the stand-in library as the system's address book (regsvr32,
 // as a person installing it would); /u takes it away again.
 int RegisterStandIn(bool unregister = false);
 
+// The stand-in stays registered after the suite, as the system's library is
+// on Windows: under Wine every failed all-contexts activation of a missing
+// class leaks two handles, which later programs' leak checks would blame on
+// the module.
 class WABTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite();
-    static void TearDownTestSuite();
+    static void SetUpTestSuite() { ASSERT_EQ(0, RegisterStandIn()); }
     void SetUp() override { ClearContactsFolder(); }
     void TearDown() override { ClearContactsFolder(); }
 

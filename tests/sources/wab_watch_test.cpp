@@ -12,31 +12,29 @@ using namespace testing_support;
 namespace {
 
 constexpr DWORD kDeliveryMs = 1000;  // how long a change may take to arrive
-constexpr DWORD kSettleMs = 300;     // lets the follow-ups of one change arrive
 
-int ChangeFromAnotherProcess(int change) {
-    const std::wstring name = L"Changed " + std::to_wstring(change);
-    return RunProcess(L"\"" + BinDir() + L"wab_probe.exe\" write \"" + name + L".contact\" \"" + name + L"\"");
+void ChangeFromAnotherProcess(int change) {
+    ASSERT_EQ(0, WriteFromAnotherProcess(ContactsFolder() + L"\\Changed " + std::to_wstring(change) + L".txt"));
 }
 
-class WABWatchTest : public WABTest {};
+// Waits for the report of one change, after those of earlier changes.
+int Reported(MessageCounter& window, int change) {
+    return window.WaitAfter([change] { ChangeFromAnotherProcess(change); }, 1, kDeliveryMs);
+}
 
-TEST_F(WABWatchTest, EveryChangeOfAnotherProcessReachesTheWindow) {
+TEST_F(WABTest, EveryChangeOfAnotherProcessReachesTheWindow) {
     CWAB6 source;
     MessageCounter window(kReloadMessage);
     ASSERT_TRUE(source.SetNotifyWindow(window.hwnd(), true));
     for (int change = 1; change <= 4; ++change) {
-        window.PumpFor(kSettleMs);
-        window.Reset();
-        ASSERT_EQ(0, ChangeFromAnotherProcess(change));
-        EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1) << "change " << change << " was not reported";
+        EXPECT_GE(Reported(window, change), 1) << "change " << change << " was not reported";
         EXPECT_EQ(kWABChangeParam, window.lastLParam());
     }
 }
 
 // A window registered twice is told as often as one registered once; one
 // unregistered is not told, and one destroyed is left out.
-TEST_F(WABWatchTest, TheRegisteredWindowListHoldsEachLiveWindowOnce) {
+TEST_F(WABTest, TheRegisteredWindowListHoldsEachLiveWindowOnce) {
     CWAB6 source;
     auto destroyed = std::make_unique<MessageCounter>(kReloadMessage);
     MessageCounter twice(kReloadMessage), once(kReloadMessage), unregistered(kReloadMessage);
@@ -47,9 +45,9 @@ TEST_F(WABWatchTest, TheRegisteredWindowListHoldsEachLiveWindowOnce) {
     destroyed.reset();
 
     for (int change = 1; change <= 2; ++change) {
-        twice.PumpFor(kSettleMs);
+        twice.PumpFor(300);
         for (MessageCounter* window : {&twice, &once, &unregistered}) window->Reset();
-        ASSERT_EQ(0, ChangeFromAnotherProcess(change));
+        ChangeFromAnotherProcess(change);
         twice.PumpFor(kDeliveryMs);
         EXPECT_GE(once.count(), 1) << "change " << change;
         EXPECT_EQ(once.count(), twice.count()) << "change " << change;
@@ -57,7 +55,7 @@ TEST_F(WABWatchTest, TheRegisteredWindowListHoldsEachLiveWindowOnce) {
     }
 }
 
-TEST_F(WABWatchTest, WatchersRunUntilTheLastSourceOfTheProcessIsGone) {
+TEST_F(WABTest, WatchersRunUntilTheLastSourceOfTheProcessIsGone) {
     {
         // The first sources load what lives as long as the process (the
         // address-book library's XML service among it).
@@ -78,14 +76,9 @@ TEST_F(WABWatchTest, WatchersRunUntilTheLastSourceOfTheProcessIsGone) {
         first.reset();
         EXPECT_TRUE(ThreadAlive(firstWatcher)) << "the first watcher runs on while another source lives";
         EXPECT_TRUE(ThreadAlive(secondWatcher));
-
-        // The second source still reports changes.
         MessageCounter window(kReloadMessage);
         ASSERT_TRUE(second->SetNotifyWindow(window.hwnd(), true));
-        window.PumpFor(kSettleMs);
-        window.Reset();
-        ASSERT_EQ(0, ChangeFromAnotherProcess(1));
-        EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1);
+        EXPECT_GE(Reported(window, 1), 1) << "the second source still reports changes";
 
         second.reset();
         EXPECT_FALSE(ThreadAlive(firstWatcher));
@@ -98,8 +91,7 @@ TEST_F(WABWatchTest, WatchersRunUntilTheLastSourceOfTheProcessIsGone) {
     CWAB6 again;
     MessageCounter window(kReloadMessage);
     ASSERT_TRUE(again.SetNotifyWindow(window.hwnd(), true));
-    ASSERT_EQ(0, ChangeFromAnotherProcess(2));
-    EXPECT_GE(window.WaitFor(1, kDeliveryMs), 1);
+    EXPECT_GE(Reported(window, 2), 1);
 }
 
 }  // namespace

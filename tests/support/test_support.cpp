@@ -9,6 +9,18 @@
 
 namespace testing_support {
 
+namespace {
+
+void DispatchWaitingMessages() {
+    MSG msg;
+    while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&msg);
+        ::DispatchMessageW(&msg);
+    }
+}
+
+}  // namespace
+
 std::wstring BinDir() {
     wchar_t path[MAX_PATH];
     const DWORD length = ::GetModuleFileNameW(nullptr, path, MAX_PATH);
@@ -16,7 +28,7 @@ std::wstring BinDir() {
     return dir.substr(0, dir.find_last_of(L"\\/") + 1);
 }
 
-int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeoutMs) {
+int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeoutMs, bool pumpMessages) {
     SECURITY_ATTRIBUTES inherit{sizeof(inherit), nullptr, TRUE};
     com::UniqueHandle readEnd, writeEnd;
     if (!::CreatePipe(readEnd.put(), writeEnd.put(), &inherit, 0)) return -1;
@@ -52,7 +64,10 @@ int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeo
     bool ended = false;
     while (!ended) {
         drain();
-        ended = ::WaitForSingleObject(process.get(), 20) == WAIT_OBJECT_0;
+        HANDLE handle = process.get();
+        ended = (pumpMessages ? ::MsgWaitForMultipleObjects(1, &handle, FALSE, 20, QS_ALLINPUT)
+                              : ::WaitForSingleObject(handle, 20)) == WAIT_OBJECT_0;
+        if (pumpMessages) DispatchWaitingMessages();
         if (!ended && ::GetTickCount64() >= deadline) {
             ::TerminateProcess(process.get(), 1);
             if (output) *output = collected;
@@ -119,13 +134,17 @@ int MessageCounter::WaitFor(int count, DWORD timeoutMs) {
         const ULONGLONG now = ::GetTickCount64();
         if (now >= deadline) break;
         ::MsgWaitForMultipleObjects(0, nullptr, FALSE, DWORD(deadline - now), QS_ALLINPUT);
-        MSG msg;
-        while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-            ::TranslateMessage(&msg);
-            ::DispatchMessageW(&msg);
-        }
+        DispatchWaitingMessages();
     }
     return m_count;
+}
+
+int MessageCounter::WaitAfter(const std::function<void()>& action, int count, DWORD timeoutMs,
+                              DWORD settleMs) {
+    PumpFor(settleMs);
+    Reset();
+    action();
+    return WaitFor(count, timeoutMs);
 }
 
 namespace {
@@ -179,6 +198,21 @@ int HandleCount() {
     for (ULONG i = 0; i < count; ++i)
         if (entries[i].process == ::GetCurrentProcessId()) ++mine;
     return mine;
+}
+
+std::string Utf8(const std::wstring& text) {
+    const int size =
+        ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string out(size_t(size), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), out.data(), size, nullptr, nullptr);
+    return out;
+}
+
+std::wstring FromUtf8(const std::string& text) {
+    const int size = ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0);
+    std::wstring out(size_t(size), L'\0');
+    ::MultiByteToWideChar(CP_UTF8, 0, text.data(), int(text.size()), out.data(), size);
+    return out;
 }
 
 void DeleteUserKey(const wchar_t* path) { ::RegDeleteTreeW(HKEY_CURRENT_USER, path), ::RegDeleteKeyW(HKEY_CURRENT_USER, path); }

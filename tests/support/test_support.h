@@ -17,8 +17,11 @@ std::wstring BinDir();
 
 // Starts a program (command line as given), waits up to the timeout and
 // returns its exit code (or -1 when it could not run or did not end). Its
-// standard output and error are collected into output when given.
-int RunProcess(const std::wstring& commandLine, std::string* output = nullptr, DWORD timeoutMs = 60000);
+// standard output and error are collected into output when given. With
+// pumpMessages this thread's messages are dispatched meanwhile (so that COM
+// calls into its apartment are served while the program runs).
+int RunProcess(const std::wstring& commandLine, std::string* output = nullptr, DWORD timeoutMs = 60000,
+               bool pumpMessages = false);
 
 // regsvr32 [/u] /s on the module beside the test program; returns its exit code.
 int RunRegsvr32(bool unregister);
@@ -41,6 +44,9 @@ public:
     int WaitFor(int count, DWORD timeoutMs);
     // Pumps for the given time and returns the count.
     int PumpFor(DWORD ms) { return WaitFor(INT_MAX, ms); }
+    // Pumps for settleMs (what earlier steps caused arrives and is not
+    // counted), runs the action, then waits as WaitFor does.
+    int WaitAfter(const std::function<void()>& action, int count, DWORD timeoutMs, DWORD settleMs = 300);
     int count() const { return m_count; }
     LPARAM lastLParam() const { return m_lastLParam; }
     WPARAM lastWParam() const { return m_lastWParam; }
@@ -67,6 +73,10 @@ int ThreadCount();
 // Number of handles this process holds (GetProcessHandleCount answers 0
 // under Wine, the system's handle table does not).
 int HandleCount();
+
+// UTF-8 from UTF-16 and back, for files other programs read and write.
+std::string Utf8(const std::wstring& text);
+std::wstring FromUtf8(const std::string& text);
 
 // Deletes a registry tree under HKEY_CURRENT_USER (missing is fine).
 void DeleteUserKey(const wchar_t* path);

@@ -1,6 +1,5 @@
 // Long recipient list texts of an exact length, with the lists they must give:
-// shared by the child program that parses them on a small stack and the tests
-// that check what it stored.
+// shared by the small-stack tests and the text benchmark.
 #pragma once
 
 #include <iterator>

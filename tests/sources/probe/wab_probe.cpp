@@ -2,7 +2,6 @@
 //   wab_probe write FILE NAME [FAX]  writes a contact file into the Contacts folder
 //                                    (identifier "probe-FILE", FAX labelled Fax and Business)
 //   wab_probe delete FILE            deletes a file of the Contacts folder
-//   wab_probe touch PATH             appends one byte to a file
 //   wab_probe list5                  lists the Windows Address Book source
 //   wab_probe watch5 EVENT MS        registers a window with that source, signals
 //                                    the named event and counts reload messages
@@ -19,15 +18,6 @@
 namespace {
 
 using testing_support::Utf8;
-
-bool WriteBytes(const std::wstring& path, const std::string& bytes, DWORD disposition) {
-    com::UniqueFile file(::CreateFileW(path.c_str(), FILE_APPEND_DATA | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                       disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) return false;
-    if (disposition == OPEN_ALWAYS) ::SetFilePointer(file.get(), 0, nullptr, FILE_END);
-    DWORD written = 0;
-    return ::WriteFile(file.get(), bytes.data(), DWORD(bytes.size()), &written, nullptr) && written == bytes.size();
-}
 
 int Write(const std::wstring& fileName, const std::wstring& name, const std::wstring& fax) {
     testing_support::ContactXml contact{L"probe-" + fileName, name, {}};
@@ -55,7 +45,6 @@ int List() {
 }
 
 int Watch(const std::wstring& eventName, DWORD ms) {
-    testing_support::ComApartment apartment;
     CWAB5 source;
     testing_support::MessageCounter window(kReloadMessage);
     if (!source.SetNotifyWindow(window.hwnd(), true)) return 100;
@@ -72,7 +61,6 @@ int wmain(int argc, wchar_t** argv) {
     if (mode == L"write" && argc > 3) return Write(argv[2], argv[3], argc > 4 ? argv[4] : L"");
     if (mode == L"delete" && argc > 2)
         return ::DeleteFileW((testing_support::ContactsFolder() + L"\\" + argv[2]).c_str()) ? 0 : 3;
-    if (mode == L"touch" && argc > 2) return WriteBytes(argv[2], "x", OPEN_ALWAYS) ? 0 : 3;
     if (mode == L"list5") return List();
     if (mode == L"watch5" && argc > 3) return Watch(argv[2], DWORD(_wtoi(argv[3])));
     return 1;

@@ -26,48 +26,6 @@ const std::vector<std::pair<std::wstring, std::wstring>> kPeople = {
     {L"Dora Lind", L"030 99 88"},      {L"Emil Roth", L"123-456"},
 };
 
-// Wine's ATL host with the second control, in a top-level window.
-class AtlHost2 {
-public:
-    explicit AtlHost2(int width = 420, int height = 330) {
-        m_atl.reset(::LoadLibraryW(L"atl100.dll"));
-        if (!m_atl) return;
-        using Init = BOOL(WINAPI*)();
-        using GetControl = HRESULT(WINAPI*)(HWND, IUnknown**);
-        const auto init = reinterpret_cast<Init>(::GetProcAddress(m_atl.get(), "AtlAxWinInit"));
-        const auto getControl = reinterpret_cast<GetControl>(::GetProcAddress(m_atl.get(), "AtlAxGetControl"));
-        if (!init || !getControl) return;
-        init();
-        m_top.reset(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 40, 40, width + 20,
-                                      height + 20, nullptr, nullptr, nullptr, nullptr));
-        m_host = ::CreateWindowExW(0, L"AtlAxWin100", kProgId2, WS_CHILD | WS_VISIBLE, 10, 10, width, height,
-                                   m_top.get(), nullptr, nullptr, nullptr);
-        if (m_host) getControl(m_host, m_control.put());
-    }
-    ~AtlHost2() {
-        m_control.reset();
-        m_top.reset();
-        m_atl.release();  // the ATL host's window class stays registered for the process
-    }
-    template <class I>
-    com::ComPtr<I> query() const {
-        return m_control ? m_control.template query<I>() : com::ComPtr<I>();
-    }
-    HWND top() const { return m_top.get(); }
-    HWND controlWindow() const {
-        HWND window = nullptr;
-        if (const auto inPlace = query<IOleInPlaceObject>()) inPlace->GetWindow(&window);
-        return window;
-    }
-    HWND item(int id) const { return ::GetDlgItem(controlWindow(), id); }
-
-private:
-    com::UniqueModule m_atl;
-    com::UniqueWindow m_top;
-    HWND m_host = nullptr;
-    com::ComPtr<IUnknown> m_control;
-};
-
 VARIANT Variant(VARTYPE type) {
     VARIANT v;
     ::VariantInit(&v);
@@ -99,7 +57,7 @@ protected:
     // Hosts the control on the MRU book with these people and waits for the fill.
     void Host(const std::vector<std::pair<std::wstring, std::wstring>>& people) {
         if (!people.empty()) WriteBook(people);
-        m_host = std::make_unique<AtlHost2>();
+        m_host = std::make_unique<AtlHost>(420, 330, kProgId2);
         m_control = m_host->query<IVelPhonebookControl3>();
         ASSERT_TRUE(m_control) << "the ATL host did not create the control";
         ASSERT_TRUE(m_host->controlWindow()) << "not in-place active";
@@ -152,7 +110,7 @@ protected:
     std::vector<ReceivedEvent> TakeEvents() { return std::exchange(m_sink->events, {}); }
 
     testing_support::ComApartment m_apartment;
-    std::unique_ptr<AtlHost2> m_host;
+    std::unique_ptr<AtlHost> m_host;
     com::ComPtr<IVelPhonebookControl3> m_control;
     com::ComPtr<EventSink> m_sink;
     DWORD m_cookie = 0;

@@ -127,7 +127,7 @@ MessageBoxAnswer::~MessageBoxAnswer() {
     m_thread.join();
 }
 
-AtlHost::AtlHost(int width, int height) {
+AtlHost::AtlHost(int width, int height, const wchar_t* progId) {
     m_atl.reset(::LoadLibraryW(L"atl100.dll"));
     if (!m_atl) return;
     using Init = BOOL(WINAPI*)();
@@ -139,7 +139,7 @@ AtlHost::AtlHost(int width, int height) {
     init();
     m_top.reset(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0,
                                   width + 20, height + 20, nullptr, nullptr, nullptr, nullptr));
-    m_host = ::CreateWindowExW(0, L"AtlAxWin100", kProgId, WS_CHILD | WS_VISIBLE, 10, 10, width, height,
+    m_host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, 10, 10, width, height,
                                m_top.get(), nullptr, nullptr, nullptr);
     if (m_host) getControl(m_host, m_control.put());
 }

@@ -82,11 +82,11 @@ private:
 // Wine's ATL host with the control in it, inside a top-level window.
 class AtlHost {
 public:
-    AtlHost(int width = 360, int height = 330);
+    explicit AtlHost(int width = 360, int height = 330, const wchar_t* progId = kProgId);
     ~AtlHost();
     IUnknown* control() const { return m_control.get(); }
     template <class I>
-    com::ComPtr<I> query() const { return m_control.template query<I>(); }
+    com::ComPtr<I> query() const { return m_control ? m_control.template query<I>() : com::ComPtr<I>(); }
     HWND top() const { return m_top.get(); }
     HWND hostWindow() const { return m_host; }
     // The control's own window (the dialog) and its children.

@@ -40,6 +40,13 @@ public:
     // WM_COMMAND with the move code as notification code.
     void End(UINT code);
 
+    // Places the open box over another cell (its row moved).
+    void MoveTo(const RECT& cell, int item) noexcept {
+        if (!m_hWnd) return;
+        m_item = item;
+        ::MoveWindow(m_hWnd, cell.left, cell.top, cell.right - cell.left, cell.bottom - cell.top, TRUE);
+    }
+
     bool IsOpen() const noexcept { return m_hWnd != nullptr; }
     int Item() const noexcept { return m_item; }
     int Column() const noexcept { return m_column; }

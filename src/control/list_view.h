@@ -174,6 +174,19 @@ public:
         m_editKey = this->KeyOfItem(item);
         return m_edit.Open(list, cell, item, column, text, shownText ? *shownText : text, Self().EditSettings(column));
     }
+    // Moves an open edit box over its row's cell again, wherever rows
+    // inserted, removed or sorted have taken that row.
+    void FollowEditedRow() {
+        if (!IsEditing()) return;
+        const int row = this->FindItemByKey(m_editKey);
+        if (row < 0) return;
+        m_editItem = row;
+        const win::ListViewCtrl list = this->List();
+        RECT cell{};
+        if (!list.GetSubItemRect(row, m_edit.Column(), LVIR_BOUNDS, cell)) return;
+        if (m_edit.Column() == 0) cell.right = cell.left + list.GetColumnWidth(0);
+        m_edit.MoveTo(cell, row);
+    }
     // Ends an open edit, keeping (commit) or dropping the text.
     void EndEdit(bool commit = true) {
         if (IsEditing()) m_edit.End(commit ? kEditCommit : kEditCancel);
@@ -378,13 +391,17 @@ public:
     }
 
     // 0 unsorted; 1/2 "#" ascending/descending, 3/4 name, 5/6 number; 7 sorts
-    // again in the current mode; above 7 ignored. Ends an open edit first.
+    // again in the current mode; above 7 ignored. Before the list window
+    // exists the mode is only kept. An open edit stays open and follows its
+    // row: a re-sort after someone else's change must not commit what the
+    // user is half-way through typing.
     void SetSortMode(unsigned short mode) {
         if (mode > 7) return;
-        if (this->IsEditing()) this->EndEdit(true);
         if (mode != 7) m_sortMode = short(mode);
+        if (!this->m_hWnd) return;
         UpdateHeaderImages();
         if (m_sortMode >= 1 && m_sortMode <= 6) Sort();
+        this->FollowEditedRow();
     }
     short GetSortMode() const noexcept { return m_sortMode; }
     short CompareKind() const noexcept { return m_compareKind; }
@@ -453,9 +470,10 @@ protected:
         const int columns = std::min(3, header.GetItemCount());
         for (int column = 0; column < columns; ++column) {
             HDITEMW item{};
-            item.mask = HDI_FORMAT;
+            item.mask = HDI_FORMAT | HDI_IMAGE;
             if (!header.GetItem(column, item)) continue;
             const int format = item.fmt;
+            const int image = item.iImage;
             item.mask = HDI_FORMAT | HDI_IMAGE;
             item.fmt &= ~(HDF_IMAGE | HDF_BITMAP_ON_RIGHT);
             item.iImage = 0;
@@ -464,8 +482,9 @@ protected:
                 item.iImage = (m_sortMode % 2) ? kImageAscending : kImageDescending;
             }
             // Without the image flag the image index is not shown, so only
-            // the sorted column's index needs to be compared.
-            if (item.fmt == format && column != sorted) continue;
+            // the sorted column's index needs to be compared. (A header item
+            // set again also ends an open edit: a re-sort must not.)
+            if (item.fmt == format && (column != sorted || item.iImage == image)) continue;
             header.SetItem(column, item);
         }
     }

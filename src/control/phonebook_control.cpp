@@ -65,19 +65,6 @@ CPhonebookControl::~CPhonebookControl() {
     DestroyControlWindow();
 }
 
-// --- Outlook events --------------------------------------------------------
-// Outlook has no notification window: its item events reach the control's
-// sink, which posts the same reload message the other books post. Without a
-// window yet there is nobody to post to; the window's creation opens the
-// source again and connects then.
-HRESULT CPhonebookControl::OnOutlookConnected() {
-    const auto* outlook = dynamic_cast<const COAB*>(Source());
-    if (!outlook || !m_hWnd) return S_OK;
-    return m_outlookEvents.Connect(*outlook, m_hWnd);
-}
-
-void CPhonebookControl::OnOutlookDisconnecting() { m_outlookEvents.Disconnect(); }
-
 // --- IVelPhonebookControl --------------------------------------------------
 
 STDMETHODIMP CPhonebookControl::GetItem(int item, ULONG* id, BSTR* name, BSTR* fax) noexcept {
@@ -149,7 +136,8 @@ STDMETHODIMP CPhonebookControl::SelectItem(int item) noexcept {
 
 STDMETHODIMP CPhonebookControl::SetSortMode(int mode) noexcept {
     return com::Boundary([&]() -> HRESULT {
-        if (HasList()) m_list.SetSortMode((unsigned short)(mode & 0xFFFF));
+        // Without the window yet the list keeps the mode for its first fill.
+        m_list.SetSortMode((unsigned short)(mode & 0xFFFF));
         return S_OK;
     });
 }
@@ -168,6 +156,8 @@ LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     m_list.Attach(GetDlgItem(IDC_LIST));
     LocalizeDialog();
     SetUpList();
+    // A mode the host set before the window existed shows in the header now.
+    m_list.SetSortMode(7);
 
     OpenSource();
     SetNotifyWindow(m_hWnd, true);
@@ -410,7 +400,10 @@ LRESULT CPhonebookControl::OnEndEdit(int, NMHDR* header, BOOL&) {
         m_list.SetRestartSuppressed(true);
         return 1;
     }
+    const com::KeepAlive alive = KeepSelf();
     ShowMessage(LoadText(message), L"", MB_OK | MB_ICONERROR);
+    // Closed while the box was open: nothing to reopen.
+    if (!StillShown()) return 0;
     // Rejected: the list opens the edit again (unless told not to once).
     return 1;
 }
@@ -448,23 +441,29 @@ UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& tex
 }
 
 LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
+    // The box and the events run the host's code: it may release the control
+    // or switch books (which frees the source) before the loop is through.
+    const com::KeepAlive alive = KeepSelf();
+    const unsigned opened = SourceGeneration();
+    const auto sameBook = [&] { return StillShown() && SourceGeneration() == opened; };
     SetNotifyWindow(m_hWnd, false);
     const int marked = m_list.MarkedCount();
     const std::wstring question = RemoveQuestion(marked);
-    IAB* source = Source();
-    if (source && List().GetItemCount() > 0 && marked != 0 &&
+    if (Source() && List().GetItemCount() > 0 && marked != 0 &&
         ShowMessage(question, LoadText(IDS_REMOVE), MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) == IDYES) {
         int remaining = marked;
-        for (int row = List().GetItemCount() - 1; row >= 0 && remaining > 0; --row) {
-            if (!m_list.IsMarked(row)) continue;
+        for (int row = List().GetItemCount() - 1; row >= 0 && remaining > 0 && sameBook(); --row) {
+            if (row >= List().GetItemCount() || !m_list.IsMarked(row)) continue;
             const ULONG_PTR key = ULONG_PTR(m_list.KeyOfItem(row));
-            if (FAILED(source->Delete(ULONG(key)))) continue;
+            if (FAILED(Source()->Delete(ULONG(key)))) continue;
             DeleteRows({row});
             m_shown.erase(key);
             --remaining;
             FireItemSelected(row, false, remaining);
         }
     }
+    // A new book registered the window itself; a closed control has none.
+    if (!sameBook()) return 0;
     SetNotifyWindow(m_hWnd, true);
     UpdateButtons();
     m_list.Renumber();

@@ -10,7 +10,6 @@
 #include "control/list_codes.h"
 #include "control/list_view.h"
 #include "control/phonebook_control_base.h"
-#include "control/phonebook_event_handler.h"
 #include "core/phonebook_manager.h"
 
 #include <chrono>
@@ -44,10 +43,6 @@ public:
     // What the control kit asks of the control.
     static const CLSID& ClassId() noexcept { return CLSID_VelPhonebookControl; }
     static const wchar_t* DisplayName() noexcept { return L"VelPhonebookControl"; }
-
-    // CPhonebookManager hooks.
-    HRESULT OnOutlookConnected() override;
-    void OnOutlookDisconnecting() override;
 
     BEGIN_MSG_MAP(CPhonebookControl)
         MESSAGE_HANDLER(WM_INITDIALOG, OnInitDialog)
@@ -94,7 +89,6 @@ private:
     // A standard message box over the host's window; the button pressed.
     int ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const;
 
-    CPhonebookEventHandler m_outlookEvents;
     CImageButtons m_imageButtons;
     bool m_checkBoxesWanted = false;       // EnableCheckBoxes before the window existed
     std::wstring m_checkBoxHeader;

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cwchar>
+#include <utility>
 
 namespace {
 
@@ -249,6 +250,19 @@ void CPhonebookControl2::Reload() {
         List().Invalidate();
         UpdateButtons();
     }
+    if (const ULONG_PTR key = std::exchange(m_selectAfterReload, 0)) SelectNewRow(key);
+}
+
+// After "New": the recipient just added is the selected row, in view, and
+// the header's "all" check no longer holds.
+void CPhonebookControl2::SelectNewRow(ULONG_PTR key) {
+    const int row = m_list.FindItemByKey(LPARAM(key));
+    if (row >= 0) {
+        m_list.SelectItemExclusively(row);
+        List().EnsureVisible(row);
+    }
+    if (m_list.IsHeaderChecked()) m_list.SetHeaderCheck(false);
+    UpdateButtons();
 }
 
 // Buttons by the number of checked rows: "New" always (a book that failed
@@ -321,14 +335,17 @@ LRESULT CPhonebookControl2::OnDoubleClick(int, NMHDR* header, BOOL&) {
     if (row < 0) return 0;
     const CRecipient* record = CPhonebookManager2::FindRecord(ULONG_PTR(m_list.KeyOfItem(row)));
     if (!record) return 0;
+    const com::KeepAlive alive = KeepSelf();
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeView, *record, this);
     // Only the MRU list's rows are edited here; the address books are
     // changed in their own programs.
     dialog.SetReadOnly(Kind() != kMRUBook);
     dialog.SetSkinService(m_skin.get());
     ui::DoModalShaded(dialog, m_hWnd);
-    // An edit was written with this window's notices suspended.
-    Reload();
+    if (!StillShown()) return 0;
+    // An edit was written with this window's notices suspended. The reload
+    // runs from the timer, outside this notification of the list.
+    ReloadSoon();
     List().Invalidate();
     return 0;
 }
@@ -342,29 +359,35 @@ LRESULT CPhonebookControl2::OnNew(WORD, WORD, HWND, BOOL&) {
     CRecipient draft;
     draft.name = UniqueRecipientName(LoadText(IDS_NEW_RECIPIENT), all);
     draft.faxNumber = LoadText(IDS_NEW_NUMBER);
+    const com::KeepAlive alive = KeepSelf();
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeNew, draft, this);
     dialog.SetSkinService(m_skin.get());
-    if (ui::DoModalShaded(dialog, HostWindow()) != 1 || !HasList()) return 0;
-    Reload();
-    const int row = m_list.FindItemByKey(LPARAM(dialog.Record().key));
-    if (row >= 0) {
-        m_list.SelectItemExclusively(row);
-        List().EnsureVisible(row);
-    }
-    if (m_list.IsHeaderChecked()) m_list.SetHeaderCheck(false);
-    UpdateButtons();
+    if (ui::DoModalShaded(dialog, HostWindow()) != 1 || !StillShown()) return 0;
+    // The new row is selected once the reload has brought it in; the reload
+    // runs from the timer, outside the button's own message.
+    m_selectAfterReload = dialog.Record().key;
+    ReloadSoon();
     return 0;
 }
 
 LRESULT CPhonebookControl2::OnDelete(WORD, WORD, HWND, BOOL&) {
     IAB* source = Source();
-    const int count = List().GetItemCount();
-    const int marked = m_list.MarkedCount();
+    int count = List().GetItemCount();
+    int marked = m_list.MarkedCount();
     if (!source || count == 0 || marked == 0) return 0;
     const std::wstring question = RemoveQuestion(marked);
+    const com::KeepAlive alive = KeepSelf();
+    const unsigned opened = SourceGeneration();
     if (ui::ShowMessageBox(m_skin.get(), HostWindow(), question.c_str(), LoadText(IDS_REMOVE).c_str(),
                            MB_YESNO | MB_ICONQUESTION | MB_DEFBUTTON2) != IDYES)
         return 0;
+    // Closed, or another book chosen, while the question was open: the
+    // marked rows are not there to delete any more.
+    if (!StillShown() || SourceGeneration() != opened) return 0;
+    // A reload may have run meanwhile: the rows marked now are the ones meant.
+    count = List().GetItemCount();
+    marked = m_list.MarkedCount();
+    if (count == 0 || marked == 0) return 0;
 
     // Our own deletions come back as no reload and no per-row events.
     SetNotifyWindow(m_hWnd, false);
@@ -388,6 +411,7 @@ LRESULT CPhonebookControl2::OnDelete(WORD, WORD, HWND, BOOL&) {
 
     const bool all = marked == count;
     FireItemSelected(all ? -1 : marked < 2 ? highest : -2, false, 0);
+    if (!StillShown()) return 0;  // the host closed the control from the event
     UpdateButtons();
     if (all) {
         m_list.SetHeaderCheck(false);
@@ -403,10 +427,11 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
     const CRecipient* record = CPhonebookManager2::FindRecord(ULONG_PTR(m_list.KeyOfItem(FirstMarked())));
     if (!record) return 0;
     // No owner: the dialog stores the recipient in the book chosen in the settings.
+    const com::KeepAlive alive = KeepSelf();
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeNew, *record, nullptr);
     dialog.SetSkinService(m_skin.get());
     ui::DoModalShaded(dialog, HostWindow());
-    List().Invalidate();
+    if (StillShown()) List().Invalidate();
     return 0;
 }
 

@@ -50,10 +50,6 @@ public:
     static const CLSID& ClassId() noexcept { return CLSID_VelPhonebookControl2; }
     static const wchar_t* DisplayName() noexcept { return L"VelPhonebookControl2"; }
 
-    // CPhonebookManager hooks: no Outlook event sink here.
-    HRESULT OnOutlookConnected() override { return S_OK; }
-    void OnOutlookDisconnecting() override {}
-
     // IContactListOwner
     const CRecipient* FindRecord(LPARAM key) override { return CPhonebookManager2::FindRecord(ULONG_PTR(key)); }
     const std::vector<int>& ColumnCompareKinds() override { return listview::DefaultContactCompareKinds(); }
@@ -81,6 +77,7 @@ private:
     LRESULT OnDoubleClick(int, NMHDR*, BOOL&);
 
     void Reload();
+    void SelectNewRow(ULONG_PTR key);
     void UpdateButtons();
     void Layout(int width, int height);
     void FitColumns();
@@ -93,5 +90,6 @@ private:
     com::ComPtr<IDispatch> m_skin;
     bool m_drvUI = false;
     bool m_deleting = false;
+    ULONG_PTR m_selectAfterReload = 0;  // the row "New" added, once it is listed
     ULONG_PTR m_gdiplusToken = 0;
 };

@@ -11,9 +11,11 @@
 #pragma once
 
 #include "com/control_kit.h"
+#include "com/deferred_release.h"
 #include "com/dispatch.h"
 #include "com/error_info.h"
 #include "com/invoke.h"
+#include "control/phonebook_event_handler.h"
 #include "core/iab.h"
 #include "localization/localizer.h"
 #include "localization/string_ids.h"
@@ -75,8 +77,16 @@ public:
         if (this->m_hWnd) ::DestroyWindow(this->m_hWnd);
     }
 
-    // CPhonebookManager hooks (the Outlook ones are the derived class's).
+    // CPhonebookManager hooks. Outlook has no notification window: its item
+    // events reach the control's sink, which posts the same reload message the
+    // other books post. Without a window yet there is nobody to post to; the
+    // window's creation opens the source again and connects then.
     HWND GetNotifyWindow() override { return this->m_hWnd; }
+    HRESULT OnOutlookConnected() override {
+        if (!this->m_hWnd) return S_OK;
+        return m_outlookEvents.ConnectTo(this->Source(), this->m_hWnd);
+    }
+    void OnOutlookDisconnecting() override { m_outlookEvents.Disconnect(); }
 
     BEGIN_MSG_MAP(CPhonebookControlBase)
         MESSAGE_HANDLER(WM_TIMER, OnTimer)
@@ -98,6 +108,18 @@ protected:
         return rect;
     }
 
+    // Held across anything that can run the host's code or a message loop
+    // (a modal box, a dialog, the event): the host may release the control
+    // meanwhile, and the handler still has to get back out of it.
+    com::KeepAlive KeepSelf() noexcept { return com::KeepAlive(static_cast<IVelPhonebookControl3*>(this)); }
+    // Whether the control still has its window and list after such a call.
+    bool StillShown() const noexcept { return this->m_hWnd && ::IsWindow(this->m_hWnd) && HasList(); }
+    // Runs the reload from the timer's path as soon as the thread is back in
+    // its message loop (not from inside the message being handled).
+    void ReloadSoon() {
+        if (this->m_hWnd) ::SetTimer(this->m_hWnd, kReloadTimer, 0, &ReloadTimerProc);
+    }
+
     // The question asked before rows are deleted, their number in place of "%d".
     std::wstring RemoveQuestion(int rows) const {
         std::wstring question = this->LoadText(IDS_CONFIRM_REMOVE);
@@ -112,6 +134,7 @@ protected:
 
     ListView m_list;
     bool m_vista = false;  // Windows 6 or later
+    CPhonebookEventHandler m_outlookEvents;
 
 private:
     Derived& Self() noexcept { return *static_cast<Derived*>(this); }
@@ -130,9 +153,19 @@ private:
     }
     LRESULT OnTimer(UINT, WPARAM timer, LPARAM, BOOL&) {
         if (timer != kReloadTimer || !HasList()) return 0;
+        // A modal box shown inside a reload runs a message loop in which the
+        // timer fires again: that reload waits for this one to end.
+        if (m_reloading) {
+            ::SetTimer(this->m_hWnd, kReloadTimer, kReloadDelayMs, &ReloadTimerProc);
+            return 0;
+        }
+        const com::KeepAlive alive = KeepSelf();
+        m_reloading = true;
         Self().Reload();
+        m_reloading = false;
         return 0;
     }
+    bool m_reloading = false;
 
     LRESULT OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
         Self().Layout(LOWORD(size), HIWORD(size));

@@ -63,6 +63,12 @@ HRESULT CPhonebookEventHandler::Connect(const COAB& source, HWND window) {
     });
 }
 
+HRESULT CPhonebookEventHandler::ConnectTo(const IAB* source, HWND window) {
+    const auto* outlook = dynamic_cast<const COAB*>(source);
+    if (!outlook) return E_FAIL;
+    return Connect(*outlook, window);
+}
+
 void CPhonebookEventHandler::Disconnect() {
     m_reminders.reset();
     m_items.reset();
@@ -80,15 +86,17 @@ HRESULT CPhonebookEventHandler::OnEvent(DISPID id, DISPPARAMS* params) noexcept 
             return S_OK;
         case outlook::kDispBeforeReminderShow: {
             // Cancel is the first (and only) argument, so the last in rgvarg.
+            // Any non-zero value cancels; the sink has always stored 1, and
+            // hosts that watch the same event may compare with it.
             if (!params || params->cArgs < 1 || !params->rgvarg) return DISP_E_BADPARAMCOUNT;
             VARIANT& cancel = params->rgvarg[params->cArgs - 1];
             if (V_VT(&cancel) == (VT_BOOL | VT_BYREF) && V_BOOLREF(&cancel)) {
-                *V_BOOLREF(&cancel) = VARIANT_TRUE;
+                *V_BOOLREF(&cancel) = kCancelReminder;
                 return S_OK;
             }
             if (V_VT(&cancel) == (VT_VARIANT | VT_BYREF) && V_VARIANTREF(&cancel) &&
                 V_VT(V_VARIANTREF(&cancel)) == VT_BOOL) {
-                V_BOOL(V_VARIANTREF(&cancel)) = VARIANT_TRUE;
+                V_BOOL(V_VARIANTREF(&cancel)) = kCancelReminder;
                 return S_OK;
             }
             return DISP_E_TYPEMISMATCH;

@@ -10,11 +10,14 @@
 #include <windows.h>
 
 class COAB;
+class IAB;
 
 class CPhonebookEventHandler {
 public:
     // Identifies this sink among the control's event sinks.
     static constexpr UINT kSinkId = 2;
+    // What the sink stores into the reminder's Cancel argument.
+    static constexpr VARIANT_BOOL kCancelReminder = 1;
 
     CPhonebookEventHandler();
     ~CPhonebookEventHandler();
@@ -25,6 +28,9 @@ public:
     // them, the reminders' ReminderCollectionEvents; posts to window. All or
     // nothing: on failure no connection is left.
     HRESULT Connect(const COAB& source, HWND window);
+    // The same for whatever source the manager holds: E_FAIL unless it is
+    // Outlook's.
+    HRESULT ConnectTo(const IAB* source, HWND window);
     void Disconnect();
     bool IsConnected() const noexcept { return bool(m_items); }
 

@@ -81,6 +81,7 @@ HRESULT CPhonebookManager::OpenWindowsBook() {
 }
 
 void CPhonebookManager::CloseSource() {
+    ++m_sourceGeneration;
     if (!m_source) return;
     // By what the source is, not by the kind: the kind may have been set for
     // the next opening already.

@@ -46,6 +46,10 @@ public:
     HRESULT SelectKind(int kind, bool* replaced = nullptr);
 
     IAB* Source() const noexcept { return m_source.get(); }
+    // Changes whenever the source is closed or replaced: a caller that runs
+    // other code between two uses of the source tells by it that the source
+    // it had is gone.
+    unsigned SourceGeneration() const noexcept { return m_sourceGeneration; }
     int Kind() const noexcept { return m_kind; }
     void SetKind(int kind) noexcept { m_kind = kind; }
     bool UsesWindowsContacts() const noexcept { return m_useWindowsContacts; }
@@ -63,6 +67,7 @@ private:
 
     int m_kind = kWindowsBook;
     std::unique_ptr<IAB> m_source;
+    unsigned m_sourceGeneration = 0;
     bool m_useWindowsContacts = false;
 };
 

@@ -5,6 +5,7 @@
 // control leaves behind.
 #include "control_host.h"
 #include "list_test_support.h"
+#include "sources/wab_fixture.h"
 #include "ui_harness.h"
 
 #include "com/unique_any.h"
@@ -409,4 +410,84 @@ TEST_F(Control2Test, NothingOfTheControlIsLeftAfterItGoes) {
     const auto canUnload = reinterpret_cast<CanUnload>(::GetProcAddress(module, "DllCanUnloadNow"));
     ASSERT_TRUE(canUnload);
     EXPECT_EQ(canUnload(), S_OK);
+}
+
+// The host lets the control go (its window destroyed, its last reference
+// released) while one of the control's modal windows is open: the dialog of
+// "New", of a double click and of "Add to Address Book", and the question of
+// "Delete". The control gets back out of its handler without touching what
+// is gone, and nothing of it is left afterwards.
+TEST_F(Control2Test, HostReleasingTheControlWhileADialogIsOpen) {
+    const auto doubleClick = [this] {
+        NMITEMACTIVATE click{};
+        click.hdr.hwndFrom = List();
+        click.hdr.idFrom = IDC_LIST;
+        click.hdr.code = NM_DBLCLK;
+        click.iItem = 0;
+        ::SendMessageW(m_host->controlWindow(), WM_NOTIFY, IDC_LIST, reinterpret_cast<LPARAM>(&click));
+    };
+    const auto press = [this](int id) {
+        return [this, id] {
+            ::SendMessageW(m_host->controlWindow(), WM_COMMAND, MAKEWPARAM(id, BN_CLICKED),
+                           reinterpret_cast<LPARAM>(m_host->item(id)));
+        };
+    };
+    const std::pair<const char*, std::function<void()>> actions[] = {
+        {"New", press(IDC_NEW)},
+        {"double click", doubleClick},
+        {"Add to Address Book", press(IDC_ADD_TO_BOOK)},
+        {"Delete", press(IDC_DELETE)},
+    };
+    for (const auto& [what, act] : actions) {
+        SCOPED_TRACE(what);
+        ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+        SetCheck(0, true);
+        ui_test::ModalScript script({[] { return ui_test::FindDialog() != nullptr; }, ui_test::Do([this] {
+                                         UnadviseSink(m_host->query<IUnknown>().get(), m_cookie);
+                                         m_cookie = 0;
+                                         m_control.reset();
+                                         m_host.reset();
+                                     })});
+        act();
+        EXPECT_TRUE(script.Finished()) << script.failure();
+        Pump(200);
+        EXPECT_EQ(ui_test::FindDialog(), nullptr) << "the dialog went with its owner";
+        EXPECT_EQ(BookNames().size(), kPeople.size()) << "nothing deleted by a control that is gone";
+        using CanUnload = HRESULT(STDAPICALLTYPE*)();
+        const auto canUnload = reinterpret_cast<CanUnload>(
+            ::GetProcAddress(::GetModuleHandleW(L"VelPhonebook64.dll"), "DllCanUnloadNow"));
+        ASSERT_TRUE(canUnload);
+        EXPECT_EQ(canUnload(), S_OK) << "the control is gone";
+        TearDown();
+    }
+}
+
+// "New" brings the list up to date from the reload timer, after its own
+// message: the new row is then there and selected, and the header's "all"
+// check is cleared. (On the MRU book a new record has no identifier and is
+// not offered, so this runs on Windows Contacts.)
+TEST_F(Control2Test, NewSelectsTheAddedRowAfterTheReload) {
+    testing_support::ClearContactsFolder();
+    testing_support::WriteContact(L"ann.contact", {L"a1", L"Ann", {{{L"Fax", L"Business"}, L"111-222"}}});
+    testing_support::WriteContact(L"ben.contact", {L"b2", L"Ben", {{{L"Fax", L"Business"}, L"333-444"}}});
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(0), S_OK);
+    ASSERT_TRUE(PumpUntil([&] { return Count() == 2; }, 3000)) << Count();
+    for (int row = 0; row < Count(); ++row) SetCheck(row, true);
+    ASSERT_TRUE(HeaderChecked());
+    ui_test::ModalScript script({[] { return ui_test::FindDialog() != nullptr; }, ui_test::Do([] {
+                                     const HWND dialog = ui_test::FindDialog();
+                                     ::PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(215, BN_CLICKED),
+                                                    reinterpret_cast<LPARAM>(::GetDlgItem(dialog, 215)));
+                                 })});
+    ::SendMessageW(m_host->controlWindow(), WM_COMMAND, MAKEWPARAM(IDC_NEW, BN_CLICKED),
+                   reinterpret_cast<LPARAM>(m_host->item(IDC_NEW)));
+    EXPECT_TRUE(script.Finished()) << script.failure();
+    ASSERT_TRUE(PumpUntil([&] { return Count() == 3; }, 2000)) << "the new row is listed";
+    const int selected = int(::SendMessageW(List(), LVM_GETNEXTITEM, WPARAM(-1), LVNI_SELECTED));
+    ASSERT_GE(selected, 0);
+    EXPECT_EQ(NameAt(selected), L"New Recipient");
+    EXPECT_FALSE(HeaderChecked()) << "not all rows are checked any more";
+    TearDown();
+    testing_support::ClearContactsFolder();
 }

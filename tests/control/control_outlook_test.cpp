@@ -2,7 +2,8 @@
 // list shows the stand-in's contacts that have a business fax, follows
 // changes that another process makes through Outlook's object model (the
 // control's event sink turns Outlook's item events into its reload), and
-// leaves Outlook behind when the user switches to another book.
+// leaves Outlook behind when the user switches to another book. Both control
+// classes listen, and both keep Outlook's reminder dialog away meanwhile.
 #include "control_host.h"
 #include "sources/outlook_fixture.h"
 
@@ -16,7 +17,8 @@ namespace {
 
 constexpr wchar_t kFirstId[] = L"000000000A00000000000000000000000000000000000001";
 
-class HostedOutlookTest : public outlooktest::OutlookTest {
+class HostedOutlookTest : public outlooktest::OutlookTest,
+                          public testing::WithParamInterface<const wchar_t*> {
 protected:
     static void SetUpTestSuite() {
         OutlookTest::SetUpTestSuite();
@@ -33,7 +35,7 @@ protected:
             outlooktest::ContactLine(L"000000000C00000000000000000000000000000000000003",
                                      L"Class=40\tFullName=Hanna Home\tHomeFaxNumber=777"),
         });
-        m_host = std::make_unique<AtlHost>();
+        m_host = std::make_unique<AtlHost>(360, 330, GetParam());
         m_control = m_host->query<IVelPhonebookControl3>();
         ASSERT_TRUE(m_control);
     }
@@ -62,7 +64,7 @@ protected:
     com::ComPtr<IVelPhonebookControl3> m_control;
 };
 
-TEST_F(HostedOutlookTest, ListsTheFaxContactsAndFollowsChangesByAnotherProcess) {
+TEST_P(HostedOutlookTest, ListsTheFaxContactsAndFollowsChangesByAnotherProcess) {
     ASSERT_EQ(m_control->SelectOutlookAddressBook(1), S_OK);
     LONG selected = 0;
     ASSERT_EQ(m_control->IsOutlookAddressBookSelected(&selected), S_OK);
@@ -92,7 +94,7 @@ TEST_F(HostedOutlookTest, ListsTheFaxContactsAndFollowsChangesByAnotherProcess) 
     EXPECT_LE(::GetTickCount64() - start, 2000u);
 }
 
-TEST_F(HostedOutlookTest, SwitchingAwayDisconnectsAndLeavesNoOutlookRunning) {
+TEST_P(HostedOutlookTest, SwitchingAwayDisconnectsAndLeavesNoOutlookRunning) {
     ASSERT_EQ(m_control->SelectOutlookAddressBook(1), S_OK);
     ASSERT_TRUE(WaitForNames({L"Anton Weiss", L"Carla Brandt"}, 5000));
     EXPECT_FALSE(outlooktest::StandinProcesses().empty()) << "the book runs Outlook";
@@ -109,5 +111,26 @@ TEST_F(HostedOutlookTest, SwitchingAwayDisconnectsAndLeavesNoOutlookRunning) {
     Pump(50);
     EXPECT_TRUE(outlooktest::WaitForNoStandin(10000));
 }
+
+TEST_P(HostedOutlookTest, CancelsRemindersOnlyWhileOnOutlook) {
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(1), S_OK);
+    ASSERT_TRUE(WaitForNames({L"Anton Weiss", L"Carla Brandt"}, 5000));
+    {
+        outlooktest::OutlookClient outlook;
+        EXPECT_EQ(VARIANT_BOOL(1), outlook.FireBeforeReminderShow());
+    }
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK);
+    EXPECT_TRUE(WaitForNames({}, 2000));
+    {
+        outlooktest::OutlookClient outlook;
+        EXPECT_EQ(VARIANT_FALSE, outlook.FireBeforeReminderShow()) << "nobody listens any more";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothControls, HostedOutlookTest,
+                         testing::Values(L"Zantix.VelPhonebookControl", L"Zantix.VelPhonebookControl2"),
+                         [](const testing::TestParamInfo<const wchar_t*>& info) {
+                             return std::string(info.index == 0 ? "Control" : "Control2");
+                         });
 
 }  // namespace

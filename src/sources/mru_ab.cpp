@@ -88,7 +88,12 @@ MRUEntryList::iterator CMRUAB::FindEntry(ULONG key) {
                         [&](const MRUEntry& entry) { return entry.identifier == identifier; });
 }
 
+// Add, Delete and Modify read the store again right before they change and
+// save it: another process (the fax program's UpdateMRU after a send) may
+// have saved since this book's last load, and saving the list of that load
+// would wipe what it wrote. The last writer still wins a true race.
 HRESULT CMRUAB::Add(CRecipient& recipient) {
+    LoadMRUStore(m_entries);
     m_entries.emplace_back();
     const auto entry = std::prev(m_entries.end());
     ::GetSystemTime(&entry->date);
@@ -107,6 +112,7 @@ HRESULT CMRUAB::Add(CRecipient& recipient) {
 }
 
 HRESULT CMRUAB::Delete(ULONG key) {
+    LoadMRUStore(m_entries);
     const auto entry = FindEntry(key);
     if (entry == m_entries.end()) return E_FAIL;
     m_entries.erase(entry);
@@ -121,6 +127,7 @@ HRESULT CMRUAB::Get(ULONG key, CRecipient& recipient) {
 }
 
 HRESULT CMRUAB::Modify(ULONG key, const CRecipient& recipient) {
+    LoadMRUStore(m_entries);
     const auto entry = FindEntry(key);
     if (entry == m_entries.end()) return E_FAIL;
     CRecipient current;

@@ -29,7 +29,8 @@ public:
 private:
     static DWORD WINAPI ThreadProc(void* self) noexcept;
     DWORD Run();
-    void Arm();
+    bool Arm();
+    void Tell();
     bool KeyDeleted() const;
 
     std::atomic<HWND> m_window{nullptr};

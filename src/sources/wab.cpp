@@ -14,8 +14,9 @@ constexpr DWORD kWindowsXPMajor = 5;
 constexpr DWORD kWindowsVistaMajor = 6;
 
 // What all sources of the process share: how many live, the manual-reset
-// event that stops every watcher when the last one goes, and the threads
-// of the sources already destroyed, which run on until then.
+// event that stops every watcher when the last one goes, and the threads of
+// destroyed sources that had not ended within the wait (a folder on an
+// offline share can hold a watcher in the system for a while).
 struct SharedWatchState {
     std::mutex lock;
     long count = 0;
@@ -23,17 +24,41 @@ struct SharedWatchState {
     std::vector<com::UniqueHandle> orphanThreads;
 };
 
+// How long a destroyed source waits for its watcher, and the last source
+// for all of them, on the host's thread. A watcher looks at its events
+// every kWatchWaitMs, so one that can end does so well within this.
+constexpr DWORD kWatcherEndWaitMs = 1000;
+
+// Drops the handles of orphaned watchers that have ended meanwhile.
+void PruneEnded(std::vector<com::UniqueHandle>& threads) {
+    threads.erase(std::remove_if(threads.begin(), threads.end(),
+                                 [](const com::UniqueHandle& thread) {
+                                     return ::WaitForSingleObject(thread.get(), 0) != WAIT_TIMEOUT;
+                                 }),
+                  threads.end());
+}
+
 SharedWatchState& Shared() {
     static SharedWatchState state;
     return state;
 }
 
-// What the thread owns: its own copy of the path and its own handle of the
-// stop event (closing the shared one at the end cannot pull it away).
+// What the thread owns: its own copy of the path, its own handle of the
+// stop event (closing the shared one at the end cannot pull it away), and
+// its own handle of its source's "gone" event.
 struct WatchArgs {
     std::wstring folder;
     com::UniqueHandle stop;
+    com::UniqueHandle gone;
 };
+
+// Whether the watcher is to end: the process-wide stop (the last source
+// went) or its own source went. Waits up to `wait` for either.
+bool ToldToEnd(const WatchArgs& args, DWORD wait) {
+    const HANDLE events[] = {args.stop.get(), args.gone.get()};
+    const DWORD woken = ::WaitForMultipleObjects(2, events, FALSE, wait);
+    return woken != WAIT_TIMEOUT;
+}
 
 void HandleMessages(std::vector<HWND>& windows) {
     MSG msg;
@@ -72,7 +97,7 @@ DWORD Watch(const WatchArgs& args) {
 
     std::vector<HWND> windows;
     const DWORD wait = kWatchWaitMs;
-    if (::WaitForSingleObject(args.stop.get(), wait) == WAIT_OBJECT_0) return 0;
+    if (ToldToEnd(args, wait)) return 0;
     do {
         const HANDLE handle = change.get();
         const DWORD woken = ::MsgWaitForMultipleObjects(1, &handle, FALSE, wait, QS_ALLINPUT);
@@ -85,17 +110,27 @@ DWORD Watch(const WatchArgs& args) {
         } else {
             HandleMessages(windows);
         }
-    } while (::WaitForSingleObject(args.stop.get(), wait) == WAIT_TIMEOUT);
+    } while (!ToldToEnd(args, wait));
     return 0;
 }
 
 DWORD WINAPI WatchThread(void* param) noexcept {
-    const std::unique_ptr<WatchArgs> args(static_cast<WatchArgs*>(param));
-    try {
-        return Watch(*args);
-    } catch (...) {
-        return kWatchFailed;
+    // A watcher the last source stopped waiting for still runs this
+    // module's code: it holds the module until it has returned.
+    HMODULE module = nullptr;
+    ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&WatchThread),
+                         &module);
+    DWORD code = kWatchFailed;
+    {
+        const std::unique_ptr<WatchArgs> args(static_cast<WatchArgs*>(param));
+        try {
+            code = Watch(*args);
+        } catch (...) {
+            code = kWatchFailed;
+        }
     }
+    if (module) ::FreeLibraryAndExitThread(module, code);
+    return code;
 }
 
 }  // namespace
@@ -118,25 +153,32 @@ CWAB::CWAB()
 }
 
 CWAB::~CWAB() {
+    // This source's watcher ends now, whatever other sources live (the stop
+    // event alone would keep it running, with its change handle, until the
+    // last source of the process goes).
+    if (m_gone) ::SetEvent(m_gone.get());
+    if (m_thread && ::WaitForSingleObject(m_thread.get(), kWatcherEndWaitMs) != WAIT_TIMEOUT)
+        m_thread.reset();
     SharedWatchState& shared = Shared();
     com::UniqueHandle stopEvent;
     std::vector<com::UniqueHandle> threads;
     {
         const std::lock_guard<std::mutex> guard(shared.lock);
-        if (--shared.count > 0) {
-            // Intended: this watcher keeps running until the last source of
-            // the process is gone.
-            if (m_thread) shared.orphanThreads.push_back(std::move(m_thread));
-            return;
-        }
+        PruneEnded(shared.orphanThreads);
+        if (m_thread) shared.orphanThreads.push_back(std::move(m_thread));
+        if (--shared.count > 0) return;
         stopEvent = std::move(shared.stopEvent);
         threads = std::move(shared.orphanThreads);
     }
     if (stopEvent) ::SetEvent(stopEvent.get());
-    if (m_thread) threads.push_back(std::move(m_thread));
-    // Every watcher has been told; none outlives the last source, so nothing
-    // of this module runs once the sources are gone.
-    for (const com::UniqueHandle& thread : threads) ::WaitForSingleObject(thread.get(), INFINITE);
+    // Every watcher has been told. The wait is bounded: a watcher held up in
+    // the system must not stall the host's window; it holds the module
+    // itself until it ends.
+    const ULONGLONG deadline = ::GetTickCount64() + kWatcherEndWaitMs;
+    for (const com::UniqueHandle& thread : threads) {
+        const ULONGLONG now = ::GetTickCount64();
+        ::WaitForSingleObject(thread.get(), now < deadline ? DWORD(deadline - now) : 0);
+    }
 }
 
 std::wstring CWAB::WatchFolder(const std::wstring& path) {
@@ -155,6 +197,10 @@ void CWAB::StartWatcher(const std::wstring& path) {
     if (m_thread) return;
     auto args = std::make_unique<WatchArgs>();
     args->folder = WatchFolder(path);
+    if (!m_gone) m_gone.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+    if (!m_gone || !::DuplicateHandle(::GetCurrentProcess(), m_gone.get(), ::GetCurrentProcess(),
+                                      args->gone.put(), SYNCHRONIZE, FALSE, 0))
+        return;
     {
         SharedWatchState& shared = Shared();
         const std::lock_guard<std::mutex> guard(shared.lock);

@@ -40,7 +40,8 @@ std::wstring KnownContactsFolder(GetKnownFolderPathFn getKnownFolderPath);
 class CWAB : public IAB {
 public:
     CWAB();
-    // The last source of the process stops every watcher and waits for them.
+    // Ends this source's watcher; the last source of the process also sets
+    // the stop event for every watcher. Both wait a bounded time.
     ~CWAB() override;
 
     // Registers (enable) or unregisters a window with the watcher; returns
@@ -64,6 +65,7 @@ protected:
 
 private:
     com::UniqueHandle m_thread;
+    com::UniqueHandle m_gone;  // set when this source goes: its watcher ends
     DWORD m_threadId = 0;
     bool m_registered = false;
     const bool m_isWindowsXP;

@@ -176,3 +176,36 @@ TEST_F(MRUBookTest, KeysStayStableAcrossReloadsAndOrderChanges) {
 }
 
 }  // namespace
+
+namespace {
+
+// Another writer (another process's UpdateMRU, here a second book) saves
+// between this book's load and its own change: add, delete and modify each
+// keep what the other wrote.
+TEST_F(MRUBookTest, AChangeKeepsWhatAnotherWriterSavedSinceTheLastLoad) {
+    Added(L"a", L"Ann", L"111");
+    ASSERT_EQ(S_OK, m_book.Connect());
+    CMRUAB other;
+    ASSERT_EQ(S_OK, other.Connect());
+
+    CRecipient bea = Record(L"b", L"Bea", L"222");
+    ASSERT_EQ(S_OK, other.Add(bea));
+    Added(L"c", L"Cid", L"333");
+    EXPECT_EQ(Names(LoadAll()), (std::vector<std::wstring>{L"Ann", L"Bea", L"Cid"})) << "add";
+
+    CRecipient dora = Record(L"d", L"Dora", L"444");
+    ASSERT_EQ(S_OK, other.Add(dora));
+    // Keys are this book's own: Bea's is taken from her identifier.
+    ASSERT_EQ(S_OK, m_book.Delete(ULONG(m_book.KeyFromIdentifier(L"b"))));
+    EXPECT_EQ(Names(LoadAll()), (std::vector<std::wstring>{L"Ann", L"Cid", L"Dora"})) << "delete";
+
+    CRecipient eva = Record(L"e", L"Eva", L"555");
+    ASSERT_EQ(S_OK, other.Add(eva));
+    CRecipient ann;
+    ASSERT_EQ(S_OK, m_book.Get(ULONG(m_book.KeyFromIdentifier(L"a")), ann));
+    ann.name = L"Anna";
+    ASSERT_EQ(S_OK, m_book.Modify(ULONG(ann.key), ann));
+    EXPECT_EQ(Names(LoadAll()), (std::vector<std::wstring>{L"Anna", L"Cid", L"Dora", L"Eva"})) << "modify";
+}
+
+}  // namespace

@@ -73,6 +73,51 @@ TEST_F(MRUWatchTest, OneSignalWakesOneOfTwoBooksAndEverySaveReachesBoth) {
     }
 }
 
+// The MRU key deleted and not to be made again (its parent made volatile,
+// where only volatile keys may be created): the window is told of the loss,
+// but not again and again (every message would restart the control's reload
+// timer, so that the list never reloaded). When the key can be made again,
+// the watch comes back by itself.
+TEST_F(MRUWatchTest, AKeyThatCannotBeMadeAgainIsToldOnceAndWatchedWhenItComesBack) {
+    const std::wstring parent = L"SOFTWARE\\Quorvel\\Orvanta\\Recipients";
+    CMRUAB book;
+    MessageCounter window(kReloadMessage);
+    ASSERT_TRUE(book.SetNotifyWindow(window.hwnd(), true));
+    window.PumpFor(kSettleMs);
+    window.Reset();
+    // The watcher held still meanwhile, so that it cannot make the key
+    // again between the deletion and the volatile parent.
+    com::UniqueHandle watcher(::OpenThread(THREAD_SUSPEND_RESUME, FALSE, book.WatcherThreadId()));
+    ASSERT_TRUE(watcher);
+    ASSERT_NE(DWORD(-1), ::SuspendThread(watcher.get()));
+    const LSTATUS deleted = ::RegDeleteTreeW(HKEY_CURRENT_USER, parent.c_str());
+    com::UniqueHKey volatileParent;
+    const LSTATUS created =
+        ::RegCreateKeyExW(HKEY_CURRENT_USER, parent.c_str(), 0, nullptr, REG_OPTION_VOLATILE, KEY_ALL_ACCESS,
+                          nullptr, volatileParent.put(), nullptr);
+    ::ResumeThread(watcher.get());
+    ASSERT_EQ(ERROR_SUCCESS, deleted);
+    ASSERT_EQ(ERROR_SUCCESS, created);
+    {
+        com::UniqueHKey probe;
+        if (::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, KEY_READ, nullptr, probe.put(),
+                              nullptr) == ERROR_SUCCESS) {
+            volatileParent.reset();
+            ::RegDeleteTreeW(HKEY_CURRENT_USER, parent.c_str());
+            GTEST_SKIP() << "this registry lets a stable key be made under a volatile one";
+        }
+    }
+    const int told = window.PumpFor(2000);
+    EXPECT_GE(told, 1) << "the loss is told";
+    EXPECT_LE(told, 2) << "and not every turn of the watch";
+
+    volatileParent.reset();
+    ASSERT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(HKEY_CURRENT_USER, parent.c_str()));
+    window.Reset();
+    EXPECT_GE(window.WaitFor(1, 6000), 1) << "the key made again is told";
+    EXPECT_GE(window.WaitAfter([] { RunMRUChange(); }, 1, kDeliveryMs, kSettleMs), 1) << "and watched again";
+}
+
 TEST_F(MRUWatchTest, BooksComeAndGoWithoutLeavingThreadsOrHandles) {
     { CMRUAB warmUp; }  // the first book creates what lives as long as the process
     const int threads = ThreadCount();

@@ -143,7 +143,7 @@ TEST(PhonebookEventHandlerTest, RoutesEachEvent) {
     V_BOOLREF(&argument) = &cancel;
     DISPPARAMS params{&argument, nullptr, 1, 0};
     EXPECT_EQ(S_OK, handler.OnEvent(0xFA93, &params));
-    EXPECT_EQ(VARIANT_TRUE, cancel);
+    EXPECT_EQ(VARIANT_BOOL(1), cancel) << "1, not VARIANT_TRUE";
 
     V_VT(&argument) = VT_I4;
     EXPECT_EQ(DISP_E_TYPEMISMATCH, handler.OnEvent(0xFA93, &params));

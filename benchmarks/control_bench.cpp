@@ -3,13 +3,14 @@
 // nothing. The control runs hosted in Wine's ATL host on the recently used
 // book and reloads the way it does in a host: on its own timer, after the book
 // is chosen and after somebody renames one recipient. It times each reload
-// itself and reports it in its verbose log line (the book read, LoadAll, and
-// the list update after it, apart), which the benchmark turns on and reads.
+// itself and reports it in a line on the debugger output (the book read,
+// LoadAll, and the list update after it, apart), which the benchmark catches
+// in its own process: the debugger output is an exception that a vectored
+// handler sees before the system's default handling.
 // The machine is shared and noisy: every figure is the best of a few runs.
 //   control_bench [ROWS...]   (default 1000 10000)
 #include "com/com_ptr.h"
 #include "com/unique_any.h"
-#include "log/logger.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/mru_ab.h"
 #include "sources/mru_store.h"
@@ -117,55 +118,27 @@ double FloorFill(const MRUEntryList& entries, const std::wstring& module, bool o
     return Since(start);
 }
 
-// The control's own account of each reload, from its verbose log line:
+// The control's own account of each reload, from its debugger output line:
 // the book read (LoadAll) and the list update after it, apart.
 struct Reload {
     double read = 0, update = 0;
     unsigned long shown = 0, added = 0, removed = 0;
 };
 
-// Sends the module's log to a file of the benchmark's for the life of the
-// object, verbose, and restores the settings it found.
-class VerboseLog {
+// Catches this process's debugger output for the life of the object and
+// takes the reload lines out of it.
+class DebugOutput {
 public:
-    VerboseLog() {
-        wchar_t folder[MAX_PATH] = {};
-        ::GetTempPathW(MAX_PATH, folder);
-        m_path = std::wstring(folder) + L"control_bench\\FaxData.log";
-        ::CreateDirectoryW((std::wstring(folder) + L"control_bench").c_str(), nullptr);
-        ::DeleteFileW(m_path.c_str());
-        ::RegCreateKeyExW(HKEY_CURRENT_USER, kLoggerKeyPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, m_key.put(),
-                          nullptr);
-        for (const wchar_t* name : kValues) {
-            Saved saved;
-            DWORD size = 0;
-            saved.present = ::RegQueryValueExW(m_key.get(), name, nullptr, &saved.type, nullptr, &size) == ERROR_SUCCESS;
-            saved.data.resize(size);
-            if (saved.present)
-                ::RegQueryValueExW(m_key.get(), name, nullptr, &saved.type, saved.data.data(), &size);
-            m_saved.push_back(saved);
-        }
-        SetDword(L"Enable", kLogEnableAll);
-        SetDword(L"Type", kLogTypeFile);
-        SetDword(L"Verbose", DWORD(LogLevel::Verbose));
-        ::RegSetValueExW(m_key.get(), L"FilePath", 0, REG_SZ, reinterpret_cast<const BYTE*>(m_path.c_str()),
-                         DWORD((m_path.size() + 1) * sizeof(wchar_t)));
-    }
-    ~VerboseLog() {
-        for (size_t i = 0; i < m_saved.size(); ++i) {
-            if (m_saved[i].present)
-                ::RegSetValueExW(m_key.get(), kValues[i], 0, m_saved[i].type, m_saved[i].data.data(),
-                                 DWORD(m_saved[i].data.size()));
-            else
-                ::RegDeleteValueW(m_key.get(), kValues[i]);
-        }
+    DebugOutput() { m_handler = ::AddVectoredExceptionHandler(1, &Catch); }
+    ~DebugOutput() {
+        if (m_handler) ::RemoveVectoredExceptionHandler(m_handler);
     }
 
     // Waits, handling messages, for the next reload line; false after the timeout.
     bool NextReload(Reload& reload, DWORD timeoutMs) {
         const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
         for (;;) {
-            if (ReadLine(reload)) return true;
+            if (TakeLine(reload)) return true;
             if (::GetTickCount64() > deadline) return false;
             ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 20, QS_ALLINPUT);
             Pump();
@@ -173,40 +146,31 @@ public:
     }
 
 private:
-    struct Saved {
-        bool present = false;
-        DWORD type = 0;
-        std::vector<BYTE> data;
-    };
-    static constexpr const wchar_t* kValues[] = {L"Enable", L"Type", L"Verbose", L"FilePath"};
-
-    void SetDword(const wchar_t* name, DWORD value) {
-        ::RegSetValueExW(m_key.get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
+    static constexpr DWORD kPrintA = 0x40010006;  // DBG_PRINTEXCEPTION_C
+    static constexpr DWORD kPrintW = 0x4001000A;  // DBG_PRINTEXCEPTION_WIDE_C
+    static std::wstring& Pending() {
+        static std::wstring text;
+        return text;
+    }
+    // Only the benchmark's UI thread writes reload lines; other threads'
+    // output is taken too, the parsing skips it.
+    static LONG CALLBACK Catch(EXCEPTION_POINTERS* info) {
+        const EXCEPTION_RECORD* record = info->ExceptionRecord;
+        if (record->NumberParameters < 2) return EXCEPTION_CONTINUE_SEARCH;
+        if (record->ExceptionCode == kPrintW) {
+            Pending().append(reinterpret_cast<const wchar_t*>(record->ExceptionInformation[1]));
+        } else if (record->ExceptionCode == kPrintA) {
+            const char* text = reinterpret_cast<const char*>(record->ExceptionInformation[1]);
+            while (*text) Pending().push_back(wchar_t(static_cast<unsigned char>(*text++)));
+        }
+        return EXCEPTION_CONTINUE_SEARCH;
     }
 
-    // Reads what was added to the file since the last call and takes out the
-    // first complete reload line.
-    bool ReadLine(Reload& reload) {
-        com::UniqueFile file(::CreateFileW(m_path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                           nullptr, OPEN_EXISTING, 0, nullptr));
-        if (file) {
-            LARGE_INTEGER at{};
-            at.QuadPart = m_offset;
-            ::SetFilePointerEx(file.get(), at, nullptr, FILE_BEGIN);
-            char buffer[4096];
-            DWORD read = 0;
-            while (::ReadFile(file.get(), buffer, sizeof(buffer), &read, nullptr) && read > 0) {
-                m_raw.append(buffer, read);
-                m_offset += read;
-            }
-        }
-        // The log is UTF-16; a read may end inside a character.
-        const size_t whole = m_raw.size() / sizeof(wchar_t);
-        m_pending.append(reinterpret_cast<const wchar_t*>(m_raw.data()), whole);
-        m_raw.erase(0, whole * sizeof(wchar_t));
-        for (size_t end; (end = m_pending.find(L'\n')) != std::wstring::npos;) {
-            const std::wstring line = m_pending.substr(0, end);
-            m_pending.erase(0, end + 1);
+    bool TakeLine(Reload& reload) {
+        std::wstring& pending = Pending();
+        for (size_t end; (end = pending.find(L'\n')) != std::wstring::npos;) {
+            const std::wstring line = pending.substr(0, end);
+            pending.erase(0, end + 1);
             const size_t at = line.find(L"Reload of book");
             const size_t count = at == std::wstring::npos ? at : line.find(L':', at);
             if (count != std::wstring::npos &&
@@ -218,12 +182,7 @@ private:
         return false;
     }
 
-    std::wstring m_path;
-    com::UniqueHKey m_key;
-    std::vector<Saved> m_saved;
-    long long m_offset = 0;
-    std::string m_raw;
-    std::wstring m_pending;
+    void* m_handler = nullptr;
 };
 
 constexpr int kRuns = 3;
@@ -236,8 +195,7 @@ int wmain(int argc, wchar_t** argv) {
     if (sizes.empty()) sizes = {1000, 10000};
 
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    // Before the module loads: its log reads the settings once.
-    VerboseLog log;
+    DebugOutput log;
     wchar_t self[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, self, MAX_PATH);
     std::wstring module = self;

@@ -16,7 +16,7 @@ public:
         return MakeAndQuery<T>(iid, out);
     }
     STDMETHODIMP LockServer(BOOL lock) noexcept override {
-        if (lock) Module::Lock(); else Module::Unlock();
+        Module::LockServer(lock != FALSE);
         return S_OK;
     }
 };

@@ -14,6 +14,7 @@ namespace {
 HINSTANCE g_instance = nullptr;
 HINSTANCE g_resourceInstance = nullptr;
 std::atomic<long> g_locks{0};
+std::atomic<long> g_serverLocks{0};
 
 struct GuidLess {
     bool operator()(const GUID& a, const GUID& b) const noexcept {
@@ -54,8 +55,21 @@ std::wstring Module::Path() {
 
 void Module::Lock() noexcept { ++g_locks; }
 void Module::Unlock() noexcept { --g_locks; }
-long Module::LockCount() noexcept { return g_locks.load(); }
-bool Module::CanUnload() noexcept { return g_locks.load() == 0; }
+void Module::LockServer(bool lock) noexcept {
+    if (lock) {
+        ++g_serverLocks;
+        return;
+    }
+    long locks = g_serverLocks.load();
+    while (locks > 0 && !g_serverLocks.compare_exchange_weak(locks, locks - 1)) {
+    }
+}
+long Module::LockCount() noexcept {
+    return g_locks.load() + g_serverLocks.load();
+}
+bool Module::CanUnload() noexcept {
+    return g_locks.load() == 0 && g_serverLocks.load() == 0;
+}
 
 HRESULT Module::GetTypeInfo(REFIID iid, ITypeInfo** typeInfo) noexcept {
     return Boundary([&]() -> HRESULT {

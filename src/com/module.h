@@ -27,6 +27,10 @@ public:
     // Live COM objects and LockServer locks.
     static void Lock() noexcept;
     static void Unlock() noexcept;
+    // LockServer: counted apart from the objects, and an unlock without a
+    // lock is ignored, so that a client's stray LockServer(FALSE) can neither
+    // unload the module under a live object nor keep it loaded for good.
+    static void LockServer(bool lock) noexcept;
     static long LockCount() noexcept;
     static bool CanUnload() noexcept;
 

@@ -4,7 +4,6 @@
 #include "core/unique_name.h"
 #include "localization/language.h"
 #include "localization/string_ids.h"
-#include "log/logger.h"
 #include "sources/oab.h"
 
 #include <algorithm>
@@ -280,15 +279,19 @@ void CPhonebookControl::Reload() {
     LogReload(current.size(), added.size(), removed.size(), loaded - start, ReloadClock::now() - loaded);
 }
 
-// One verbose line per reload: what a support engineer needs to tell a slow
-// address book from a slow list.
+// One line per reload on the debugger output: what a developer needs to
+// tell a slow address book from a slow list. Not the diagnostic log: its
+// first use creates the log's folder, file and settings for every user who
+// sees the control.
 void CPhonebookControl::LogReload(size_t shown, size_t added, size_t removed, ReloadClock::duration read,
                                   ReloadClock::duration update) const {
     using Milliseconds = std::chrono::duration<double, std::milli>;
     wchar_t line[200];
-    swprintf(line, 200, L"Reload of book %d: %zu recipients, %zu added, %zu removed; read in %.1f ms, list updated in %.1f ms",
+    swprintf(line, 200,
+             L"Reload of book %d: %zu recipients, %zu added, %zu removed; read in %.1f ms, list updated in "
+             L"%.1f ms\n",
              Kind(), shown, added, removed, Milliseconds(read).count(), Milliseconds(update).count());
-    Log(L"Phonebook", line, kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel::Verbose);
+    ::OutputDebugStringW(line);
 }
 
 int CPhonebookControl::AppendRow(const CRecipient& recipient) {

@@ -94,7 +94,7 @@ bool InsideFolder(const std::wstring& folder, const std::wstring& path) {
 }  // namespace
 
 HRESULT MakeContactFileName(const std::wstring& folderPath, const std::wstring& wanted, bool numbered,
-                            std::wstring& path) {
+                            std::wstring& path, bool claim) {
     if (!FolderExists(folderPath)) return E_FAIL;
     const std::wstring folder = WithBackslash(folderPath);
     const size_t overhead = std::size(kNumberedContactFileFormat) - 1 + folder.size() + kContactFileCounterChars;
@@ -107,20 +107,29 @@ HRESULT MakeContactFileName(const std::wstring& folderPath, const std::wstring& 
         if (std::wcschr(kFileNameReplaced, c) && c != L'\0') c = kFileNameReplacement;
     if (name.find_first_not_of(L". ") == std::wstring::npos || IsReservedDeviceName(name)) return E_FAIL;
 
-    std::wstring candidate = FormatPath(folder, name, 0);
-    for (int number = 1; numbered && ::PathFileExistsW(candidate.c_str()); ++number)
-        candidate = FormatPath(folder, name, number);
-    if (!InsideFolder(folder, candidate)) return E_FAIL;
-
-    // Proves that the name can be a file here (characters the file system
-    // refuses, a name that exists after all) without leaving anything.
-    com::UniqueFile probe(::CreateFileW(candidate.c_str(), GENERIC_ALL, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
-                                        nullptr));
-    if (!probe) return E_FAIL;
-    probe.reset();
-    ::DeleteFileW(candidate.c_str());
-    path = std::move(candidate);
-    return S_OK;
+    // The file is created exclusively: it proves that the name can be a
+    // file here (characters the file system refuses), and a name another
+    // process takes meanwhile makes this one try the next number instead of
+    // writing over that process's contact.
+    constexpr int kMaxNumber = 100000;
+    for (int number = 0; number <= (numbered ? kMaxNumber : 0); ++number) {
+        std::wstring candidate = FormatPath(folder, name, number);
+        if (!InsideFolder(folder, candidate)) return E_FAIL;
+        com::UniqueFile file(::CreateFileW(candidate.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                           FILE_ATTRIBUTE_NORMAL, nullptr));
+        if (!file) {
+            const DWORD error = ::GetLastError();
+            if (error == ERROR_FILE_EXISTS || error == ERROR_ALREADY_EXISTS ||
+                (error == ERROR_ACCESS_DENIED && ::PathFileExistsW(candidate.c_str())))
+                continue;  // taken, by a file or a folder
+            return E_FAIL;
+        }
+        file.reset();
+        if (!claim) ::DeleteFileW(candidate.c_str());
+        path = std::move(candidate);
+        return S_OK;
+    }
+    return E_FAIL;
 }
 
 CWAB6::CWAB6() {
@@ -290,19 +299,28 @@ HRESULT CWAB6::Add(CRecipient& recipient) {
     std::wstring identifier;
     ReadString(properties.get(), kContactIdProperty, kContactIdChars, identifier);
     std::wstring path;
-    if (FAILED(MakeContactFileName(m_folder, recipient.name, true, path)) &&
-        FAILED(MakeContactFileName(m_folder, identifier, true, path)))
+    if (FAILED(MakeContactFileName(m_folder, recipient.name, true, path, true)) &&
+        FAILED(MakeContactFileName(m_folder, identifier, true, path, true)))
         return E_FAIL;
+    // The claimed file is this contact's, empty until saved below.
 
     com::UniqueModule streams(::LoadLibraryW(kStreamLibrary));
     const auto createStream = streams ? reinterpret_cast<CreateStreamOnFileFn>(reinterpret_cast<void*>(
                                             ::GetProcAddress(streams.get(), kStreamFunction)))
                                       : nullptr;
-    if (!createStream) return E_FAIL;
+    if (!createStream) {
+        ::DeleteFileW(path.c_str());
+        return E_FAIL;
+    }
     {
         com::ComPtr<IStream> stream;
-        RETURN_IF_FAILED(createStream(path.c_str(), STGM_CREATE | STGM_WRITE, FILE_ATTRIBUTE_NORMAL, TRUE, nullptr,
-                                      stream.put()));
+        // The file claimed above is opened, not created again.
+        const HRESULT opened =
+            createStream(path.c_str(), STGM_WRITE, FILE_ATTRIBUTE_NORMAL, FALSE, nullptr, stream.put());
+        if (FAILED(opened)) {
+            ::DeleteFileW(path.c_str());
+            return opened;
+        }
         const HRESULT saved = persist->Save(stream.get(), FALSE);
         if (FAILED(saved)) {
             // A half-written file is no contact for anyone: take it away.

@@ -46,11 +46,14 @@ inline constexpr char kStreamFunction[] = "SHCreateStreamOnFileEx";
 
 // A file name for a contact in the folder: the wanted name cut to fit, the
 // nine characters replaced, numbered " (1)", " (2)" ... when taken (only when
-// `numbered`), and proven by creating and deleting the file. Names that
-// cannot be files (empty, only dots and spaces, reserved device names) fail
-// with E_FAIL, as does a folder that does not exist or leaves no room.
+// `numbered`), and proven by creating the file exclusively. With `claim`
+// the empty file is left for the caller to write (so that two processes
+// adding the same name at once get two files); otherwise it is deleted
+// again. Names that cannot be files (empty, only dots and spaces, reserved
+// device names) fail with E_FAIL, as does a folder that does not exist or
+// leaves no room.
 HRESULT MakeContactFileName(const std::wstring& folder, const std::wstring& wanted, bool numbered,
-                            std::wstring& path);
+                            std::wstring& path, bool claim = false);
 
 class CWAB6 : public CWAB {
 public:

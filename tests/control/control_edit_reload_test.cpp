@@ -125,3 +125,19 @@ TEST_F(HostedControlTest, AnOutsideChangeLeavesAHalfTypedCellOpen) {
     EXPECT_EQ(std::wstring(name.get()), L"Ben");
     EXPECT_EQ(std::wstring(fax.get()), L"123-999");
 }
+
+// Reloads leave the diagnostic log alone: its first use would make the log's
+// folder and file and write its settings for every user who sees the
+// control. (The log's settings are read once per process: run alone, this
+// sees the first use.)
+TEST_F(HostedControlTest, ReloadsWriteNothingOfTheDiagnosticLog) {
+    testing_support::DeleteUserKey(L"SOFTWARE\\Quorvel\\Orvanta\\Logger");
+    ASSERT_NO_FATAL_FAILURE(HostWithBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    WriteBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}, {L"Carla", L"555-666"}});
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
+    HKEY key = nullptr;
+    EXPECT_NE(ERROR_SUCCESS,
+              ::RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvel\\Orvanta\\Logger", 0, KEY_READ, &key))
+        << "the log's settings were written";
+    if (key) ::RegCloseKey(key);
+}

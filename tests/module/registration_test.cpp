@@ -183,6 +183,20 @@ TEST_F(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
     EXPECT_EQ(S_FALSE, m_canUnload()) << "a lock holds it after its class object is gone";
     Factory()->LockServer(FALSE);
     EXPECT_EQ(S_OK, m_canUnload());
+
+    // An unlock without a lock changes nothing: neither a later lock nor a
+    // live object is cancelled by it.
+    EXPECT_EQ(S_OK, Factory()->LockServer(FALSE));
+    EXPECT_EQ(S_OK, m_canUnload());
+    ASSERT_EQ(S_OK, Factory()->LockServer(TRUE));
+    EXPECT_EQ(S_FALSE, m_canUnload()) << "the stray unlock did not eat this lock";
+    Factory()->LockServer(FALSE);
+    EXPECT_EQ(S_OK, m_canUnload()) << "nor drove the count below zero";
+    ASSERT_EQ(S_OK, Factory()->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
+    Factory()->LockServer(FALSE);
+    EXPECT_EQ(S_FALSE, m_canUnload()) << "a stray unlock does not free a live object's hold";
+    mru.reset();
+    EXPECT_EQ(S_OK, m_canUnload());
 }
 
 TEST_F(ModuleExports, UnknownClassesAndBadRequestsFail) {

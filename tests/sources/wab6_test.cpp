@@ -6,6 +6,8 @@
 #include "sources/wab_fixture.h"
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 using namespace testing_support;
 
@@ -228,6 +230,44 @@ TEST_F(WABTest, WithAFileInPlaceOfTheContactsFolderAddsFailAndNothingIsWritten) 
     EXPECT_EQ(0u, blocker.nFileSizeLow) << "the file in the folder's place is untouched";
     ::DeleteFileW(folder.c_str());
     ::CreateDirectoryW(folder.c_str(), nullptr);
+}
+
+}  // namespace
+
+namespace {
+
+// Two writers add recipients of the same name at the same time (two fax
+// programs, or a program and the AddressBook object): each contact gets a
+// file of its own, none is written over.
+TEST_F(WAB6Test, WritersAddingTheSameNameAtOnceGetAFileEach) {
+    constexpr int kEach = 15;
+    std::atomic<int> failures{0};
+    const auto writer = [&](const wchar_t* number) {
+        ComApartment apartment;
+        CWAB6 source;
+        if (FAILED(source.Connect())) {
+            failures += kEach;
+            return;
+        }
+        for (int i = 0; i < kEach; ++i) {
+            CRecipient r;
+            r.name = L"Race";
+            r.faxNumber = number;
+            if (FAILED(source.Add(r))) ++failures;
+        }
+    };
+    std::thread first(writer, L"111"), second(writer, L"222");
+    first.join();
+    second.join();
+    EXPECT_EQ(0, failures.load());
+    EXPECT_EQ(size_t(2 * kEach), ContactFiles().size());
+    RecipientList all;
+    ASSERT_EQ(S_OK, m_source.LoadAll(all));
+    EXPECT_EQ(size_t(2 * kEach), size_t(std::count_if(all.begin(), all.end(),
+                                                      [](const CRecipient& r) { return r.name == L"Race"; })))
+        << "every contact readable, none written over";
+    EXPECT_EQ(kEach, int(std::count_if(all.begin(), all.end(),
+                                       [](const CRecipient& r) { return r.faxNumber == L"111"; })));
 }
 
 }  // namespace

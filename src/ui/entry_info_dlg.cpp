@@ -10,6 +10,7 @@
 #include <shlwapi.h>
 
 #include <algorithm>
+#include <cwchar>
 #include <cwctype>
 #include <memory>
 
@@ -242,10 +243,22 @@ void CEntryInfoDlg::FilterFaxNumber() {
     // the job, so the nested notifications only re-evaluate the buttons.
     if (m_filtering) return;
     m_filtering = true;
-    for (;;) {
+    std::wstring previous;
+    for (bool first = true;; first = false) {
         const std::wstring text = ReadText(m_faxEdit, kEntryFilterReadLength);
         const size_t bad = text.find_first_not_of(kEntryDialogFaxChars);
         if (bad == std::wstring::npos) break;
+        if (!first && text == previous) {
+            // The removal did not happen (a host's skin subclassing the edit
+            // may swallow EM_REPLACESEL): the filtered text is set once as a
+            // whole, and the loop ends whatever that does.
+            std::wstring filtered;
+            for (wchar_t c : text)
+                if (std::wcschr(kEntryDialogFaxChars, c) && c != L'\0') filtered.push_back(c);
+            ::SetWindowTextW(m_faxEdit, filtered.c_str());
+            break;
+        }
+        previous = text;
         ::SendMessageW(m_faxEdit, EM_SETSEL, WPARAM(bad), LPARAM(bad + 1));
         ::SendMessageW(m_faxEdit, EM_REPLACESEL, FALSE, reinterpret_cast<LPARAM>(L""));
     }

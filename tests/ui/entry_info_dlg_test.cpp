@@ -102,6 +102,32 @@ TEST_F(EntryDialogTest, FaxFieldFiltersTypedAndPastedTextBothFieldsStopAtTheirLi
     EXPECT_TRUE(Stored().empty());
 }
 
+namespace {
+
+// A host's skin that subclasses the edit and swallows EM_REPLACESEL.
+LRESULT CALLBACK SwallowReplace(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT_PTR,
+                                DWORD_PTR) {
+    if (message == EM_REPLACESEL) return 0;
+    return ::DefSubclassProc(window, message, wParam, lParam);
+}
+
+}  // namespace
+
+// The number filter removes refused characters one by one; an edit that
+// does not take the removal gets the filtered text as a whole instead of
+// keeping the filter (and the user's window) busy for ever.
+TEST_F(EntryDialogTest, FaxFilterEndsWhenTheEditSwallowsTheRemoval) {
+    CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"", L""), nullptr);
+    EXPECT_EQ(Run(dialog, {Do([&] {
+                               ASSERT_TRUE(::SetWindowSubclass(Item(214), &SwallowReplace, 1, 0));
+                               Set(214, L"12a3-b");
+                               EXPECT_EQ(Text(214), L"123-");
+                               ::RemoveWindowSubclass(Item(214), &SwallowReplace, 1);
+                           }),
+                           Close()}),
+              2);
+}
+
 TEST_F(EntryDialogTest, FirstButtonNeedsANameAndThreeToFortyFiveCharactersWithoutSpaces) {
     const struct {
         std::wstring name, number;

@@ -7,6 +7,7 @@
 #include "sources/oab.h"
 
 #include <algorithm>
+#include <climits>
 #include <cwchar>
 #include <functional>
 #include <optional>
@@ -40,11 +41,23 @@ std::wstring Trimmed(const std::wstring& text) {
     return text.substr(first, text.find_last_not_of(L" \t") - first + 1);
 }
 
+// A cell's whole text: the list answers into a buffer of the caller's size,
+// so the buffer grows until the text fits (a name of the recently used book
+// may be up to 2047 characters).
+std::wstring WholeCellText(const win::ListViewCtrl& list, int row, int column) {
+    for (int size = 512;; size *= 4) {
+        std::wstring text = list.GetItemText(row, column, size);
+        if (int(text.size()) < size - 1 || size >= (1 << 20)) return text;
+    }
+}
+
 // Fills the out-parameters of GetItem and GetSelItem for one row.
 HRESULT FillRow(const win::ListViewCtrl& list, int row, ULONG* id, BSTR* name, BSTR* fax) {
     com::UniqueBstr nameText, faxText;
-    if (name && !(*nameText.put() = ::SysAllocString(list.GetItemText(row, 1).c_str()))) return E_OUTOFMEMORY;
-    if (fax && !(*faxText.put() = ::SysAllocString(list.GetItemText(row, 2).c_str()))) return E_OUTOFMEMORY;
+    if (name && !(*nameText.put() = ::SysAllocString(WholeCellText(list, row, 1).c_str())))
+        return E_OUTOFMEMORY;
+    if (fax && !(*faxText.put() = ::SysAllocString(WholeCellText(list, row, 2).c_str())))
+        return E_OUTOFMEMORY;
     if (id) *id = ULONG(list.GetItemData(row));
     if (name) *name = nameText.release();
     if (fax) *fax = faxText.release();
@@ -79,10 +92,12 @@ STDMETHODIMP CPhonebookControl::GetSelItem(int from, ULONG* id, BSTR* name, BSTR
         if (!HasList()) return HRESULT(-1);
         int found = -1;
         if (m_list.IsCheckBoxMode()) {
-            for (int i = std::max(from + 1, 0), count = List().GetItemCount(); i < count && found < 0; ++i)
+            // From the row after nFrom; INT_MAX has none after it (no wrap).
+            const int first = from < 0 ? 0 : from == INT_MAX ? INT_MAX : from + 1;
+            for (int i = first, count = List().GetItemCount(); i < count && found < 0; ++i)
                 if (m_list.IsMarked(i)) found = i;
-        } else {
-            found = List().GetNextItem(from, LVNI_SELECTED);
+        } else if (from < List().GetItemCount() - 1) {
+            found = List().GetNextItem(from < -1 ? -1 : from, LVNI_SELECTED);
         }
         if (found < 0) return HRESULT(found);
         RETURN_IF_FAILED(FillRow(List(), found, id, name, fax));

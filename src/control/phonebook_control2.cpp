@@ -12,6 +12,7 @@
 #include "win/display.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cwchar>
 #include <utility>
@@ -65,7 +66,9 @@ STDMETHODIMP CPhonebookControl2::GetSelItem(int from, ULONG* id, BSTR* name, BST
     return com::Boundary([&]() -> HRESULT {
         if (!HasList()) return HRESULT(-1);
         // Marked rows of this list are the checked ones.
-        for (int row = std::max(from + 1, 0), count = List().GetItemCount(); row < count; ++row)
+        // From the row after nFrom; INT_MAX has none after it (no wrap).
+        const int first = from < 0 ? 0 : from == INT_MAX ? INT_MAX : from + 1;
+        for (int row = first, count = List().GetItemCount(); row < count; ++row)
             if (m_list.IsMarked(row)) return FillRow(row, id, name, fax);
         return HRESULT(-1);
     });

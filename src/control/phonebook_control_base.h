@@ -24,6 +24,7 @@
 #include "win/display.h"
 #include "win/window_impl.h"
 
+#include <cwchar>
 #include <string>
 #include <tuple>
 
@@ -120,12 +121,40 @@ protected:
         if (this->m_hWnd) ::SetTimer(this->m_hWnd, kReloadTimer, 0, &ReloadTimerProc);
     }
 
-    // The question asked before rows are deleted, their number in place of "%d".
+    // The question asked before rows are deleted: string 206 formatted with
+    // their number. A language file's text may write the number as any
+    // integer conversion ("%d", "%i", "%u", with flags and width); "%%" is a
+    // percent sign. Nothing else is formatted: the text comes from a file.
     std::wstring RemoveQuestion(int rows) const {
-        std::wstring question = this->LoadText(IDS_CONFIRM_REMOVE);
-        if (const size_t at = question.find(L"%d"); at != std::wstring::npos)
-            question.replace(at, 2, std::to_wstring(rows));
-        return question;
+        return FormatCount(this->LoadText(IDS_CONFIRM_REMOVE), rows);
+    }
+    static std::wstring FormatCount(const std::wstring& format, int count) {
+        std::wstring out;
+        bool done = false;
+        for (size_t i = 0; i < format.size(); ++i) {
+            if (format[i] != L'%') {
+                out.push_back(format[i]);
+                continue;
+            }
+            if (i + 1 < format.size() && format[i + 1] == L'%') {
+                out.push_back(L'%');
+                ++i;
+                continue;
+            }
+            size_t end = i + 1;
+            while (end < format.size() && std::wcschr(L"-+ 0#", format[end]) && format[end]) ++end;
+            while (end < format.size() && format[end] >= L'0' && format[end] <= L'9' && end - i < 8) ++end;
+            if (!done && end < format.size() && std::wcschr(L"diu", format[end]) && format[end]) {
+                wchar_t text[64] = {};
+                swprintf(text, 64, format.substr(i, end - i + 1).c_str(), count);
+                out += text;
+                done = true;
+                i = end;
+                continue;
+            }
+            out.push_back(L'%');
+        }
+        return out;
     }
 
     void FireItemSelected(int item, bool selected, int count) {

@@ -43,12 +43,14 @@ public:
     explicit CAutoShader(HWND cover);
 };
 
-// Runs a dialog modally over the parent with the parent's top-level window
-// shaded for the duration, inside the module's common-controls context.
+// Runs a dialog modally over the parent with the parent shaded for the
+// duration, inside the module's common-controls context. The cover lies over
+// the window the caller names (the control's host dialog, or the page a host
+// nests the control in), not over whatever top-level window holds it.
 template <class Dialog>
 INT_PTR DoModalShaded(Dialog& dialog, HWND parent) {
     win::ActivationScope scope;
-    CAutoShader shader(parent ? ::GetAncestor(parent, GA_ROOT) : nullptr);
+    CAutoShader shader(parent);
     return dialog.DoModal(parent);
 }
 

@@ -19,6 +19,10 @@ CMessageBoxDlg::CMessageBoxDlg(const wchar_t* text, const wchar_t* caption, UINT
     : m_text(text ? text : L""), m_caption(caption ? caption : L""), m_buttonType(style & kButtonTypeMask) {}
 
 INT_PTR CMessageBoxDlg::DoModal(HWND parent, HINSTANCE resources) {
+    // The box is owned by the parent's top-level window (a window can only
+    // be owned by one), but centred on the parent itself: a host that shows
+    // the control on a page inside its dialog gets the box over that page.
+    m_centreOn = parent;
     return DialogImpl::DoModal(parent, resources ? resources : ResourcesWith(RT_DIALOG, IDD));
 }
 
@@ -49,7 +53,8 @@ LRESULT CMessageBoxDlg::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
         ::SendMessageW(button, WM_SETFONT, reinterpret_cast<WPARAM>(m_font.get()), FALSE);
     SetText(m_caption);
 
-    SizeClientAndCentre(m_hWnd, GetParent(), kMessageBoxWidthUnits, kMessageBoxHeightUnits);
+    SizeClientAndCentre(m_hWnd, m_centreOn && ::IsWindow(m_centreOn) ? m_centreOn : GetParent(),
+                        kMessageBoxWidthUnits, kMessageBoxHeightUnits);
     Layout();
     if (m_buttonType == kTypeOk) ::ShowWindow(m_buttons[1], SW_HIDE);
     PlaceShadow();

@@ -68,6 +68,7 @@ private:
     UINT m_buttonType;
     RECT m_textRect{};
     com::ComPtr<IDispatch> m_skin;
+    HWND m_centreOn = nullptr;  // the window the caller passed
     com::UniqueGdiObject m_font;
 };
 

@@ -7,6 +7,7 @@
 #include "com/unique_any.h"
 
 #include <commctrl.h>
+#include <climits>
 
 using namespace control_test;
 
@@ -140,4 +141,25 @@ TEST_F(HostedControlTest, ReloadsWriteNothingOfTheDiagnosticLog) {
               ::RegOpenKeyExW(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvel\\Orvanta\\Logger", 0, KEY_READ, &key))
         << "the log's settings were written";
     if (key) ::RegCloseKey(key);
+}
+
+// What a host reads back: a name longer than the list's edit buffer comes
+// whole, and a search from INT_MAX finds nothing (it does not wrap to the
+// top).
+TEST_F(HostedControlTest, LongNamesComeWholeAndASearchFromTheLastIndexFindsNothing) {
+    const std::wstring longName(1500, L'L');
+    ASSERT_NO_FATAL_FAILURE(HostWithBook({{longName, L"111-222"}, {L"Ben", L"333-444"}}));
+    const int row = NameAt(0) == L"Ben" ? 1 : 0;
+    com::UniqueBstr name;
+    ASSERT_EQ(m_control->GetItem(row, nullptr, name.put(), nullptr), HRESULT(row));
+    EXPECT_EQ(std::wstring(name.get()), longName);
+
+    for (int r = 0; r < 2; ++r) SetRowState(r, LVIS_SELECTED, LVIS_SELECTED);
+    EXPECT_LT(m_control->GetSelItem(INT_MAX, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), 0);
+    com::UniqueBstr header(::SysAllocString(L""));
+    m_control->EnableCheckBoxes(TRUE, header.get());
+    SetRowState(0, INDEXTOSTATEIMAGEMASK(2), LVIS_STATEIMAGEMASK);
+    EXPECT_LT(m_control->GetSelItem(INT_MAX, nullptr, nullptr, nullptr), 0) << "check-box mode";
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), 0);
 }

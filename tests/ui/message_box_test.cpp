@@ -97,6 +97,32 @@ TEST_F(MessageBoxTest, LayoutShowsYesNoAsOkAndCancelAndALoneOkWhereTheFirstOfTwo
              CloseDialog()});
 }
 
+// A host that nests the control in a page of its dialog passes that page:
+// the box is centred on the page and the cover lies over the page, not over
+// the whole top-level window.
+TEST_F(MessageBoxTest, ANestedPageIsWhatIsCoveredAndWhatTheBoxIsCentredOn) {
+    const HWND page = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 300, 200, 380, 300,
+                                        host.get(), nullptr, nullptr, nullptr);
+    ASSERT_TRUE(page);
+    RECT pageRect{};
+    ::GetWindowRect(page, &pageRect);
+    ModalScript script({[&] { return FindDialog() != nullptr; }, Do([&] {
+                            RECT window{}, cover{};
+                            ::GetWindowRect(FindDialog(), &window);
+                            EXPECT_NEAR(window.left + window.right, pageRect.left + pageRect.right, 1);
+                            EXPECT_NEAR(window.top + window.bottom, pageRect.top + pageRect.bottom, 1);
+                            const HWND shader = FindShader();
+                            ASSERT_TRUE(shader);
+                            ::GetWindowRect(shader, &cover);
+                            EXPECT_TRUE(::EqualRect(&cover, &pageRect)) << "the page is covered";
+                        }),
+                        CloseDialog()});
+    ui::ShowMessageBox(nullptr, page, L"Are you sure?", L"Remove", MB_YESNO);
+    EXPECT_TRUE(script.Finished());
+    EXPECT_EQ(script.failure(), "");
+    ::DestroyWindow(page);
+}
+
 TEST_F(MessageBoxTest, WithoutParentTextOrCaptionItIsCentredOnTheDesktopAndNothingIsShaded) {
     ModalScript script({[&] { return FindDialog() != nullptr; }, Do([&] {
                             RECT window{}, work{};

@@ -491,3 +491,37 @@ TEST_F(Control2Test, NewSelectsTheAddedRowAfterTheReload) {
     TearDown();
     testing_support::ClearContactsFolder();
 }
+
+// A host that shows the control on a page of its dialog: "Delete" shades
+// that page (the control's grandparent) and centres its question on it, not
+// on the top-level window. The picture is kept under artifacts/.
+TEST_F(Control2Test, ANestedHostHasItsPageShadedAndTheQuestionCentredOnIt) {
+    WriteBook(kPeople);
+    m_host = std::make_unique<AtlHost>(420, 330, kProgId2, true);
+    m_control = m_host->query<IVelPhonebookControl3>();
+    ASSERT_TRUE(m_control && m_host->controlWindow());
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK);
+    ASSERT_TRUE(PumpUntil([&] { return Count() == int(kPeople.size()); }, 3000));
+    SetCheck(1, true);
+    const HWND page = m_host->page();
+    ASSERT_EQ(::GetParent(::GetParent(m_host->controlWindow())), page);
+    RECT pageRect{};
+    ::GetWindowRect(page, &pageRect);
+    ui_test::ModalScript script(
+        {[] { return ui_test::FindDialog() != nullptr && ui_test::FindShader() != nullptr; },
+         ui_test::Do([&] {
+             RECT cover{}, box{};
+             ::GetWindowRect(ui_test::FindShader(), &cover);
+             ::GetWindowRect(ui_test::FindDialog(), &box);
+             EXPECT_TRUE(::EqualRect(&cover, &pageRect)) << "the page is shaded";
+             EXPECT_NEAR(box.left + box.right, pageRect.left + pageRect.right, 1);
+             EXPECT_NEAR(box.top + box.bottom, pageRect.top + pageRect.bottom, 1);
+             Pump(300);
+             EXPECT_TRUE(listtest::SaveScreenshot(m_host->top(), L"control2_nested_delete.png"));
+         }),
+         ui_test::CloseDialog()});
+    ::SendMessageW(m_host->controlWindow(), WM_COMMAND, MAKEWPARAM(IDC_DELETE, BN_CLICKED),
+                   reinterpret_cast<LPARAM>(m_host->item(IDC_DELETE)));
+    EXPECT_TRUE(script.Finished()) << script.failure();
+    EXPECT_EQ(BookNames().size(), kPeople.size()) << "closing the question deletes nothing";
+}

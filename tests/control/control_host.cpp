@@ -127,7 +127,7 @@ MessageBoxAnswer::~MessageBoxAnswer() {
     m_thread.join();
 }
 
-AtlHost::AtlHost(int width, int height, const wchar_t* progId) {
+AtlHost::AtlHost(int width, int height, const wchar_t* progId, bool nested) {
     m_atl.reset(::LoadLibraryW(L"atl100.dll"));
     if (!m_atl) return;
     using Init = BOOL(WINAPI*)();
@@ -137,10 +137,17 @@ AtlHost::AtlHost(int width, int height, const wchar_t* progId) {
     if (!init || !getControl) return;
     // A second call in the process finds the class registered and says so.
     init();
+    const int margin = nested ? 160 : 20;
     m_top.reset(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0,
-                                  width + 20, height + 20, nullptr, nullptr, nullptr, nullptr));
-    m_host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, 10, 10, width, height,
-                               m_top.get(), nullptr, nullptr, nullptr);
+                                  width + margin, height + margin, nullptr, nullptr, nullptr, nullptr));
+    HWND parent = m_top.get();
+    if (nested) {
+        m_page = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN | SS_GRAYRECT,
+                                   140, 140, width + 10, height + 10, parent, nullptr, nullptr, nullptr);
+        parent = m_page;
+    }
+    m_host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, nested ? 5 : 10,
+                               nested ? 5 : 10, width, height, parent, nullptr, nullptr, nullptr);
     if (m_host) getControl(m_host, m_control.put());
 }
 

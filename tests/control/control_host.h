@@ -82,12 +82,15 @@ private:
 // Wine's ATL host with the control in it, inside a top-level window.
 class AtlHost {
 public:
-    explicit AtlHost(int width = 360, int height = 330, const wchar_t* progId = kProgId);
+    // `nested`: the host window sits in a child page of the top-level window
+    // (a host that shows the control on one page of its dialog).
+    explicit AtlHost(int width = 360, int height = 330, const wchar_t* progId = kProgId, bool nested = false);
     ~AtlHost();
     IUnknown* control() const { return m_control.get(); }
     template <class I>
     com::ComPtr<I> query() const { return m_control ? m_control.template query<I>() : com::ComPtr<I>(); }
     HWND top() const { return m_top.get(); }
+    HWND page() const { return m_page; }
     HWND hostWindow() const { return m_host; }
     // The control's own window (the dialog) and its children.
     HWND controlWindow() const;
@@ -97,6 +100,7 @@ public:
 private:
     com::UniqueModule m_atl;
     com::UniqueWindow m_top;
+    HWND m_page = nullptr;
     HWND m_host = nullptr;
     com::ComPtr<IUnknown> m_control;
 };

@@ -291,6 +291,23 @@ TEST_F(EntryDialogTest, CancelInEditModeGoesBackToViewModeKeepingTheTypedText) {
     EXPECT_EQ(Stored()[0].name, L"Ann") << "nothing was written";
 }
 
+// Escape is the keyboard's way out of the dialog in every mode, edit mode
+// included: it closes with 2 and writes nothing (the Cancel button is the
+// way back from edit mode to view mode). A user who presses Escape wants
+// the window gone, and what was typed was never saved.
+TEST_F(EntryDialogTest, EscapeInEditModeClosesTheDialogAndWritesNothing) {
+    MRUOwner owner;
+    CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, AddAnn(owner), &owner);
+    EXPECT_EQ(Run(dialog, {Do([&] {
+                      Click(215);
+                      EXPECT_EQ(Captions(), L"Save/Cancel");
+                      Set(213, L"Annie");
+                      ::SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+                  })}),
+              2);
+    EXPECT_EQ(Stored()[0].name, L"Ann") << "nothing was written";
+}
+
 TEST_F(EntryDialogTest, ReadOnlyKeepsTheFirstButtonDisabledEvenInViewMode) {
     for (bool readOnly : {false, true}) {
         CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, Recipient(L"a1", L"Ann", L"111"), nullptr);

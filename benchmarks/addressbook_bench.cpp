@@ -2,9 +2,12 @@
 // book, through COM by ProgID as a fax program calls it: the Windows address
 // book (Windows Contacts, played by the address-book stand-in) and Outlook
 // (its stand-in, a local server), the latter both started by the call and
-// already running. Also the source comparison of n records against n shown
-// keys, to show how it grows. Prints median and best; asserts nothing.
-//   addressbook_bench [REPETITIONS]
+// already running, and into an Outlook book of 10,000 contacts (the call
+// lists the book before it adds: through the Table of Outlook 2007 and later,
+// and, with --item-by-item, the way earlier Outlook is listed, item by item).
+// Also the source comparison of n records against n shown keys, to show how
+// it grows. Prints median and best; asserts nothing.
+//   addressbook_bench [REPETITIONS] [--item-by-item]
 // Registers the module and both stand-ins in the prefix, empties the
 // Contacts folder and the Outlook stand-in's store before and after.
 #include "com/com_ptr.h"
@@ -12,8 +15,8 @@
 #include "core/iab.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/oab.h"
-#include "sources/wab6.h"
 #include "sources/outlook_fixture.h"
+#include "sources/wab6.h"
 #include "support/test_support.h"
 
 #include <shlobj.h>
@@ -32,6 +35,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr int kPairs = 10;
+constexpr int kLargeBook = 10000;
 
 std::wstring ContactsFolder() {
     wchar_t* path = nullptr;
@@ -77,7 +81,8 @@ Stats MeasureAdd(long book, int repetitions, const wchar_t* tag, bool outlookEnd
     for (int rep = 0; rep < repetitions; ++rep) {
         std::vector<std::wstring> names, numbers;
         for (int i = 0; i < kPairs; ++i) {
-            names.push_back(std::wstring(L"Bench ") + tag + L" " + std::to_wstring(rep) + L"." + std::to_wstring(i));
+            names.push_back(std::wstring(L"Bench ") + tag + L" " + std::to_wstring(rep) + L"." +
+                            std::to_wstring(i));
             numbers.push_back(L"+49 30 " + std::to_wstring(1000000 + rep * 100 + i));
         }
         const com::UniqueSafeArray n = Strings(names), p = Strings(numbers);
@@ -104,8 +109,8 @@ Stats MeasureAdd(long book, int repetitions, const wchar_t* tag, bool outlookEnd
 }
 
 void Print(const char* what, const Stats& stats, int repetitions) {
-    std::printf("%-52s median %8.1f ms   best %8.1f ms   (%d runs, %d failed)\n", what, stats.median, stats.best,
-                repetitions, stats.failures);
+    std::printf("%-52s median %8.1f ms   best %8.1f ms   (%d runs, %d failed)\n", what, stats.median,
+                stats.best, repetitions, stats.failures);
 }
 
 // A source whose records are given; only Compare is used.
@@ -146,8 +151,8 @@ void MeasurePhases(const char* what, int repetitions) {
         source.Disconnect();
     }
     const Stats c = Summarize(connect, 0), l = Summarize(load, 0), a = Summarize(add, 0);
-    std::printf("%-20s medians: Connect %7.1f ms, LoadAll of %zu %7.1f ms, one Add %7.1f ms\n", what, c.median,
-                listed, l.median, a.median);
+    std::printf("%-20s medians: Connect %7.1f ms, LoadAll of %zu %7.1f ms, one Add %7.1f ms\n", what,
+                c.median, listed, l.median, a.median);
 }
 
 // n current records against n known keys, a tenth of them changed, shuffled.
@@ -180,6 +185,8 @@ void MeasureCompare(size_t n) {
 
 int wmain(int argc, wchar_t** argv) {
     const int repetitions = argc > 1 ? std::max(1, _wtoi(argv[1])) : 7;
+    bool itemByItem = false;
+    for (int i = 1; i < argc; ++i) itemByItem = itemByItem || std::wstring(argv[i]) == L"--item-by-item";
     ComApartment apartment;
     const int module = RunRegsvr32(false);
     const int contacts = RunProcess(L"regsvr32.exe /s \"" + BinDir() + L"standin_wab32.dll\"");
@@ -208,6 +215,22 @@ int wmain(int argc, wchar_t** argv) {
         MeasurePhases<CWAB6>("Windows Contacts", repetitions);
         MeasurePhases<COAB>("Outlook", repetitions);
     }
+    {
+        // A book of 10,000 items, Outlook running.
+        outlooktest::WaitForNoStandin(10000);
+        const size_t listed = outlooktest::WriteNumberedBook(kLargeBook);
+        outlooktest::OutlookClient running;
+        std::printf("Into an Outlook book of %d items (%zu fax recipients), Outlook running:\n", kLargeBook,
+                    listed);
+        Print("Outlook 16, listed through the Table", MeasureAdd(1, repetitions, L"big"), repetitions);
+        if (itemByItem) {
+            outlooktest::RunStandin(L"/Version 11.0");
+            Print("Outlook 11, listed item by item", MeasureAdd(1, 1, L"big11"), 1);
+            outlooktest::RunStandin(L"/Version");
+        }
+    }
+    outlooktest::WaitForNoStandin(10000);
+    outlooktest::DeleteStore();
     for (size_t n : {1000u, 10000u, 100000u}) MeasureCompare(n);
 
     outlooktest::WaitForNoStandin(10000);

@@ -33,7 +33,20 @@ public:
     int MajorVersion() const noexcept { return m_majorVersion; }
 
 private:
+    // The member numbers of Outlook's Table family, looked up by name once
+    // per connection (DISPID_UNKNOWN until then).
+    struct TableMembers {
+        DISPID getTable = DISPID_UNKNOWN;
+        DISPID columns = DISPID_UNKNOWN;
+        DISPID getRowCount = DISPID_UNKNOWN;
+        DISPID getArray = DISPID_UNKNOWN;
+        DISPID removeAll = DISPID_UNKNOWN;
+        DISPID add = DISPID_UNKNOWN;
+    };
+
     HRESULT ConnectSteps();
+    HRESULT LoadAllFromTable(RecipientList& out);
+    HRESULT LoadAllByItem(RecipientList& out);
     HRESULT ReadContact(IDispatch* contact, CRecipient& recipient);
     HRESULT WriteContact(IDispatch* contact, const CRecipient& recipient);
     HRESULT FindContact(ULONG key, com::ComPtr<IDispatch>& contact);
@@ -45,4 +58,5 @@ private:
     com::ComPtr<IDispatch> m_contactItems;
     com::ComPtr<IDispatch> m_reminders;
     int m_majorVersion = 0;
+    TableMembers m_tableMembers;
 };

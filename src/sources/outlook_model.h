@@ -58,7 +58,8 @@ inline constexpr DISPID kDispBeforeReminderShow = 0xFA93;
 // Enumerations.
 inline constexpr long olFolderContacts = 10;
 inline constexpr long olContactItem = 2;
-inline constexpr long olContact = 40;  // OlObjectClass of a contact
-inline constexpr long olYesNo = 6;     // OlUserPropertyType
+inline constexpr long olContact = 40;   // OlObjectClass of a contact
+inline constexpr long olYesNo = 6;      // OlUserPropertyType
+inline constexpr long olUserItems = 0;  // OlTableContents
 
 }  // namespace outlook

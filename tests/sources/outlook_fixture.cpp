@@ -37,6 +37,29 @@ void WriteStore(const std::vector<std::wstring>& lines) {
     for (const auto& line : lines) file << Utf8(line) << "\n";
 }
 
+size_t WriteNumberedBook(int items) {
+    std::vector<std::wstring> lines;
+    size_t listed = 0;
+    for (int i = 0; i < items; ++i) {
+        wchar_t id[64];
+        swprintf(id, 64, L"00000000BE0C0000000000000000000000000000%08X", unsigned(i));
+        std::wstring fields;
+        if (i % 20 == 7) {
+            fields = L"Class=69\tDLName=List " + std::to_wstring(i);
+        } else if (i % 20 == 13) {
+            fields = L"Class=40\tFullName=No Fax " + std::to_wstring(i) + L"\tHomeFaxNumber=+1 555 0";
+        } else {
+            fields = L"Class=40\tFullName=Contact " + std::to_wstring(i) + L"\tBusinessFaxNumber=+1 555 " +
+                     std::to_wstring(1000000 + i);
+            if (i % 10 == 0) fields += L"\tUser:ZentelFavorite=6:1";
+            ++listed;
+        }
+        lines.push_back(ContactLine(id, fields));
+    }
+    WriteStore(lines);
+    return listed;
+}
+
 std::vector<std::wstring> ReadStore() {
     std::vector<std::wstring> lines;
     std::ifstream file(StorePath().c_str(), std::ios::binary);
@@ -139,6 +162,17 @@ VARIANT_BOOL OutlookClient::FireBeforeReminderShow() {
         V_VT(&cancel) != VT_BOOL)
         return VARIANT_BOOL(-3);
     return V_BOOL(&cancel);
+}
+
+long OutlookClient::CallCount() {
+    com::ComPtr<IDispatch> control;
+    if (!application || FAILED(application->QueryInterface(IID_IStandinOutlook, control.put_void())))
+        return -1;
+    com::UniqueVariant count;
+    if (FAILED(CallByName(control.get(), L"CallCount", DISPATCH_PROPERTYGET, {}, count.put())) ||
+        V_VT(&count) != VT_I4)
+        return -1;
+    return V_I4(&count);
 }
 
 void OutlookTest::SetUpTestSuite() {

@@ -18,6 +18,10 @@ namespace outlooktest {
 // One line of the stand-in's store: tab-separated Name=Value fields.
 std::wstring ContactLine(const std::wstring& entryId, const std::wstring& fields);
 void WriteStore(const std::vector<std::wstring>& lines);
+// A store of `items` items for measuring: contacts with business fax numbers
+// ("Contact <i>", every tenth a favourite), and every twentieth item a
+// distribution list or a contact without one. The number of fax recipients.
+size_t WriteNumberedBook(int items);
 std::vector<std::wstring> ReadStore();
 void DeleteStore();
 
@@ -48,6 +52,9 @@ struct OutlookClient {
     long RestrictedCount(const wchar_t* filter);
     // IStandinOutlook::FireBeforeReminderShow: the Cancel the sinks left.
     VARIANT_BOOL FireBeforeReminderShow();
+    // IStandinOutlook::CallCount: the calls the stand-in has served; -1 when
+    // it cannot be read.
+    long CallCount();
 };
 
 // Registers the stand-in for the suite and removes it afterwards; each test

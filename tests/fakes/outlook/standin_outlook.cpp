@@ -8,10 +8,31 @@
 //   standin_outlook.exe /UnregServer    removes them
 //   standin_outlook.exe /Version TEXT   sets the text Application.Version answers
 //                                       (no TEXT: back to the default)
+//   standin_outlook.exe /TableFails M   makes the Table member M fail (GetTable,
+//                                       Columns, RemoveAll, Add, GetRowCount or
+//                                       GetArray; no M: nothing fails)
 //   standin_outlook.exe -Embedding      how COM starts the server
 //
-// Settings: HKCU\Software\StandinOutlook, value "Version" (REG_SZ), read at
-// every call of Version.
+// Settings: HKCU\Software\StandinOutlook, values "Version" (REG_SZ), read at
+// every call of Version and of GetArray, and "TableFails" (REG_SZ), read at
+// every call of the Table members it can name.
+//
+// Scale: the store keeps an index by entry identifier, and a restricted
+// collection keeps its matching items until the store changes, so Item(i),
+// Count and GetItemFromID cost the same at any size, as they do in Outlook.
+// Every call a client makes through IDispatch passes one place (Served<>),
+// which counts it; IStandinOutlook's CallCount reads the count.
+//
+// Table (Outlook 2007 and later): MAPIFolder.GetTable(Filter, TableContents)
+// takes a snapshot of the matching items with the default columns EntryID,
+// Subject, CreationTime, LastModificationTime and MessageClass. Columns.Add
+// takes those names, the item properties above, and a user property by its
+// namespace name ".../mapi/string/{00020329-0000-0000-C000-000000000046}/NAME".
+// A value is the property's own type (a yes/no user property a boolean),
+// Empty where the item has no such property. GetArray(MaxRows) returns rows by
+// columns from the current row, fewer at the end, none past it; Outlook 12
+// (a Version starting with 12) refuses a MaxRows above the table's row count,
+// as Outlook 2007 did.
 //
 // Store: <AppData>\StandinOutlook\contacts.txt, read when the server starts
 // and rewritten after every change. UTF-8, one item per line, fields
@@ -35,12 +56,14 @@
 #include <shlobj.h>
 
 #include <cstdio>
+#include <cwchar>
 #include <deque>
 #include <fstream>
 #include <map>
 #include <regex>
 #include <sstream>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 using com::ComPtr;
@@ -64,6 +87,11 @@ constexpr long olFolderContacts = 10;
 constexpr long olYesNo = 6;
 constexpr DISPID kItemAdd = 0xF001, kItemChange = 0xF002, kItemRemove = 0xF003, kBeforeReminderShow = 0xFA93;
 constexpr HRESULT MAPI_E_NOT_FOUND_ = HRESULT(0x8004010F);
+constexpr HRESULT MAPI_E_NO_SUPPORT_ = HRESULT(0x80040102);  // what a failing Table member answers
+constexpr long olUserItems = 0, olHiddenItems = 1;
+constexpr wchar_t kUserPropertyNamespace[] =
+    L"http://schemas.microsoft.com/mapi/string/{00020329-0000-0000-C000-000000000046}/";
+constexpr double kItemTime = 45000.0;  // 2023-03-15: creation and change time of every item
 constexpr UINT kFireMessage = WM_APP + 1;
 constexpr UINT_PTR kIdleTimer = 1;
 constexpr UINT kIdleMs = 60000;  // a server nobody ever connects to gives up
@@ -77,6 +105,34 @@ public:
     }
     ServerRef(const ServerRef&) = delete;
     ServerRef& operator=(const ServerRef&) = delete;
+};
+
+// Calls served to clients since the server started.
+long g_callsServed = 0;
+
+// The one place every call a client makes on Outlook's objects passes
+// through: the dual interfaces' IDispatch. It counts the call; a test that
+// wants a call to fail or be refused hooks in here.
+HRESULT ServeCall() {
+    ++g_callsServed;
+    return S_OK;
+}
+
+template <class I>
+class Served : public com::Dispatch<I> {
+public:
+    STDMETHODIMP GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid,
+                               DISPID* ids) noexcept override {
+        const HRESULT hr = ServeCall();
+        if (FAILED(hr)) return hr;
+        return com::Dispatch<I>::GetIDsOfNames(iid, names, count, lcid, ids);
+    }
+    STDMETHODIMP Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
+                        EXCEPINFO* excepInfo, UINT* argError) noexcept override {
+        const HRESULT hr = ServeCall();
+        if (FAILED(hr)) return hr;
+        return com::Dispatch<I>::Invoke(id, iid, lcid, flags, params, result, excepInfo, argError);
+    }
 };
 
 // ---------------------------------------------------------------- store --
@@ -176,6 +232,7 @@ public:
     }
 
     void Load() {
+        Changed();
         m_records.clear();
         std::ifstream file(Path().c_str(), std::ios::binary);
         std::string line;
@@ -222,14 +279,22 @@ public:
     }
 
     const std::vector<Record>& Records() const { return m_records; }
+    // Changes with every change of the store: what was derived from the
+    // records (and pointers to them) is stale once it differs.
+    unsigned Generation() const { return m_generation; }
 
-    const Record* Find(const std::wstring& entryId) const {
-        for (const Record& r : m_records)
-            if (r.entryId == entryId) return &r;
-        return nullptr;
+    const Record* Find(const std::wstring& entryId) {
+        if (m_indexGeneration != m_generation) {
+            m_index.clear();
+            for (size_t i = 0; i < m_records.size(); ++i) m_index.emplace(m_records[i].entryId, i);
+            m_indexGeneration = m_generation;
+        }
+        const auto found = m_index.find(entryId);
+        return found == m_index.end() ? nullptr : &m_records[found->second];
     }
 
     void Insert(Record& record) {
+        Changed();
         record.entryId = NewEntryId();
         m_records.push_back(record);
         Save();
@@ -237,25 +302,23 @@ public:
     }
 
     HRESULT Update(const Record& record) {
-        for (Record& r : m_records) {
-            if (r.entryId != record.entryId) continue;
-            r = record;
-            Save();
-            Post(kItemChange, record.entryId);
-            return S_OK;
-        }
-        return MAPI_E_NOT_FOUND_;
+        Record* stored = const_cast<Record*>(Find(record.entryId));
+        if (!stored) return MAPI_E_NOT_FOUND_;
+        Changed();
+        *stored = record;
+        Save();
+        Post(kItemChange, record.entryId);
+        return S_OK;
     }
 
     HRESULT Remove(const std::wstring& entryId) {
-        for (auto it = m_records.begin(); it != m_records.end(); ++it) {
-            if (it->entryId != entryId) continue;
-            m_records.erase(it);
-            Save();
-            Post(kItemRemove, entryId);
-            return S_OK;
-        }
-        return MAPI_E_NOT_FOUND_;
+        const Record* stored = Find(entryId);
+        if (!stored) return MAPI_E_NOT_FOUND_;
+        Changed();
+        m_records.erase(m_records.begin() + (stored - m_records.data()));
+        Save();
+        Post(kItemRemove, entryId);
+        return S_OK;
     }
 
     // Event sources alive in this process.
@@ -278,6 +341,8 @@ public:
     }
 
 private:
+    void Changed() { ++m_generation; }
+
     std::wstring NewEntryId() {
         GUID guid{};
         ::CoCreateGuid(&guid);
@@ -291,6 +356,9 @@ private:
     std::vector<Record> m_records;
     std::deque<std::pair<DISPID, std::wstring>> m_pending;
     unsigned m_counter = 0;
+    unsigned m_generation = 1;
+    std::unordered_map<std::wstring, size_t> m_index;
+    unsigned m_indexGeneration = 0;
 };
 
 HRESULT ReturnText(const std::wstring& text, BSTR* out) {
@@ -419,7 +487,7 @@ public:
     }
 };
 
-class UserPropertyObject : public com::Implements<UserPropertyObject, com::Dispatch<UserProperty>> {
+class UserPropertyObject : public com::Implements<UserPropertyObject, Served<UserProperty>> {
 public:
     UserPropertyObject(IDispatch* item, ItemBase* base, std::wstring name)
         : m_item(item), m_base(base), m_name(std::move(name)) {}
@@ -470,7 +538,7 @@ private:
     std::wstring m_name;
 };
 
-class UserPropertiesObject : public com::Implements<UserPropertiesObject, com::Dispatch<UserProperties>> {
+class UserPropertiesObject : public com::Implements<UserPropertiesObject, Served<UserProperties>> {
 public:
     UserPropertiesObject(IDispatch* item, ItemBase* base) : m_item(item), m_base(base) {}
 
@@ -509,8 +577,7 @@ private:
     ItemBase* m_base;
 };
 
-class ContactItemObject : public com::Implements<ContactItemObject, com::Dispatch<_ContactItem>>,
-                          public ItemBase {
+class ContactItemObject : public com::Implements<ContactItemObject, Served<_ContactItem>>, public ItemBase {
 public:
     explicit ContactItemObject(Record r) { record = std::move(r); }
 
@@ -553,7 +620,7 @@ private:
     ServerRef m_server;
 };
 
-class DistListItemObject : public com::Implements<DistListItemObject, com::Dispatch<_DistListItem>>,
+class DistListItemObject : public com::Implements<DistListItemObject, Served<_DistListItem>>,
                            public ItemBase {
 public:
     explicit DistListItemObject(Record r) { record = std::move(r); }
@@ -612,8 +679,20 @@ struct Filter {
     }
 };
 
+// The filters Restrict and GetTable take; false for anything else.
+bool ParseFilter(const std::wstring& text, Filter& filter) {
+    static const std::wregex pattern(L"^\\s*\\[(\\w+)\\]\\s*(<>|=)\\s*'([^']*)'\\s*$");
+    std::wsmatch match;
+    if (!std::regex_match(text, match, pattern)) return false;
+    static const wchar_t* const known[] = {L"FullName", L"BusinessFaxNumber", L"HomeFaxNumber",
+                                           L"OtherFaxNumber", L"DLName"};
+    if (std::find(std::begin(known), std::end(known), match[1].str()) == std::end(known)) return false;
+    filter = Filter{false, match[1].str(), match[2].str() == L"=", match[3].str()};
+    return true;
+}
+
 class ItemsObject
-    : public com::Implements<ItemsObject, com::Dispatch<_Items>, SingleEventSource<&kDiidItemsEvents>> {
+    : public com::Implements<ItemsObject, Served<_Items>, SingleEventSource<&kDiidItemsEvents>> {
 public:
     explicit ItemsObject(Filter filter) : m_filter(std::move(filter)) {
         Store::Instance().items.push_back(this);
@@ -634,7 +713,7 @@ public:
             *out = nullptr;
             com::UniqueVariant position;
             if (FAILED(::VariantChangeType(&position, &index, 0, VT_I4))) return DISP_E_TYPEMISMATCH;
-            const auto records = Matching();
+            const auto& records = Matching();
             if (V_I4(&position) < 1 || size_t(V_I4(&position)) > records.size()) return DISP_E_BADINDEX;
             *out = MakeItem(*records[size_t(V_I4(&position)) - 1]).detach();
             return S_OK;
@@ -644,15 +723,8 @@ public:
         return com::Boundary([&]() -> HRESULT {
             if (!out) return E_POINTER;
             *out = nullptr;
-            static const std::wregex pattern(L"^\\s*\\[(\\w+)\\]\\s*(<>|=)\\s*'([^']*)'\\s*$");
-            std::wsmatch match;
-            const std::wstring filterText = com::FromBstr(text);
-            if (!std::regex_match(filterText, match, pattern)) return E_INVALIDARG;
-            static const wchar_t* const known[] = {L"FullName", L"BusinessFaxNumber", L"HomeFaxNumber",
-                                                   L"OtherFaxNumber", L"DLName"};
-            if (std::find(std::begin(known), std::end(known), match[1].str()) == std::end(known))
-                return E_INVALIDARG;
-            Filter filter{false, match[1].str(), match[2].str() == L"=", match[3].str()};
+            Filter filter;
+            if (!ParseFilter(com::FromBstr(text), filter)) return E_INVALIDARG;
             return ReturnObject(com::Make<ItemsObject>(filter), out);
         });
     }
@@ -671,17 +743,300 @@ public:
     }
 
 private:
-    std::vector<const Record*> Matching() const {
-        std::vector<const Record*> out;
-        for (const Record& r : Store::Instance().Records())
-            if (m_filter.Matches(r)) out.push_back(&r);
-        return out;
+    // Outlook keeps a restricted collection's rows: the matching records are
+    // found again only after the store changed.
+    const std::vector<const Record*>& Matching() {
+        const Store& store = Store::Instance();
+        if (m_generation != store.Generation()) {
+            m_matching.clear();
+            for (const Record& r : store.Records())
+                if (m_filter.Matches(r)) m_matching.push_back(&r);
+            m_generation = store.Generation();
+        }
+        return m_matching;
     }
     ServerRef m_server;
     Filter m_filter;
+    std::vector<const Record*> m_matching;
+    unsigned m_generation = 0;
 };
 
-class FolderObject : public com::Implements<FolderObject, com::Dispatch<MAPIFolder>> {
+// ---------------------------------------------------------------- table --
+
+std::wstring ReadVersionSetting();
+
+std::wstring ReadTableFailure() {
+    wchar_t text[64] = {};
+    DWORD bytes = sizeof(text) - sizeof(wchar_t);
+    if (::RegGetValueW(HKEY_CURRENT_USER, kSettingsKey, L"TableFails", RRF_RT_REG_SZ, nullptr, text,
+                       &bytes) != ERROR_SUCCESS)
+        return {};
+    return text;
+}
+
+// The switch that makes one Table member fail, checked as the member starts.
+HRESULT TableFailure(const wchar_t* member) {
+    return _wcsicmp(ReadTableFailure().c_str(), member) == 0 ? MAPI_E_NO_SUPPORT_ : S_OK;
+}
+
+bool StartsWithNoCase(const std::wstring& text, const wchar_t* prefix) {
+    const size_t length = std::wcslen(prefix);
+    return text.size() >= length && _wcsnicmp(text.c_str(), prefix, length) == 0;
+}
+
+const wchar_t* const kItemColumns[] = {
+    L"EntryID",  L"Subject",           L"CreationTime",  L"LastModificationTime", L"MessageClass",
+    L"FullName", L"BusinessFaxNumber", L"HomeFaxNumber", L"OtherFaxNumber",       L"DLName"};
+
+// The canonical name of a column Outlook would take, empty for any other.
+std::wstring ColumnName(const std::wstring& name) {
+    for (const wchar_t* known : kItemColumns)
+        if (_wcsicmp(known, name.c_str()) == 0) return known;
+    if (StartsWithNoCase(name, kUserPropertyNamespace) && name.size() > std::wcslen(kUserPropertyNamespace))
+        return name;
+    return {};
+}
+
+void TextValue(const std::wstring& text, VARIANT* out) {
+    if (text.empty()) return;  // an absent property: Empty
+    V_VT(out) = VT_BSTR;
+    V_BSTR(out) = com::AllocBstr(text);
+    if (!V_BSTR(out)) throw std::bad_alloc();
+}
+
+// One cell: the record's value of the column, in the property's own type.
+void ColumnValue(const Record& r, const std::wstring& column, VARIANT* out) {
+    ::VariantInit(out);
+    const bool contact = r.objectClass != olDistributionList;
+    if (column == L"EntryID") {
+        TextValue(r.entryId, out);
+    } else if (column == L"MessageClass") {
+        TextValue(contact ? L"IPM.Contact" : L"IPM.DistList", out);
+    } else if (column == L"Subject") {
+        TextValue(r.Get(contact ? L"FullName" : L"DLName"), out);
+    } else if (column == L"CreationTime" || column == L"LastModificationTime") {
+        V_VT(out) = VT_DATE;
+        V_DATE(out) = kItemTime;
+    } else if (StartsWithNoCase(column, kUserPropertyNamespace)) {
+        const std::wstring name = column.substr(std::wcslen(kUserPropertyNamespace));
+        for (const UserProp& p : r.user) {
+            if (p.name != name) continue;
+            if (p.type == olYesNo) {
+                V_VT(out) = VT_BOOL;
+                V_BOOL(out) = p.value == L"1" ? VARIANT_TRUE : VARIANT_FALSE;
+            } else {
+                TextValue(p.value, out);
+            }
+            break;
+        }
+    } else {
+        TextValue(r.Get(column), out);
+    }
+}
+
+class ColumnObject : public com::Implements<ColumnObject, Served<Column>> {
+public:
+    explicit ColumnObject(std::wstring name) : m_name(std::move(name)) {}
+    STDMETHODIMP get_Name(BSTR* out) noexcept override { return ReturnText(m_name, out); }
+
+private:
+    ServerRef m_server;
+    std::wstring m_name;
+};
+
+// The rows of a Table: a snapshot of the items that matched when it was made.
+struct TableRows {
+    std::vector<Record> records;
+    std::vector<std::wstring> columns = {L"EntryID", L"Subject", L"CreationTime", L"LastModificationTime",
+                                         L"MessageClass"};
+    size_t position = 0;
+};
+
+class RowObject : public com::Implements<RowObject, Served<Row>> {
+public:
+    RowObject(Record record, std::vector<std::wstring> columns)
+        : m_record(std::move(record)), m_columns(std::move(columns)) {}
+
+    // By position (1-based) or by the column's name.
+    STDMETHODIMP Item(VARIANT index, VARIANT* out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            ::VariantInit(out);
+            if (V_VT(&index) == VT_BSTR) {
+                const std::wstring name = ColumnName(com::FromBstr(V_BSTR(&index)));
+                for (const std::wstring& column : m_columns)
+                    if (_wcsicmp(column.c_str(), name.c_str()) == 0)
+                        return ColumnValue(m_record, column, out), S_OK;
+                return DISP_E_BADINDEX;
+            }
+            com::UniqueVariant position;
+            if (FAILED(::VariantChangeType(&position, &index, 0, VT_I4))) return DISP_E_TYPEMISMATCH;
+            if (V_I4(&position) < 1 || size_t(V_I4(&position)) > m_columns.size()) return DISP_E_BADINDEX;
+            ColumnValue(m_record, m_columns[size_t(V_I4(&position)) - 1], out);
+            return S_OK;
+        });
+    }
+    STDMETHODIMP GetValues(VARIANT* out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            ::VariantInit(out);
+            com::UniqueSafeArray values(::SafeArrayCreateVector(VT_VARIANT, 0, ULONG(m_columns.size())));
+            RETURN_HR_IF_NULL(E_OUTOFMEMORY, values.get());
+            for (LONG i = 0; i < LONG(m_columns.size()); ++i) {
+                com::UniqueVariant value;
+                ColumnValue(m_record, m_columns[size_t(i)], value.put());
+                RETURN_IF_FAILED(::SafeArrayPutElement(values.get(), &i, &value));
+            }
+            V_VT(out) = VT_ARRAY | VT_VARIANT;
+            V_ARRAY(out) = values.release();
+            return S_OK;
+        });
+    }
+
+private:
+    ServerRef m_server;
+    Record m_record;
+    std::vector<std::wstring> m_columns;
+};
+
+class ColumnsObject : public com::Implements<ColumnsObject, Served<Columns>> {
+public:
+    ColumnsObject(IDispatch* table, TableRows* rows) : m_table(table), m_rows(rows) {}
+
+    STDMETHODIMP get_Count(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = long(m_rows->columns.size());
+        return S_OK;
+    }
+    STDMETHODIMP Item(VARIANT index, Column** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            const size_t position = Position(index);
+            if (position == 0) return DISP_E_BADINDEX;
+            return ReturnObject(com::Make<ColumnObject>(m_rows->columns[position - 1]), out);
+        });
+    }
+    STDMETHODIMP Add(BSTR name, Column** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            RETURN_IF_FAILED(TableFailure(L"Add"));
+            const std::wstring column = ColumnName(com::FromBstr(name));
+            if (column.empty()) return E_INVALIDARG;  // not a property a Table can show
+            m_rows->columns.push_back(column);
+            return ReturnObject(com::Make<ColumnObject>(column), out);
+        });
+    }
+    STDMETHODIMP Remove(VARIANT index) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            const size_t position = Position(index);
+            if (position == 0) return DISP_E_BADINDEX;
+            m_rows->columns.erase(m_rows->columns.begin() + ptrdiff_t(position - 1));
+            return S_OK;
+        });
+    }
+    STDMETHODIMP RemoveAll() noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            RETURN_IF_FAILED(TableFailure(L"RemoveAll"));
+            m_rows->columns.clear();
+            return S_OK;
+        });
+    }
+
+private:
+    // 1-based position of a column given by position or name; 0 for none.
+    size_t Position(const VARIANT& index) const {
+        auto& columns = m_rows->columns;
+        if (V_VT(&index) == VT_BSTR) {
+            const std::wstring name = com::FromBstr(V_BSTR(&index));
+            for (size_t i = 0; i < columns.size(); ++i)
+                if (_wcsicmp(columns[i].c_str(), name.c_str()) == 0) return i + 1;
+            return 0;
+        }
+        com::UniqueVariant position;
+        if (FAILED(::VariantChangeType(&position, const_cast<VARIANT*>(&index), 0, VT_I4))) return 0;
+        return V_I4(&position) < 1 || size_t(V_I4(&position)) > columns.size() ? 0 : size_t(V_I4(&position));
+    }
+    ServerRef m_server;
+    ComPtr<IDispatch> m_table;  // keeps m_rows alive
+    TableRows* m_rows;
+};
+
+class TableObject : public com::Implements<TableObject, Served<_Table>> {
+public:
+    explicit TableObject(TableRows rows) : m_rows(std::move(rows)) {}
+
+    STDMETHODIMP get_Columns(Columns** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            RETURN_IF_FAILED(TableFailure(L"Columns"));
+            return ReturnObject(com::Make<ColumnsObject>(static_cast<_Table*>(this), &m_rows), out);
+        });
+    }
+    STDMETHODIMP get_EndOfTable(VARIANT_BOOL* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = m_rows.position >= m_rows.records.size() ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP GetArray(long maxRows, VARIANT* out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            ::VariantInit(out);
+            RETURN_IF_FAILED(TableFailure(L"GetArray"));
+            if (maxRows <= 0) return E_INVALIDARG;
+            // Outlook 2007 refused more rows than the table holds.
+            if (std::wcstol(ReadVersionSetting().c_str(), nullptr, 10) == 12 &&
+                size_t(maxRows) > m_rows.records.size())
+                return E_INVALIDARG;
+            const size_t count = std::min(size_t(maxRows), m_rows.records.size() - m_rows.position);
+            // Rows by columns: the first index is the row, as Outlook's own
+            // sample reads it.
+            SAFEARRAYBOUND bounds[2] = {{ULONG(count), 0}, {ULONG(m_rows.columns.size()), 0}};
+            com::UniqueSafeArray cells(::SafeArrayCreate(VT_VARIANT, 2, bounds));
+            RETURN_HR_IF_NULL(E_OUTOFMEMORY, cells.get());
+            for (LONG row = 0; row < LONG(count); ++row) {
+                const Record& record = m_rows.records[m_rows.position + size_t(row)];
+                for (LONG column = 0; column < LONG(m_rows.columns.size()); ++column) {
+                    com::UniqueVariant value;
+                    ColumnValue(record, m_rows.columns[size_t(column)], value.put());
+                    LONG at[2] = {row, column};
+                    RETURN_IF_FAILED(::SafeArrayPutElement(cells.get(), at, &value));
+                }
+            }
+            m_rows.position += count;
+            V_VT(out) = VT_ARRAY | VT_VARIANT;
+            V_ARRAY(out) = cells.release();
+            return S_OK;
+        });
+    }
+    STDMETHODIMP GetNextRow(Row** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            if (m_rows.position >= m_rows.records.size()) return S_OK;  // Nothing at the end
+            const Record& record = m_rows.records[m_rows.position++];
+            return ReturnObject(com::Make<RowObject>(record, m_rows.columns), out);
+        });
+    }
+    STDMETHODIMP GetRowCount(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        const HRESULT hr = TableFailure(L"GetRowCount");
+        *out = SUCCEEDED(hr) ? long(m_rows.records.size()) : 0;
+        return hr;
+    }
+    STDMETHODIMP MoveToStart() noexcept override {
+        m_rows.position = 0;
+        return S_OK;
+    }
+
+private:
+    ServerRef m_server;
+    TableRows m_rows;
+};
+
+class FolderObject : public com::Implements<FolderObject, Served<MAPIFolder>> {
 public:
     STDMETHODIMP get_Name(BSTR* out) noexcept override { return ReturnText(L"Contacts", out); }
     STDMETHODIMP get_EntryID(BSTR* out) noexcept override {
@@ -695,12 +1050,39 @@ public:
     STDMETHODIMP get_Items(_Items** out) noexcept override {
         return com::Boundary([&] { return ReturnObject(com::Make<ItemsObject>(Filter{}), out); });
     }
+    STDMETHODIMP GetTable(VARIANT filterText, VARIANT contents, _Table** out) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            if (!out) return E_POINTER;
+            *out = nullptr;
+            RETURN_IF_FAILED(TableFailure(L"GetTable"));
+            Filter filter;
+            if (V_VT(&filterText) == VT_BSTR && ::SysStringLen(V_BSTR(&filterText)) > 0) {
+                if (!ParseFilter(com::FromBstr(V_BSTR(&filterText)), filter)) return E_INVALIDARG;
+            } else if (V_VT(&filterText) != VT_BSTR && V_VT(&filterText) != VT_ERROR &&
+                       V_VT(&filterText) != VT_EMPTY) {
+                return DISP_E_TYPEMISMATCH;
+            }
+            long kind = olUserItems;
+            if (V_VT(&contents) != VT_ERROR && V_VT(&contents) != VT_EMPTY) {
+                com::UniqueVariant converted;
+                if (FAILED(::VariantChangeType(&converted, &contents, 0, VT_I4))) return DISP_E_TYPEMISMATCH;
+                kind = V_I4(&converted);
+            }
+            if (kind != olUserItems && kind != olHiddenItems) return E_INVALIDARG;
+            TableRows rows;
+            // The stand-in's folders hold no hidden items.
+            if (kind == olUserItems)
+                for (const Record& r : Store::Instance().Records())
+                    if (filter.Matches(r)) rows.records.push_back(r);
+            return ReturnObject(com::Make<TableObject>(std::move(rows)), out);
+        });
+    }
 
 private:
     ServerRef m_server;
 };
 
-class FoldersObject : public com::Implements<FoldersObject, com::Dispatch<_Folders>> {
+class FoldersObject : public com::Implements<FoldersObject, Served<_Folders>> {
 public:
     STDMETHODIMP get_Count(long* out) noexcept override {
         if (!out) return E_POINTER;
@@ -723,7 +1105,7 @@ private:
     ServerRef m_server;
 };
 
-class NameSpaceObject : public com::Implements<NameSpaceObject, com::Dispatch<_NameSpace>> {
+class NameSpaceObject : public com::Implements<NameSpaceObject, Served<_NameSpace>> {
 public:
     STDMETHODIMP get_Type(BSTR* out) noexcept override { return ReturnText(L"MAPI", out); }
     STDMETHODIMP get_Folders(_Folders** out) noexcept override {
@@ -752,8 +1134,8 @@ private:
     ServerRef m_server;
 };
 
-class RemindersObject : public com::Implements<RemindersObject, com::Dispatch<_Reminders>,
-                                               SingleEventSource<&kDiidReminderEvents>> {
+class RemindersObject
+    : public com::Implements<RemindersObject, Served<_Reminders>, SingleEventSource<&kDiidReminderEvents>> {
 public:
     RemindersObject() { Store::Instance().reminders.push_back(this); }
     ~RemindersObject() override {
@@ -791,7 +1173,7 @@ class ApplicationObject;
 ApplicationObject* g_application = nullptr;  // the one instance, while it lives
 
 class ApplicationObject
-    : public com::Implements<ApplicationObject, com::Dispatch<_Application>, com::Dispatch<IStandinOutlook>> {
+    : public com::Implements<ApplicationObject, Served<_Application>, com::Dispatch<IStandinOutlook>> {
 public:
     ApplicationObject() { g_application = this; }
     ~ApplicationObject() override { g_application = nullptr; }
@@ -825,6 +1207,11 @@ public:
     }
     STDMETHODIMP get_Reminders(_Reminders** out) noexcept override {
         return com::Boundary([&] { return ReturnObject(com::Make<RemindersObject>(), out); });
+    }
+    STDMETHODIMP get_CallCount(long* out) noexcept override {
+        if (!out) return E_POINTER;
+        *out = g_callsServed;
+        return S_OK;
     }
     STDMETHODIMP FireBeforeReminderShow(VARIANT_BOOL* cancel) noexcept override {
         return com::Boundary([&]() -> HRESULT {
@@ -963,12 +1350,13 @@ int Unregister() {
     return 0;
 }
 
-int SetVersion(const wchar_t* text) {
+// Writes a setting, or removes it when text is null.
+int SetSetting(const wchar_t* name, const wchar_t* text) {
     if (!text) {
-        const LSTATUS status = ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, L"Version");
+        const LSTATUS status = ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name);
         return status == ERROR_SUCCESS || status == ERROR_FILE_NOT_FOUND ? 0 : 5;
     }
-    return ::RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, L"Version", REG_SZ, text,
+    return ::RegSetKeyValueW(HKEY_CURRENT_USER, kSettingsKey, name, REG_SZ, text,
                              DWORD((wcslen(text) + 1) * sizeof(wchar_t))) == ERROR_SUCCESS
                ? 0
                : 5;
@@ -982,12 +1370,16 @@ bool IsSwitch(const wchar_t* arg, const wchar_t* name) {
 
 int wmain(int argc, wchar_t** argv) {
     if (argc < 2) {
-        std::fputws(L"usage: standin_outlook.exe /RegServer | /UnregServer | /Version [text] | -Embedding\n",
-                    stderr);
+        std::fputws(
+            L"usage: standin_outlook.exe /RegServer | /UnregServer | /Version [text] | /TableFails [member] "
+            L"| "
+            L"-Embedding\n",
+            stderr);
         return 1;
     }
     const wchar_t* command = argv[1];
-    if (IsSwitch(command, L"Version")) return SetVersion(argc > 2 ? argv[2] : nullptr);
+    if (IsSwitch(command, L"Version")) return SetSetting(L"Version", argc > 2 ? argv[2] : nullptr);
+    if (IsSwitch(command, L"TableFails")) return SetSetting(L"TableFails", argc > 2 ? argv[2] : nullptr);
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     int result = 1;
     if (IsSwitch(command, L"RegServer"))

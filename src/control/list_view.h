@@ -123,6 +123,9 @@ public:
     int EditItem() const noexcept { return m_editItem; }
     int EditStartCode() const noexcept { return m_editStartCode; }
     bool IsEditing() const noexcept { return m_edit.IsOpen(); }
+    // Whether a click on a selected row's label opens the edit box; the
+    // owner's own edit requests are not affected.
+    void AllowLabelEdit(bool allowed) noexcept { m_labelEditAllowed = allowed; }
     int EditColumn() const noexcept { return m_edit.Column(); }
     CEditInList& EditBox() noexcept { return m_edit; }
     void SetRestartSuppressed(bool suppressed) noexcept { m_restartSuppressed = suppressed; }
@@ -194,8 +197,9 @@ public:
 
     // The list's own label editing was about to start on an item: edit that
     // item with the box instead, once the list has finished its click.
+    // Not where the owner has editing off (a book that cannot be changed).
     LRESULT OnBeginLabelEdit(const NMLVDISPINFOW* info) {
-        if (info && info->item.iItem >= 0) {
+        if (info && info->item.iItem >= 0 && m_labelEditAllowed) {
             SetEditPosition(info->item.iItem, kStartAfterEdit);
             this->PostMessage(BeginEditMessage(), WPARAM(kNameColumn), 0);
         }
@@ -335,6 +339,7 @@ private:
     int m_updates = 0;
     int m_editItem = -1;
     int m_editStartCode = kStartAfterInsert;
+    bool m_labelEditAllowed = true;
     bool m_restartSuppressed = false;
     bool m_dropMove = false;
     bool m_pendingMove = false;

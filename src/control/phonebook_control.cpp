@@ -243,13 +243,15 @@ void CPhonebookControl::Reload() {
     source->Compare(current, known, removed, kept, added);
 
     bool changed = false;
+    // No half-drawn state is ever shown: redrawing is off for the whole pass
+    // and back on (one repaint) at its end.
+    m_list.List().SetRedraw(false);
     {
-        // Rows inserted or removed in numbers go in one update: redraw off
-        // and the list's subclasses out of the way for the whole pass. Its end
-        // costs a repaint of the whole list and its scroll bars, so a few rows
-        // are changed in place instead. Either way no per-row work for the
-        // notifications the rows raise: the buttons and the sort follow once,
-        // at the end.
+        // Rows inserted or removed in numbers also take the list's subclasses
+        // out of the way for the pass; a few rows are changed with them in
+        // place, which costs less than taking them out and back. Either way no
+        // per-row work for the notifications the rows raise: the buttons and
+        // the sort follow once, at the end.
         std::optional<listview::CListUpdate<listview::CPhonebookListView>> update;
         if (removed.size() + added.size() > kRowsChangedInPlace) update.emplace(m_list);
         ++m_quietItemChanges;
@@ -290,6 +292,8 @@ void CPhonebookControl::Reload() {
         if (changed) m_list.SetSortMode(7);
         --m_quietItemChanges;
     }
+    m_list.List().SetRedraw(true);
+    if (changed) ::RedrawWindow(m_list.m_hWnd, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN);
     if (changed) UpdateButtons();
     LogReload(current.size(), added.size(), removed.size(), loaded - start, ReloadClock::now() - loaded);
 }
@@ -340,6 +344,7 @@ void CPhonebookControl::UpdateButtons() {
     const int count = list.GetItemCount();
     ::EnableWindow(GetDlgItem(IDC_IMAGE_ADD), anyBook);
     ::EnableWindow(GetDlgItem(IDC_EDIT), anyBook && selected == 1);
+    m_list.AllowLabelEdit(anyBook);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_EDIT), anyBook && marked == 1);
     ::EnableWindow(GetDlgItem(IDC_REMOVE), selected != 0);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_REMOVE), marked != 0);

@@ -265,6 +265,121 @@ TEST_F(ControlContactsTest, AddAndInPlaceEditsAreWrittenIntoTheContactFiles) {
     EXPECT_EQ(ContactFiles().size(), 2u);
 }
 
+// What the user types into a cell is checked by the control before the book
+// is written: lengths of the number, an empty name, a duplicate entry. A
+// refusal shows the message over the host's window and reopens the cell.
+TEST_F(ControlContactsTest, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
+    WritePeople({Person(L"id-ann", L"Ann", L"111-222"), Person(L"id-ben", L"Ben", L"333-444")});
+    ASSERT_NO_FATAL_FAILURE(Host(2));
+    int row = NameAt(0) == L"Ben" ? 0 : 1;
+    const HWND list = m_host->list();
+    // The list's own label editing opens the edit box on the name instead.
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    listtest::PressKey(EditBox(list), VK_TAB);  // on to the number
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+
+    const std::wstring incorrect = L"This address is incorrect.";
+    struct Case {
+        std::wstring number;
+        bool accepted;
+    };
+    const Case cases[] = {
+        {L"12", false}, {std::wstring(46, L'9'), false}, {L"   ", false},
+        {L"123", true}, {std::wstring(45, L'8'), true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.number.begin(), c.number.end()));
+        HWND box = nullptr;
+        if (!c.accepted || !EditBox(list)) {
+            ASSERT_TRUE(PumpUntil([&] { return (box = EditBox(list)) != nullptr; }, 1000)) << "the cell is open";
+        } else {
+            box = EditBox(list);
+        }
+        ::SetWindowTextW(box, c.number.c_str());
+        MessageBoxAnswer ok(IDOK);
+        listtest::PressKey(box, VK_RETURN);
+        PumpUntil([&] { return ok.answered(); }, c.accepted ? 300 : 2000);
+        EXPECT_EQ(ok.answered(), !c.accepted);
+        if (!c.accepted) {
+            EXPECT_EQ(ok.text().rfind(incorrect, 0), 0u);
+            EXPECT_EQ(ok.owner(), m_host->top());
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000)) << "reopened after a refusal";
+            continue;
+        }
+        Pump(100);
+        EXPECT_EQ(EditBox(list), nullptr);
+        com::UniqueBstr fax;
+        ASSERT_EQ(m_control->GetItem(row, nullptr, nullptr, fax.put()), HRESULT(row));
+        EXPECT_EQ(std::wstring(fax.get()), c.number);
+        EXPECT_NE(FileOf(L"Ben.contact").find(">" + std::string(c.number.begin(), c.number.end()) + "<"),
+                  std::string::npos);
+        if (&c != &cases[std::size(cases) - 1]) {
+            ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+            listtest::PressKey(EditBox(list), VK_TAB);
+            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+        }
+    }
+
+    // Ben renamed to Ann with Ann's number is a duplicate.
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    listtest::PressKey(EditBox(list), VK_TAB);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    ::SetWindowTextW(EditBox(list), L"111-222");
+    listtest::PressKey(EditBox(list), VK_RETURN);
+    Pump(100);
+    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    ::SetWindowTextW(EditBox(list), L"  Ann ");
+    {
+        MessageBoxAnswer ok(IDOK);
+        listtest::PressKey(EditBox(list), VK_RETURN);
+        EXPECT_TRUE(PumpUntil([&] { return ok.answered(); }, 2000));
+        EXPECT_EQ(ok.text().rfind(L"This address already exists.", 0), 0u);
+    }
+    PumpUntil([&] { return EditBox(list) != nullptr; }, 1000);
+    if (const HWND box = EditBox(list)) listtest::PressKey(box, VK_ESCAPE);
+    EXPECT_EQ(NameAt(row), L"Ben");
+}
+
+// Another program adds a contact that sorts above the one whose number is
+// being typed: the reload re-sorts, the edit box follows its row with the
+// half-typed text, no "incorrect address" box appears, and the file keeps
+// the old number until the user commits.
+TEST_F(ControlContactsTest, AnOutsideChangeReSortsAroundAHalfTypedCell) {
+    WritePeople({Person(L"id-ben", L"Ben", L"333-444"), Person(L"id-carla", L"Carla", L"555-666")});
+    ASSERT_NO_FATAL_FAILURE(Host(2));
+    ASSERT_EQ(m_control->SetSortMode(3), S_OK);  // by name, ascending
+    ASSERT_EQ(NameAt(0), L"Ben");
+    const HWND box = EditCell(0, true);
+    ASSERT_TRUE(box);
+    ::SetWindowTextW(box, L"12");
+
+    MessageBoxAnswer noBox(IDOK);
+    ASSERT_EQ(Probe(L"write \"Anna.contact\" \"Anna\" \"777-888\""), 0);
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, kFollowMs));
+    Pump(300);
+    EXPECT_FALSE(noBox.answered()) << "a message box appeared";
+    EXPECT_EQ(NameAt(0) + L"," + NameAt(1) + L"," + NameAt(2), L"Anna,Ben,Carla") << "re-sorted";
+    ASSERT_EQ(EditBox(m_host->list()), box) << "the edit is still open";
+    wchar_t typed[16] = {};
+    ::GetWindowTextW(box, typed, 16);
+    EXPECT_EQ(std::wstring(typed), L"12");
+    RECT cell{LVIR_BOUNDS, 2, 0, 0}, shown{};
+    ::SendMessageW(m_host->list(), LVM_GETSUBITEMRECT, 1, reinterpret_cast<LPARAM>(&cell));
+    ::GetWindowRect(box, &shown);
+    ::MapWindowPoints(nullptr, m_host->list(), reinterpret_cast<POINT*>(&shown), 2);
+    EXPECT_EQ(shown.top, cell.top) << "the box moved with Ben's row";
+    EXPECT_NE(FileOf(L"Ben.contact").find(">333-444<"), std::string::npos) << "nothing written yet";
+
+    ::SetWindowTextW(box, L"123-999");
+    listtest::PressKey(box, VK_RETURN);
+    Pump(200);
+    EXPECT_NE(FileOf(L"Ben.contact").find(">123-999<"), std::string::npos);
+}
+
 // Two people of the same name and number are two contacts, each with its
 // row: removing one of them leaves the other's file.
 TEST_F(ControlContactsTest, RemoveDeletesTheMarkedFilesWithOneEventPerRow) {

@@ -357,86 +357,6 @@ void Press(HWND window, UINT key) { ::SendMessageW(window, WM_KEYDOWN, key, 1); 
 
 }  // namespace
 
-// What the user types into a cell is checked by the control before the book
-// is written: lengths of the number, an empty name, a duplicate entry. A
-// refusal shows the message over the host's window and reopens the cell.
-TEST_F(HostedControlTest, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
-    ASSERT_NO_FATAL_FAILURE(HostWithBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
-    int row = NameAt(0) == L"Ben" ? 0 : 1;
-    const HWND list = m_host->list();
-    // The list's own label editing opens the edit box on the name instead.
-    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-    Press(EditBox(list), VK_TAB);  // on to the number
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-
-    const std::wstring incorrect = L"This address is incorrect.";
-    struct Case {
-        std::wstring number;
-        bool accepted;
-    };
-    const Case cases[] = {
-        {L"12", false}, {std::wstring(46, L'9'), false}, {L"   ", false},
-        {L"123", true}, {std::wstring(45, L'8'), true},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(std::string(c.number.begin(), c.number.end()));
-        HWND box = nullptr;
-        if (!c.accepted || !EditBox(list)) {
-            ASSERT_TRUE(PumpUntil([&] { return (box = EditBox(list)) != nullptr; }, 1000)) << "the cell is open";
-        } else {
-            box = EditBox(list);
-        }
-        ::SetWindowTextW(box, c.number.c_str());
-        MessageBoxAnswer ok(IDOK);
-        Press(box, VK_RETURN);
-        PumpUntil([&] { return ok.answered(); }, c.accepted ? 300 : 2000);
-        EXPECT_EQ(ok.answered(), !c.accepted);
-        if (!c.accepted) {
-            EXPECT_EQ(ok.text().rfind(incorrect, 0), 0u);
-            EXPECT_EQ(ok.owner(), m_host->top());
-            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000)) << "reopened after a refusal";
-            continue;
-        }
-        Pump(100);
-        EXPECT_EQ(EditBox(list), nullptr);
-        com::UniqueBstr fax;
-        ASSERT_EQ(m_control->GetItem(row, nullptr, nullptr, fax.put()), HRESULT(row));
-        EXPECT_EQ(std::wstring(fax.get()), c.number);
-        MRUEntryList stored;
-        LoadMRUStore(stored);
-        EXPECT_TRUE(std::any_of(stored.begin(), stored.end(),
-                                [&](const MRUEntry& e) { return e.name == L"Ben" && e.faxNumber == c.number; }));
-        if (&c != &cases[std::size(cases) - 1]) {
-            ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
-            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-            Press(EditBox(list), VK_TAB);
-            ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-        }
-    }
-
-    // Ben renamed to Ann with Ann's number is a duplicate.
-    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-    Press(EditBox(list), VK_TAB);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-    ::SetWindowTextW(EditBox(list), L"111-222");
-    Press(EditBox(list), VK_RETURN);
-    Pump(100);
-    ::SendMessageW(list, LVM_EDITLABELW, WPARAM(row), 0);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
-    ::SetWindowTextW(EditBox(list), L"  Ann ");
-    {
-        MessageBoxAnswer ok(IDOK);
-        Press(EditBox(list), VK_RETURN);
-        EXPECT_TRUE(PumpUntil([&] { return ok.answered(); }, 2000));
-        EXPECT_EQ(ok.text().rfind(L"This address already exists.", 0), 0u);
-    }
-    PumpUntil([&] { return EditBox(list) != nullptr; }, 1000);
-    if (const HWND box = EditBox(list)) Press(box, VK_ESCAPE);
-    EXPECT_EQ(NameAt(row), L"Ben");
-}
-
 // Keys the container hands over while the control is active: an open
 // in-place edit gets them before any dialog navigation.
 TEST_F(HostedControlTest, TheContainersKeysReachTheOpenEditFirst) {
@@ -444,7 +364,7 @@ TEST_F(HostedControlTest, TheContainersKeysReachTheOpenEditFirst) {
     const auto active = m_host->query<IOleInPlaceActiveObject>();
     ASSERT_TRUE(active);
     const HWND list = m_host->list();
-    ::SendMessageW(list, LVM_EDITLABELW, 0, 0);
+    ::SendMessageW(m_host->item(203), BM_CLICK, 0, 0);  // Add opens the new row's name
     ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
     const HWND nameBox = EditBox(list);
     MSG tab{nameBox, WM_KEYDOWN, VK_TAB, 1, 0, {}};
@@ -455,12 +375,12 @@ TEST_F(HostedControlTest, TheContainersKeysReachTheOpenEditFirst) {
     EXPECT_EQ(active->TranslateAccelerator(&escape), S_OK);
     Pump(100);
     EXPECT_EQ(EditBox(list), nullptr) << "Escape ended the edit";
-    EXPECT_EQ(NameAt(0) + NameAt(1), L"AnnBen");
+    EXPECT_EQ(NameAt(2), L"New Recipient");
 }
 
 // Many rows at once go in one update with the list's subclasses taken out;
 // afterwards the list is whole, sorted, marked as before, and its own label
-// editing is again turned into the control's edit box.
+// editing is again in the control's hands.
 TEST_F(HostedControlTest, AReloadOfManyRowsKeepsSortMarkAndEditing) {
     ASSERT_NO_FATAL_FAILURE(HostWithBook(kPeople));
     ASSERT_EQ(m_control->SetSortMode(4), S_OK);
@@ -478,9 +398,11 @@ TEST_F(HostedControlTest, AReloadOfManyRowsKeepsSortMarkAndEditing) {
     EXPECT_EQ(std::wstring(name.get()), marked);
     EXPECT_EQ(m_control->GetSelItemCount(), 1);
 
+    // The recently used book is not edited in place, and the list's own
+    // editor stays shut too: the relay is back.
     const HWND list = m_host->list();
     ::SendMessageW(list, LVM_EDITLABELW, 0, 0);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(list) != nullptr; }, 1000));
+    Pump(200);
     EXPECT_EQ(::SendMessageW(list, LVM_GETEDITCONTROL, 0, 0), 0) << "the list's own editor opened: the relay is gone";
-    Press(EditBox(list), VK_ESCAPE);
+    EXPECT_EQ(EditBox(list), nullptr);
 }

@@ -103,12 +103,12 @@ private:
 };
 
 // A manager with no window and no Outlook event sink, for a short-lived use
-// (the entry dialog's duplicate check, the AddressBook object). It chooses
-// between Windows Contacts and the Windows Address Book by the system, as
-// the controls do.
+// (the entry dialog's duplicate check, the AddressBook object). Its Windows
+// book is the address-book library (WABOpen): only a control chooses Windows
+// Contacts by the system, and from Windows 6 on the library serves the same
+// contacts.
 class CPhonebookManagerStandalone : public CPhonebookManager {
 public:
-    CPhonebookManagerStandalone() { SetUseWindowsContacts(SystemHasWindowsContacts()); }
     HWND GetNotifyWindow() override { return nullptr; }
     HRESULT OnOutlookConnected() override { return S_OK; }
     void OnOutlookDisconnecting() override {}

@@ -176,27 +176,29 @@ HRESULT CWAB6::ReadContact(IUnknown* contact, CRecipient& recipient) {
     RETURN_IF_FAILED(ReadString(properties.get(), kContactIdProperty, kContactIdChars, recipient.identifier));
     if (!recipient.identifier.empty()) recipient.key = KeyFromIdentifier(recipient.identifier);
 
-    // A contact that another program saved without a name is listed with
-    // an empty one rather than failing the whole load.
+    // A contact that another program saved without a name is read on with
+    // an empty one: its number is still someone to send a fax to.
     hr = ReadString(properties.get(), kFormattedNameProperty, kContactTextChars, recipient.name);
     if (hr == kContactPathNotFound) hr = S_OK;
     if (FAILED(hr)) return hr;
 
     com::ComPtr<IContactPropertyCollection> faxes;
-    if (FAILED(FaxElements(properties.get(), faxes)) || !faxes) return hr;
+    if (FAILED(FaxElements(properties.get(), faxes)) || !faxes) return S_OK;
+    hr = S_OK;
     faxes->Reset();
     while (faxes->Next() == S_OK) {
         std::wstring element;
-        hr = ReadPropertyName(faxes.get(), element);
-        if (FAILED(hr)) continue;
-        // The last "Fax" element wins; one without a number reads as none.
-        hr = ReadString(properties.get(), (element + kNumberSuffix).c_str(), kContactTextChars, recipient.faxNumber);
-        if (hr == kContactPathNotFound) {
-            recipient.faxNumber.clear();
-            hr = S_OK;
-        }
+        if (FAILED(ReadPropertyName(faxes.get(), element))) continue;
+        // The last "Fax" element with a number wins. One without a number
+        // (none written, its value deleted, or left empty) gives nothing:
+        // it neither takes away the number an earlier element gave nor
+        // makes the contact unreadable.
+        std::wstring number;
+        hr = ReadString(properties.get(), (element + kNumberSuffix).c_str(), kContactTextChars, number);
+        if (hr == kContactPathNotFound) hr = S_OK;
+        else if (SUCCEEDED(hr) && !number.empty()) recipient.faxNumber = std::move(number);
     }
-    return hr;
+    return FAILED(hr) ? hr : S_OK;
 }
 
 HRESULT CWAB6::WriteContact(IContactProperties* properties, const CRecipient& recipient) {
@@ -224,18 +226,20 @@ HRESULT CWAB6::LoadAll(RecipientList& out) {
     com::ComPtr<IContactCollection> contacts;
     RETURN_IF_FAILED(m_manager->GetContactCollection(contacts.put()));
     if (!contacts) return E_FAIL;
-    HRESULT last = S_OK;
     contacts->Reset();
-    while (contacts->Next() == S_OK) {
+    HRESULT step;
+    while ((step = contacts->Next()) == S_OK) {
         com::ComPtr<IContact> contact;
         if (FAILED(contacts->GetCurrent(contact.put()))) continue;
         CRecipient recipient;
-        last = ReadContact(contact.get(), recipient);
-        // A contact with an identifier is listed even when a later part of
-        // its read failed.
+        // One contact that cannot be read must not cost the user the whole
+        // book, so its result does not become the walk's: a contact whose
+        // read failed before it got a key is left out, one with a key is
+        // listed with what was read.
+        ReadContact(contact.get(), recipient);
         if (recipient.key != 0) out.push_back(std::move(recipient));
     }
-    return last;
+    return FAILED(step) ? step : S_OK;
 }
 
 HRESULT CWAB6::FindContact(ULONG key, com::ComPtr<IContact>& found) {

@@ -271,3 +271,217 @@ TEST_F(WAB6Test, WritersAddingTheSameNameAtOnceGetAFileEach) {
 }
 
 }  // namespace
+
+namespace {
+
+// Contacts other programs saved incompletely, and what the list owes the user
+// for each of them.
+
+// The document without the part from `from` to the next `to` (both included).
+std::string Without(std::string document, const std::string& from, const std::string& to) {
+    const std::string part = Between(document, from, to);
+    if (!part.empty()) document.erase(document.find(part), part.size());
+    return document;
+}
+
+std::string Replaced(std::string document, const std::string& what, const std::string& with) {
+    const size_t at = document.find(what);
+    if (at != std::string::npos) document.replace(at, what.size(), with);
+    return document;
+}
+
+std::string Nameless(const ContactXml& contact) {
+    return Without(ContactDocument(contact), "\t<c:NameCollection", "</c:NameCollection>\r\n");
+}
+
+// Another program opens the contact's file through Windows Contacts, deletes
+// the value of one property and saves: the element stays, without a value.
+void DeleteThroughContacts(const std::wstring& path, const wchar_t* property) {
+    com::ComPtr<IContactManager> manager;
+    ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_ContactManager, nullptr, CLSCTX_INPROC_SERVER, IID_IContactManager,
+                                       manager.put_void()));
+    ASSERT_EQ(S_OK, manager->Initialize(L"Another program", L"1.0"));
+    com::ComPtr<IContact> contact;
+    ASSERT_EQ(S_OK, manager->Load(path.c_str(), contact.put()));
+    com::ComPtr<IContactProperties> properties;
+    ASSERT_EQ(S_OK, contact->QueryInterface(IID_IContactProperties, properties.put_void()));
+    ASSERT_EQ(S_OK, properties->DeleteProperty(property, CGD_DEFAULT));
+    ASSERT_EQ(S_OK, contact->CommitChanges(CGD_DEFAULT));
+}
+
+// How many contacts the platform's collection hands out: the product's
+// filter, not the platform, must be what leaves a contact out.
+size_t ContactsInCollection() {
+    com::ComPtr<IContactManager> manager;
+    if (FAILED(::CoCreateInstance(CLSID_ContactManager, nullptr, CLSCTX_INPROC_SERVER, IID_IContactManager,
+                                  manager.put_void())) ||
+        FAILED(manager->Initialize(L"Another program", L"1.0")))
+        return 0;
+    com::ComPtr<IContactCollection> contacts;
+    if (FAILED(manager->GetContactCollection(contacts.put())) || !contacts) return 0;
+    size_t count = 0;
+    contacts->Reset();
+    while (contacts->Next() == S_OK) {
+        com::ComPtr<IContact> contact;
+        if (SUCCEEDED(contacts->GetCurrent(contact.put())) && contact) ++count;
+    }
+    return count;
+}
+
+std::map<std::wstring, CRecipient> ById(const RecipientList& all) {
+    std::map<std::wstring, CRecipient> byId;
+    for (const CRecipient& r : all) byId[r.identifier] = r;
+    return byId;
+}
+
+// Every way a contact can come without an identifier: it is read (the
+// platform hands it out) but not listed, since nothing could find it again.
+TEST_F(WAB6Test, ContactsWithoutAnIdentifierAreNotListed) {
+    WriteContact(L"Anna.contact", {L"id-anna", L"Anna", {{kFax, L"1"}}});
+    WriteContact(L"No collection.contact", {L"", L"No collection", {{kFax, L"2"}}});
+    WriteContactsFile(L"Empty id.contact",
+                      Replaced(ContactDocument({L"id-empty", L"Empty id", {{kFax, L"3"}}}), ">id-empty<", "><"));
+    const std::string bare = ContactDocument({L"id-bare", L"Empty collection", {{kFax, L"4"}}});
+    WriteContactsFile(L"Empty collection.contact",
+                      Replaced(bare, Between(bare, "<c:ContactIDCollection>", "</c:ContactIDCollection>"),
+                               "<c:ContactIDCollection/>"));
+    const std::wstring removed = WriteContact(L"Removed id.contact", {L"id-removed", L"Removed id", {{kFax, L"5"}}});
+    ASSERT_NO_FATAL_FAILURE(DeleteThroughContacts(removed, kContactIdProperty));
+    WriteContact(L"Zeno.contact", {L"id-zeno", L"Zeno", {{kFax, L"6"}}});
+    ASSERT_EQ(6u, ContactsInCollection());
+
+    std::vector<std::wstring> listed;
+    for (const auto& [name, r] : LoadByName(m_source)) {
+        listed.push_back(name);
+        EXPECT_NE(0u, r.key) << Utf8(name);
+    }
+    EXPECT_EQ((std::vector<std::wstring>{L"Anna", L"Zeno"}), listed);
+    RecipientList fax;
+    EXPECT_EQ(S_OK, m_source.LoadFaxRecipients(fax));
+    EXPECT_EQ(2u, fax.size());
+}
+
+// A contact without a name is listed with its number; a "Fax" element
+// without a number (none written, its value deleted, or left empty) takes
+// nothing from the Fax element before it.
+TEST_F(WAB6Test, IncompleteContactsAreListedWithWhatTheyHold) {
+    const wchar_t* const kSecondNumber = L"PhoneNumberCollection/PhoneNumber[2]/Number";
+    struct Case {
+        const wchar_t* id;
+        std::string document;
+        const wchar_t* deleted;  // a property another program deletes afterwards
+        const wchar_t* name;
+        const wchar_t* fax;
+    };
+    const Case cases[] = {
+        {L"nameless", Nameless({L"nameless", L"", {{kFaxBusiness, L"777-1"}}}), nullptr, L"", L"777-1"},
+        {L"missing", ContactDocument({L"missing", L"Missing", {{kFax, L"111"}, {kFaxBusiness, L""}}}), nullptr,
+         L"Missing", L"111"},
+        {L"deleted", ContactDocument({L"deleted", L"Deleted", {{kFax, L"222"}, {kFax, L"999"}}}), kSecondNumber,
+         L"Deleted", L"222"},
+        {L"empty",
+         Replaced(ContactDocument({L"empty", L"Empty", {{kFax, L"333"}, {kFax, L"EMPTY"}}}), ">EMPTY<", "><"),
+         nullptr, L"Empty", L"333"},
+        {L"later", ContactDocument({L"later", L"Later", {{kFax, L""}, {kFax, L"444"}}}), nullptr, L"Later", L"444"},
+        {L"between",
+         ContactDocument({L"between", L"Between", {{kFax, L"555"}, {kFax, L""}, {{L"Voice"}, L"0"}, {kFax, L"556"}}}),
+         nullptr, L"Between", L"556"},
+        {L"none", ContactDocument({L"none", L"None", {{kFax, L""}}}), nullptr, L"None", L""},
+        {L"nameless-none", Nameless({L"nameless-none", L"", {{kFax, L""}}}), nullptr, L"", L""},
+    };
+    for (const Case& c : cases) {
+        const std::wstring path = WriteContactsFile(std::wstring(c.id) + L".contact", c.document);
+        if (c.deleted) {
+            ASSERT_NO_FATAL_FAILURE(DeleteThroughContacts(path, c.deleted));
+        }
+    }
+
+    RecipientList all;
+    ASSERT_EQ(S_OK, m_source.LoadAll(all));
+    const auto byId = ById(all);
+    EXPECT_EQ(std::size(cases), byId.size());
+    for (const Case& c : cases) {
+        SCOPED_TRACE(Utf8(c.id));
+        ASSERT_EQ(1u, byId.count(c.id));
+        const CRecipient& r = byId.at(c.id);
+        EXPECT_EQ(c.name, r.name);
+        EXPECT_EQ(c.fax, r.faxNumber);
+        EXPECT_EQ(c.name, Get(r.key).name);
+        EXPECT_EQ(c.fax, Get(r.key).faxNumber);
+    }
+    RecipientList fax;
+    ASSERT_EQ(S_OK, m_source.LoadFaxRecipients(fax));
+    EXPECT_EQ(6u, fax.size()) << "all but the two without any number";
+    EXPECT_EQ(1u, ById(fax).count(L"nameless"));
+}
+
+// A contact whose read fails (here: its identifier cannot be read, the way a
+// file saved without one reads) is left out, and the contacts read before it
+// stay listed even when it is the last one the walk meets.
+TEST_F(WAB6Test, AFailingReadOfTheLastContactLeavesTheOthersListed) {
+    const ContactXml withoutIdentifier = {L"", L"Zz", {{kFax, L"9"}}};
+    const std::string noIdentifier = ContactDocument(withoutIdentifier);
+    const std::pair<const char*, std::string> lastOnes[] = {
+        {"no identifier collection", noIdentifier},
+        {"an empty identifier collection",
+         Replaced(noIdentifier, "\t<c:NameCollection", "\t<c:ContactIDCollection/>\r\n\t<c:NameCollection")},
+        {"no identifier and no name", Nameless(withoutIdentifier)},
+    };
+    for (const auto& [what, document] : lastOnes) {
+        SCOPED_TRACE(what);
+        ClearContactsFolder();
+        WriteContact(L"Anna.contact", {L"id-anna", L"Anna", {{kFax, L"1"}}});
+        WriteContact(L"Bert.contact", {L"id-bert", L"Bert", {{kFax, L"2"}}});
+        WriteContactsFile(L"Zz.contact", document);
+        ASSERT_EQ(3u, ContactsInCollection()) << "the platform hands the last contact out";
+
+        RecipientList all;
+        EXPECT_EQ(S_OK, m_source.LoadAll(all));
+        const auto byId = ById(all);
+        ASSERT_EQ(2u, byId.size());
+        EXPECT_EQ(L"1", byId.at(L"id-anna").faxNumber);
+        EXPECT_EQ(L"2", byId.at(L"id-bert").faxNumber);
+        RecipientList fax;
+        EXPECT_EQ(S_OK, m_source.LoadFaxRecipients(fax));
+        EXPECT_EQ(2u, fax.size());
+
+        // The failing contact alone: an empty book, not a failed one.
+        ::DeleteFileW((ContactsFolder() + L"\\Anna.contact").c_str());
+        ::DeleteFileW((ContactsFolder() + L"\\Bert.contact").c_str());
+        EXPECT_EQ(S_OK, m_source.LoadAll(all));
+        EXPECT_TRUE(all.empty());
+    }
+}
+
+// Values longer than the first buffer are read again at their size: the
+// contact keeps its name, identifier and number whole, and is found again.
+TEST_F(WAB6Test, OverlongValuesAreReadWhole) {
+    struct Case {
+        std::wstring id, name, fax;
+    };
+    const Case cases[] = {
+        {L"id-long-name", std::wstring(300, L'n'), L"1"},
+        {L"id-" + std::wstring(38, L'i'), L"Id of 41", L"2"},
+        {std::wstring(100, L'j'), std::wstring(261, L'm'), std::wstring(300, L'7')},
+    };
+    int file = 0;
+    for (const Case& c : cases)
+        WriteContact(L"Long " + std::to_wstring(++file) + L".contact", {c.id, c.name, {{kFax, c.fax}}});
+
+    RecipientList all;
+    ASSERT_EQ(S_OK, m_source.LoadAll(all));
+    const auto byId = ById(all);
+    EXPECT_EQ(std::size(cases), byId.size());
+    for (const Case& c : cases) {
+        SCOPED_TRACE(Utf8(c.id));
+        ASSERT_EQ(1u, byId.count(c.id));
+        const CRecipient& r = byId.at(c.id);
+        EXPECT_EQ(c.name, r.name);
+        EXPECT_EQ(c.fax, r.faxNumber);
+        const CRecipient got = Get(r.key);
+        EXPECT_EQ(c.id, got.identifier);
+        EXPECT_EQ(c.name, got.name);
+    }
+}
+
+}  // namespace

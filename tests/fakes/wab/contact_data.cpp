@@ -164,8 +164,12 @@ ContactDocument::ContactDocument(std::unique_ptr<XmlElement> root) : m_root(std:
     if (!m_root) m_root = std::make_unique<XmlElement>();
 }
 
+bool ContactDocument::IsContactDocument() const {
+    return m_root->ns == kContactNamespace && m_root->name == L"contact";
+}
+
 bool ContactDocument::IsContact() const {
-    return m_root->ns == kContactNamespace && m_root->name == L"contact" && !ContactId().empty();
+    return IsContactDocument() && !ContactId().empty();
 }
 
 std::wstring ContactDocument::ContactId() const {
@@ -398,8 +402,9 @@ std::vector<PropertyEntry> ContactDocument::Collect(const wchar_t* collectionNam
 }
 
 std::wstring ContactIdText(const std::wstring& id, const std::wstring& path) {
-    std::wstring text = L"/GUID:\"" + id + L"\"";
-    if (!path.empty()) text += L" PATH:\"" + path + L"\"";
+    std::wstring text;
+    if (!id.empty()) text = L"/GUID:\"" + id + L"\"";
+    if (!path.empty()) text += std::wstring(text.empty() ? L"" : L" ") + L"PATH:\"" + path + L"\"";
     return text;
 }
 

@@ -34,6 +34,9 @@ public:
     // Takes a parsed file; IsContact() tells whether it is one.
     explicit ContactDocument(std::unique_ptr<XmlElement> root);
 
+    // A Windows Contacts document (its root is the contact element), with or
+    // without an identifier.
+    bool IsContactDocument() const;
     // A contacts document with a non-empty contact identifier.
     bool IsContact() const;
     std::wstring ContactId() const;
@@ -70,7 +73,8 @@ private:
 };
 
 // The contact identifier IContact::GetContactID gives: /GUID:"<id>", and
-// PATH:"<file>" once the contact has a file.
+// PATH:"<file>" once the contact has a file; a contact saved without an
+// identifier is known by its file alone.
 std::wstring ContactIdText(const std::wstring& id, const std::wstring& path);
 
 // Text forms used in the file: "2026-11-22T04:49:54Z" and a GUID without braces.

@@ -30,12 +30,13 @@ bool SplitContactId(const std::wstring& text, std::wstring& id, std::wstring& pa
 
 bool LocateContact(const std::wstring& contactId, std::unique_ptr<ContactDocument>& document, std::wstring& path) {
     std::wstring id, named;
-    if (!SplitContactId(contactId, id, named)) {
+    if (!SplitContactId(contactId, id, named) && named.empty()) {
         const bool isPath = contactId.find(L'\\') != std::wstring::npos;
         (isPath ? named : id) = contactId;
     }
     if (!named.empty()) {
-        document = ReadContactFile(named);
+        // A contact saved without an identifier is known by its file alone.
+        document = id.empty() ? ReadContactDocument(named) : ReadContactFile(named);
         if (document && (id.empty() || document->ContactId() == id)) {
             path = named;
             return true;
@@ -137,10 +138,16 @@ STDMETHODIMP CContactCollection::Next() noexcept {
     return com::Boundary([&]() -> HRESULT {
         m_current.reset();
         m_currentPath.clear();
-        // Files that are not contacts (not well-formed, no identifier) are passed over.
+        // Files that are not contacts (not well-formed, another root) are
+        // passed over. A contact that another program saved without an
+        // identifier is still one of the folder's contacts and is handed out
+        // like any other: nothing invents an identifier for it, so reading
+        // its ContactID answers ERROR_PATH_NOT_FOUND, or S_FALSE when the
+        // value was deleted, as IContactProperties::GetString documents for
+        // a property without data.
         while (m_next < m_files.size()) {
             const std::wstring& file = m_files[m_next++];
-            if (auto document = ReadContactFile(file)) {
+            if (auto document = ReadContactDocument(file)) {
                 m_current = std::move(document);
                 m_currentPath = file;
                 return S_OK;

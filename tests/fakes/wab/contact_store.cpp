@@ -74,8 +74,13 @@ std::vector<std::wstring> ListContactFiles(const std::wstring& folder) {
 }
 
 std::unique_ptr<ContactDocument> ReadContactFile(const std::wstring& path) {
+    auto document = ReadContactDocument(path);
+    return document && document->IsContact() ? std::move(document) : nullptr;
+}
+
+std::unique_ptr<ContactDocument> ReadContactDocument(const std::wstring& path) {
     auto document = std::make_unique<ContactDocument>(ParseXmlFile(path));
-    return document->IsContact() ? std::move(document) : nullptr;
+    return document->IsContactDocument() ? std::move(document) : nullptr;
 }
 
 std::wstring AddressBookFile() {

@@ -21,6 +21,9 @@ std::vector<std::wstring> ListContactFiles(const std::wstring& folder);
 // A contact read from its file; null when the file is not a well-formed
 // contact with an identifier.
 std::unique_ptr<ContactDocument> ReadContactFile(const std::wstring& path);
+// The same, but also a contact that was saved without an identifier; null
+// when the file is not a well-formed Windows Contacts document.
+std::unique_ptr<ContactDocument> ReadContactDocument(const std::wstring& path);
 
 // The address-book file named under "Wab File Name", and the change marker
 // touched after every write through the WAB face.

@@ -35,3 +35,4 @@ add_executable(localization_probe ${LOC_TESTS}/probe/localization_probe.cpp)
 target_link_libraries(localization_probe PRIVATE velphonebook)
 
 add_dependencies(test_localization ZantixUI64 ZantixUI64_plain ${LOC_RESOURCE_LIBRARIES} localization_probe)
+add_dependencies(test_localization VelPhonebook64)

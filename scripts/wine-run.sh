@@ -49,6 +49,16 @@ if [ ! -f "$WINEPREFIX/.velphonebook-ready" ]; then
     wineserver -w
     touch "$WINEPREFIX/.velphonebook-ready"
 fi
+if [ ! -f "$WINEPREFIX/.velphonebook-fonts" ]; then
+    # Korean faces that Windows has and Wine lacks, drawn with Debian's Nanum
+    # Gothic: Wine's own fall-back for them is a font whose small sizes are
+    # bitmaps without hyphens, cut at the top.
+    for face in "Malgun Gothic" Gulim Dotum; do
+        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "$face" /d NanumGothic /f >/dev/null 2>&1
+    done
+    wineserver -w
+    touch "$WINEPREFIX/.velphonebook-fonts"
+fi
 
 "$@"
 status=$?

@@ -51,6 +51,7 @@ bool CEditInList::Open(HWND list, const RECT& cell, int item, int column, const 
                                        cell.top, cell.right - cell.left, cell.bottom - cell.top, list,
                                        reinterpret_cast<HMENU>(INT_PTR(kControlId)), com::Module::Instance(), nullptr);
     if (!box) return false;
+    if (settings.kind == InputKind::Number) win::Window(box).KeepLeftToRight();
     if (!Subclass(box)) {
         ::DestroyWindow(box);
         return false;

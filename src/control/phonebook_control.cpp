@@ -494,6 +494,8 @@ LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
 }
 
 int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const {
+    // The platform's box reads and aligns from the right when told to.
+    if (localization::IsUIRightToLeft()) flags |= MB_RTLREADING | MB_RIGHT;
     return ::MessageBoxW(HostWindow(), text.c_str(), caption.c_str(), flags);
 }
 

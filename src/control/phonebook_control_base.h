@@ -17,6 +17,7 @@
 #include "com/invoke.h"
 #include "control/phonebook_event_handler.h"
 #include "core/iab.h"
+#include "localization/language.h"
 #include "localization/localizer.h"
 #include "localization/string_ids.h"
 #include "module/VelPhonebook_h.h"
@@ -69,6 +70,8 @@ public:
     // What the control kit asks of the control.
     static const IID& EventInterfaceId() noexcept { return DIID_IVelPhonebookControlEvents; }
     HWND ControlWindow() const noexcept { return this->m_hWnd; }
+    // Mirrored for a language read from right to left.
+    bool RightToLeftLayout() const { return localization::IsUIRightToLeft(); }
     HWND CreateControlWindow(HWND parent, const RECT&) {
         // Common controls 6 from the module's own manifest, whatever the host's.
         win::ActivationScope scope;

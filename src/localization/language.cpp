@@ -232,6 +232,14 @@ bool IsUILanguage(WORD primary) {
     return UIPrimaryLanguage() == primary;
 }
 
+bool IsRightToLeft(WORD primary) noexcept {
+    return primary == LANG_ARABIC || primary == LANG_HEBREW;
+}
+
+bool IsUIRightToLeft() {
+    return IsRightToLeft(UIPrimaryLanguage());
+}
+
 const wchar_t* FontFaceFor(WORD primary) noexcept {
     return primary == kPrimaryKorean ? kKoreanFontFace : kDefaultFontFace;
 }

@@ -78,6 +78,10 @@ LanguageList BuildLanguageList();
 // on first use and kept for the life of the process; English when empty.
 WORD UIPrimaryLanguage();
 bool IsUILanguage(WORD primary);
+// Whether the language reads from right to left (Arabic, Hebrew): the
+// module's windows are then mirrored.
+bool IsRightToLeft(WORD primary) noexcept;
+bool IsUIRightToLeft();
 
 const wchar_t* FontFaceFor(WORD primary) noexcept;
 // The face of the module's text fonts, following the UI language.

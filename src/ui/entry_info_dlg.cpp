@@ -94,6 +94,7 @@ LRESULT CEntryInfoDlg::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
 
     m_nameEdit = GetDlgItem(IDC_ENTRY_NAME);
     m_faxEdit = GetDlgItem(IDC_ENTRY_FAX);
+    win::Window(m_faxEdit).KeepLeftToRight();
     m_firstButton = GetDlgItem(IDC_ENTRY_FIRST);
     m_secondButton = GetDlgItem(IDC_ENTRY_SECOND);
     LocalizeDialog();

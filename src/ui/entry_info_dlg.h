@@ -7,6 +7,7 @@
 #include "com/unique_any.h"
 #include "core/phonebook_manager.h"
 #include "core/recipient.h"
+#include "localization/language.h"
 #include "localization/localizer.h"
 #include "ui/moonlight_shadow.h"
 #include "ui/ui_ids.h"
@@ -43,6 +44,8 @@ public:
 
     void SetReadOnly(bool readOnly) noexcept { m_readOnly = readOnly ? 1 : 0; }
     void SetSkinService(IDispatch* skin) noexcept { m_skin = com::ComPtr<IDispatch>(skin); }
+    // Mirrored for a language read from right to left.
+    bool RightToLeftLayout() const { return localization::IsUIRightToLeft(); }
 
     // Runs modally over the parent: 1 when a new recipient was stored (new
     // mode), 2 otherwise. The owner's change notifications are suspended for

@@ -4,6 +4,7 @@
 
 #include "com/com_ptr.h"
 #include "com/unique_any.h"
+#include "localization/language.h"
 #include "localization/localizer.h"
 #include "ui/moonlight_shadow.h"
 #include "ui/ui_ids.h"
@@ -31,6 +32,8 @@ public:
     CMessageBoxDlg(const wchar_t* text, const wchar_t* caption, UINT style);
 
     void SetSkinService(IDispatch* skin) noexcept { m_skin = com::ComPtr<IDispatch>(skin); }
+    // Mirrored for a language read from right to left.
+    bool RightToLeftLayout() const { return localization::IsUIRightToLeft(); }
     INT_PTR DoModal(HWND parent = ::GetActiveWindow(), HINSTANCE resources = nullptr);
     UINT ButtonType() const noexcept { return m_buttonType; }
     RECT TextRect() const noexcept { return m_textRect; }

@@ -5,12 +5,40 @@
 
 #include "com/module.h"
 
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <utility>
 #include <vector>
 
 namespace win {
+
+DialogTemplate::DialogTemplate(HINSTANCE resources, UINT id, bool rightToLeft) noexcept : m_resources(resources) {
+    const HRSRC found = ::FindResourceW(resources, MAKEINTRESOURCEW(id), MAKEINTRESOURCEW(5) /* RT_DIALOG */);
+    const HGLOBAL loaded = found ? ::LoadResource(resources, found) : nullptr;
+    const auto* stored = loaded ? static_cast<const BYTE*>(::LockResource(loaded)) : nullptr;
+    const DWORD size = found ? ::SizeofResource(resources, found) : 0;
+    if (!stored || size < sizeof(DLGTEMPLATE)) return;
+    if (!rightToLeft) {
+        m_template = reinterpret_cast<const DLGTEMPLATE*>(stored);
+        return;
+    }
+    try {
+        m_copy.assign(stored, stored + size);
+    } catch (...) {
+        m_template = reinterpret_cast<const DLGTEMPLATE*>(stored);  // left to right rather than nothing
+        return;
+    }
+    // The extended style sits at byte 8 of an extended template (version 1,
+    // signature 0xFFFF) and at byte 4 of a classic one.
+    const auto* words = reinterpret_cast<const WORD*>(m_copy.data());
+    const size_t at = words[0] == 1 && words[1] == 0xFFFF ? 8 : 4;
+    DWORD extended = 0;
+    std::memcpy(&extended, m_copy.data() + at, sizeof(extended));
+    extended |= WS_EX_LAYOUTRTL;
+    std::memcpy(m_copy.data() + at, &extended, sizeof(extended));
+    m_template = reinterpret_cast<const DLGTEMPLATE*>(m_copy.data());
+}
 
 std::wstring Window::GetText() const {
     const int length = ::GetWindowTextLengthW(m_hWnd);
@@ -41,6 +69,15 @@ bool Window::ModifyStyle(LONG_PTR remove, LONG_PTR add) const noexcept {
 
 bool Window::ModifyStyleEx(LONG_PTR remove, LONG_PTR add) const noexcept {
     return ChangeLong(m_hWnd, GWL_EXSTYLE, remove, add);
+}
+
+void Window::KeepLeftToRight() const noexcept {
+    constexpr LONG_PTR kRightToLeft = WS_EX_LAYOUTRTL | WS_EX_RTLREADING | WS_EX_RIGHT | WS_EX_LEFTSCROLLBAR;
+    if (!(::GetWindowLongPtrW(m_hWnd, GWL_EXSTYLE) & kRightToLeft)) return;
+    ModifyStyleEx(kRightToLeft, 0);
+    ::SetWindowPos(m_hWnd, nullptr, 0, 0, 0, 0,
+                   SWP_NOMOVE | SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
+    ::InvalidateRect(m_hWnd, nullptr, TRUE);
 }
 
 namespace detail {

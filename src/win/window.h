@@ -65,6 +65,10 @@ public:
     // Sets and clears style bits; true when the style changed.
     bool ModifyStyle(LONG_PTR remove, LONG_PTR add) const noexcept;
     bool ModifyStyleEx(LONG_PTR remove, LONG_PTR add) const noexcept;
+    // Undoes the mirroring and right-to-left reading a window took from a
+    // mirrored parent: a fax number reads from left to right in every
+    // language, where a mirrored edit box would show "+49 30" as "49 30+".
+    void KeepLeftToRight() const noexcept;
 
     HWND m_hWnd = nullptr;
 };

@@ -12,6 +12,7 @@
 #include <commctrl.h>
 
 #include <utility>
+#include <vector>
 
 namespace win {
 
@@ -24,6 +25,23 @@ public:
     // Called after the last message (WM_NCDESTROY); the handle is already
     // cleared. An object that owns itself may delete itself here.
     virtual void OnFinalMessage(HWND) {}
+};
+
+// A dialog template of the resources, as stored, or as a copy laid out from
+// right to left. Mirroring has to be in the template: the dialog's controls
+// take their layout from the dialog when they are created, which is before
+// the dialog's own code runs.
+class DialogTemplate {
+public:
+    DialogTemplate(HINSTANCE resources, UINT id, bool rightToLeft) noexcept;
+    explicit operator bool() const noexcept { return m_template != nullptr; }
+    const DLGTEMPLATE* get() const noexcept { return m_template; }
+    HINSTANCE instance() const noexcept { return m_resources; }
+
+private:
+    HINSTANCE m_resources;
+    const DLGTEMPLATE* m_template = nullptr;
+    std::vector<BYTE> m_copy;
 };
 
 namespace detail {
@@ -105,9 +123,12 @@ public:
     // returns what EndDialog was given (-1 when it could not be created).
     INT_PTR DoModal(HWND parent = ::GetActiveWindow(), HINSTANCE resources = nullptr) {
         m_modal = true;
+        const DialogTemplate dialog(resources ? resources : DefaultResources(), Derived::IDD,
+                                    static_cast<const Derived*>(this)->RightToLeftLayout());
         const INT_PTR result =
-            ::DialogBoxParamW(resources ? resources : DefaultResources(), MAKEINTRESOURCEW(Derived::IDD), parent,
-                              &detail::DialogProc, reinterpret_cast<LPARAM>(static_cast<MessageTarget*>(this)));
+            dialog ? ::DialogBoxIndirectParamW(dialog.instance(), dialog.get(), parent, &detail::DialogProc,
+                                               reinterpret_cast<LPARAM>(static_cast<MessageTarget*>(this)))
+                   : -1;
         m_modal = false;
         return result;
     }
@@ -116,10 +137,16 @@ public:
     // another window, such as a composite control).
     HWND Create(HWND parent, HINSTANCE resources = nullptr) {
         m_modal = false;
-        return ::CreateDialogParamW(resources ? resources : DefaultResources(), MAKEINTRESOURCEW(Derived::IDD),
-                                    parent, &detail::DialogProc,
-                                    reinterpret_cast<LPARAM>(static_cast<MessageTarget*>(this)));
+        const DialogTemplate dialog(resources ? resources : DefaultResources(), Derived::IDD,
+                                    static_cast<const Derived*>(this)->RightToLeftLayout());
+        return dialog ? ::CreateDialogIndirectParamW(dialog.instance(), dialog.get(), parent, &detail::DialogProc,
+                                                     reinterpret_cast<LPARAM>(static_cast<MessageTarget*>(this)))
+                      : nullptr;
     }
+
+    // Whether the dialog is laid out from right to left (mirrored, with
+    // every control it creates); a dialog class hides this with its own.
+    bool RightToLeftLayout() const noexcept { return false; }
 
     bool EndDialog(INT_PTR result) const noexcept { return ::EndDialog(m_hWnd, result) != FALSE; }
     bool IsModal() const noexcept { return m_modal; }

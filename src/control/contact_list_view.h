@@ -121,6 +121,7 @@ public:
     int HotRow() const noexcept { return m_hotRow; }
 
     BEGIN_MSG_MAP(CContactListView)
+        MESSAGE_HANDLER(WM_CHAR, OnChar)
         MESSAGE_HANDLER(WM_LBUTTONDOWN, OnButtonDown)
         MESSAGE_HANDLER(WM_LBUTTONDBLCLK, OnButtonDown)
         MESSAGE_HANDLER(WM_MOUSEMOVE, OnMouseMove)
@@ -134,6 +135,14 @@ public:
     END_MSG_MAP()
 
 private:
+    // Letters typed into the list find a recipient by name.
+    LRESULT OnChar(UINT, WPARAM wParam, LPARAM, BOOL& handled) {
+        handled = m_typeAhead.OnChar(m_hWnd, wchar_t(wParam), [this](int row) {
+            const CRecipient* record = m_owner ? m_owner->FindRecord(KeyOfItem(row)) : nullptr;
+            return record ? record->name : std::wstring();
+        });
+        return 0;
+    }
     LRESULT OnButtonDown(UINT, WPARAM, LPARAM, BOOL&);
     LRESULT OnMouseMove(UINT, WPARAM, LPARAM, BOOL&);
     LRESULT OnMouseLeave(UINT, WPARAM, LPARAM, BOOL&);
@@ -149,6 +158,7 @@ private:
     int m_sortState = 0;
     int m_hotRow = -1;
     bool m_trackingLeave = false;
+    CTypeAhead m_typeAhead;
     int m_updates = 0;
 };
 

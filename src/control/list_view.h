@@ -8,6 +8,7 @@
 
 #include "control/edit_in_list.h"
 #include "control/list_view_base.h"
+#include "control/type_ahead.h"
 #include "core/recipient.h"
 #include "win/display.h"
 
@@ -197,6 +198,15 @@ public:
 
     // The list's own label editing was about to start on an item: edit that
     // item with the box instead, once the list has finished its click.
+    // Letters typed into the list find a recipient by name; while a cell
+    // is being edited nothing moves.
+    LRESULT OnChar(UINT, WPARAM wParam, LPARAM, BOOL& handled) {
+        if (IsEditing()) return 0;
+        const HWND list = this->m_hWnd;
+        handled = m_typeAhead.OnChar(list, wchar_t(wParam), [list](int row) { return CellText(list, row, kNameColumn); });
+        return 0;
+    }
+
     // Not where the owner has editing off (a book that cannot be changed).
     LRESULT OnBeginLabelEdit(const NMLVDISPINFOW* info) {
         if (info && info->item.iItem >= 0 && m_labelEditAllowed) {
@@ -226,6 +236,7 @@ public:
     }
 
     BEGIN_MSG_MAP(CLVEditable)
+        MESSAGE_HANDLER(WM_CHAR, OnChar)
         MESSAGE_HANDLER(WM_NOTIFY, OnNotify)
         MESSAGE_HANDLER(WM_COMMAND, OnEditMove)
         MESSAGE_HANDLER(kEditCommit, OnEndEditRequest)
@@ -340,6 +351,7 @@ private:
     int m_editItem = -1;
     int m_editStartCode = kStartAfterInsert;
     bool m_labelEditAllowed = true;
+    CTypeAhead m_typeAhead;
     bool m_restartSuppressed = false;
     bool m_dropMove = false;
     bool m_pendingMove = false;

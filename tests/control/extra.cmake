@@ -18,3 +18,5 @@ target_include_directories(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui)
 # folder tools and change the folder from another process with their probe.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/wab_fixture.cpp)
 add_dependencies(test_control wab_probe)
+# The keyboard and screen-reader tests ask the platform's accessibility layer.
+target_link_libraries(test_control PRIVATE oleacc)

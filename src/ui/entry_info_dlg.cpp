@@ -102,7 +102,7 @@ LRESULT CEntryInfoDlg::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     for (HWND child : {m_nameEdit, m_faxEdit, m_firstButton, m_secondButton})
         ::SendMessageW(child, WM_SETFONT, reinterpret_cast<WPARAM>(m_font.get()), FALSE);
 
-    SizeClientAndCentre(m_hWnd, m_parent ? m_parent : GetParent(), kEntryWidthUnits, kEntryHeightUnits);
+    SizeClientAndCentre(m_hWnd, m_parent ? m_parent : GetParent(), WidthUnitsForTexts(), kEntryHeightUnits);
 
     Layout();
     SetCaptions();
@@ -152,6 +152,29 @@ LRESULT CEntryInfoDlg::OnSize(UINT, WPARAM, LPARAM, BOOL&) {
     return 0;
 }
 
+int CEntryInfoDlg::WidthUnitsForTexts() const {
+    // The stock width holds the English texts; a language whose prompt or
+    // warning runs longer gets a wider dialog instead of a cut line.
+    const HDC dc = ::GetDC(m_hWnd);
+    if (!dc) return kEntryWidthUnits;
+    const HGDIOBJ previous = ::SelectObject(dc, m_font ? m_font.get() : ::GetStockObject(DEFAULT_GUI_FONT));
+    const auto units = [dc](const std::wstring& text) {
+        SIZE size{};
+        ::GetTextExtentPoint32W(dc, text.c_str(), int(text.size()), &size);
+        return ::MulDiv(size.cx, win::kLayoutDpi, win::ScreenDpiX()) + 1;
+    };
+    int width = kEntryWidthUnits;
+    width = std::max<int>(width, kPromptUnits.left + units(m_prompt) + kEditRightMarginUnits);
+    width = std::max<int>(width, kWarningUnits.left + units(m_warning) + kEditRightMarginUnits);
+    ::SelectObject(dc, previous);
+    ::ReleaseDC(m_hWnd, dc);
+    // Never wider than the screen's work area.
+    RECT area{};
+    ::SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    const int most = ::MulDiv(area.right - area.left, win::kLayoutDpi, win::ScreenDpiX()) - 40;
+    return std::max(kEntryWidthUnits, std::min(width, most));
+}
+
 void CEntryInfoDlg::Layout() {
     if (!m_firstButton) return;
     RedrawSuspension suspension(m_hWnd);
@@ -163,6 +186,10 @@ void CEntryInfoDlg::Layout() {
     m_promptRect = Scaled(kPromptUnits);
     m_imageRect = Scaled(kImageUnits);
     m_warningRect = Scaled(kWarningUnits);
+    // The texts reach to the right margin of a dialog grown for them.
+    const LONG textRight = client.right - win::ScaleX(kEditRightMarginUnits);
+    m_promptRect.right = std::max(m_promptRect.right, textRight);
+    m_warningRect.right = std::max(m_warningRect.right, textRight);
     m_nameRect = Scaled(kNameLabelUnits);
     m_faxRect = Scaled(RECT{kNameLabelUnits.left, kNameLabelUnits.top + kFaxLabelOffsetUnits,
                             kNameLabelUnits.right, kNameLabelUnits.bottom + kFaxLabelOffsetUnits});

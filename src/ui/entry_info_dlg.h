@@ -84,6 +84,7 @@ private:
     LRESULT OnCancelCommand(WORD, WORD, HWND, BOOL&);
 
     void Layout();
+    int WidthUnitsForTexts() const;
     void SetCaptions();
     void EvaluateButtons();
     void FilterFaxNumber();

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake make python3 g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-tools
           binutils-mingw-w64-x86-64 wine wine64 libwine-dev googletest xvfb x11-apps imagemagick
-          fonts-wqy-zenhei fonts-noto-core fonts-nanum)
+          fonts-dejavu-core fonts-wqy-zenhei fonts-noto-core fonts-nanum)
 
 missing=()
 for p in "${packages[@]}"; do

@@ -49,15 +49,29 @@ if [ ! -f "$WINEPREFIX/.velphonebook-ready" ]; then
     wineserver -w
     touch "$WINEPREFIX/.velphonebook-ready"
 fi
-if [ ! -f "$WINEPREFIX/.velphonebook-fonts" ]; then
-    # Korean faces that Windows has and Wine lacks, drawn with Debian's Nanum
-    # Gothic: Wine's own fall-back for them is a font whose small sizes are
-    # bitmaps without hyphens, cut at the top.
-    for face in "Malgun Gothic" Gulim Dotum; do
-        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "$face" /d NanumGothic /f >/dev/null 2>&1
+if [ ! -f "$WINEPREFIX/.velphonebook-fonts-3" ]; then
+    # Debian's Wine comes without Windows' interface fonts, and its pick for a
+    # missing face depends on whatever fonts the machine has. Name them: the
+    # Latin, Greek, Cyrillic, Hebrew and Arabic faces as DejaVu Sans, the
+    # Korean ones as Nanum Gothic, the Chinese ones as WenQuanYi Zen Hei (all
+    # from the install script), so that every language shows real glyphs and
+    # every machine measures the same texts alike.
+    replace() {
+        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "$1" /d "$2" /f >/dev/null 2>&1
+    }
+    for face in Tahoma "Segoe UI" "Microsoft Sans Serif"; do replace "$face" "DejaVu Sans"; done
+    for face in "Malgun Gothic" Gulim GulimChe Dotum; do replace "$face" NanumGothic; done
+    for face in SimSun NSimSun PMingLiU MingLiU "Microsoft YaHei" "Microsoft JhengHei"; do
+        replace "$face" "WenQuanYi Zen Hei"
+    done
+    # Characters a face lacks come from the faces linked to it, as on
+    # Windows: Korean and Chinese behind the Latin interface faces.
+    for face in Tahoma "Segoe UI" "Microsoft Sans Serif" "MS Shell Dlg" "DejaVu Sans"; do
+        wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\FontLink\SystemLink' /v "$face" \
+            /t REG_MULTI_SZ /d 'NanumGothic.ttf,NanumGothic\0wqy-zenhei.ttc,WenQuanYi Zen Hei' /f >/dev/null 2>&1
     done
     wineserver -w
-    touch "$WINEPREFIX/.velphonebook-fonts"
+    touch "$WINEPREFIX/.velphonebook-fonts-3"
 fi
 
 "$@"

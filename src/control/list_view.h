@@ -498,12 +498,39 @@ protected:
                 item.fmt |= HDF_IMAGE | HDF_BITMAP_ON_RIGHT;
                 item.iImage = (m_sortMode % 2) ? kImageAscending : kImageDescending;
             }
+            FitHeaderText(header, column, column == sorted);
             // Without the image flag the image index is not shown, so only
             // the sorted column's index needs to be compared. (A header item
             // set again also ends an open edit: a re-sort must not.)
             if (item.fmt == format && (column != sorted || item.iImage == image)) continue;
             header.SetItem(column, item);
         }
+    }
+
+    // A header text is never shown cut: a column too narrow for its text,
+    // and for the sort arrow while it has one, grows to hold them (a longer
+    // language, or "Fax Number" with its arrow). Columns never shrink here,
+    // so nothing moves while an edit is open unless a sort added an arrow.
+    void FitHeaderText(const win::HeaderCtrl& header, int column, bool withImage) {
+        wchar_t text[128] = {};
+        HDITEMW item{};
+        item.mask = HDI_TEXT;
+        item.pszText = text;
+        item.cchTextMax = int(std::size(text));
+        if (!header.GetItem(column, item) || !text[0]) return;
+        const HDC dc = ::GetDC(header.hwnd());
+        if (!dc) return;
+        const auto font = reinterpret_cast<HFONT>(::SendMessageW(header.hwnd(), WM_GETFONT, 0, 0));
+        const HGDIOBJ previous = ::SelectObject(dc, font ? font : ::GetStockObject(DEFAULT_GUI_FONT));
+        SIZE size{};
+        ::GetTextExtentPoint32W(dc, text, lstrlenW(text), &size);
+        ::SelectObject(dc, previous);
+        ::ReleaseDC(header.hwnd(), dc);
+        // The header keeps three edges either side of its text and of its
+        // image, and a pixel for each divider.
+        const int margin = 3 * ::GetSystemMetrics(SM_CXEDGE);
+        const int needed = size.cx + 2 * margin + 2 + (withImage ? kHeaderImageWidth + 2 * margin : 0);
+        if (this->List().GetColumnWidth(column) < needed) this->List().SetColumnWidth(column, needed);
     }
 
 private:

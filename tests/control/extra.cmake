@@ -18,5 +18,12 @@ target_include_directories(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui)
 # folder tools and change the folder from another process with their probe.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/wab_fixture.cpp)
 add_dependencies(test_control wab_probe)
+# A probe that hosts both controls from a copy of the module in a folder of
+# its own (with the stand-in language library) and reports every text that
+# its room cannot hold; the text-fit tests run it per language and resolution.
+add_executable(control_text_fit_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/text_fit_probe.cpp)
+target_link_libraries(control_text_fit_probe PRIVATE velphonebook)
+target_link_options(control_text_fit_probe PRIVATE -municode)
+add_dependencies(test_control control_text_fit_probe ZantixUI64)
 # The keyboard and screen-reader tests ask the platform's accessibility layer.
 target_link_libraries(test_control PRIVATE oleacc)

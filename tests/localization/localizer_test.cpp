@@ -198,6 +198,10 @@ TEST_F(LocalizerTest, DefaultLocalizerUsesTheModulesFolderNameAndList) {
     ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", Tagged("Entfernen", "test_localization")));
     const std::wstring bin = testing_support::BinDir();
     const std::wstring sibling = bin + kSiblingLibraryName, file = bin + L"Zantix.de.xml";
+    // The shipped German file lies there too: out of the way for the test,
+    // and back afterwards.
+    const std::wstring shipped = file + L".shipped";
+    const bool hadShipped = ::MoveFileExW(file.c_str(), shipped.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
     ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", L"0807:040C");
     EXPECT_TRUE(::CopyFileW((bin + L"zantixui\\" + kSiblingLibraryName).c_str(), sibling.c_str(), FALSE));
     EXPECT_TRUE(::CopyFileW((m_folder.path() + L"Zantix.de.xml").c_str(), file.c_str(), FALSE));
@@ -209,6 +213,7 @@ TEST_F(LocalizerTest, DefaultLocalizerUsesTheModulesFolderNameAndList) {
     ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", nullptr);
     ::DeleteFileW(sibling.c_str());
     ::DeleteFileW(file.c_str());
+    if (hadShipped) ::MoveFileExW(shipped.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
 }
 
 }  // namespace

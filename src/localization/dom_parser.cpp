@@ -23,6 +23,26 @@ constexpr wchar_t kTextStep[] = L"./text()";
 // on the caller's stack: every version gets the 6.0 limit.
 constexpr wchar_t kMaxElementDepthProperty[] = L"MaxElementDepth";
 constexpr LONG kMaxElementDepth = 256;
+// A language file has no document type: one would only serve to expand
+// entities or to pull in other files of the machine (MSXML 3.0 resolves
+// external entities unless told not to).
+constexpr wchar_t kProhibitDtdProperty[] = L"ProhibitDTD";
+// A shared language file of many modules is a few hundred kilobytes; a far
+// larger one is refused before it is parsed, which would hold up the window
+// that is being opened for seconds.
+constexpr ULONGLONG kMaxFileBytes = 8ULL * 1024 * 1024;
+
+bool SetProperty(IXMLDOMDocument2* settings, const wchar_t* property, const VARIANT& value) {
+    com::UniqueBstr name(com::AllocBstr(property));
+    return name && SUCCEEDED(settings->setProperty(name.get(), value));
+}
+
+bool FileIsSmallEnough(const std::wstring& path) {
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) return false;
+    const ULONGLONG size = (ULONGLONG(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+    return !(data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) && size <= kMaxFileBytes;
+}
 
 com::ComPtr<IXMLDOMDocument> CreateDocument() {
     com::ComPtr<IXMLDOMDocument> document;
@@ -41,19 +61,25 @@ com::UniqueBstr MakeBstr(const std::wstring& text) {
 
 bool CDomParser::Load(const std::wstring& path) {
     Release();
-    if (path.empty() || path.size() >= kMaxPath) return false;
+    if (path.empty() || path.size() >= kMaxPath || !FileIsSmallEnough(path)) return false;
     com::ComPtr<IXMLDOMDocument> document = CreateDocument();
     if (!document) return false;
     // A file loads synchronously; the answer is needed before anything is shown.
     if (FAILED(document->put_async(VARIANT_FALSE))) return false;
+    document->put_resolveExternals(VARIANT_FALSE);
+    document->put_validateOnParse(VARIANT_FALSE);
     if (const auto settings = document.query<IXMLDOMDocument2>()) {
-        com::UniqueBstr name = MakeBstr(kMaxElementDepthProperty);
         VARIANT depth;
         ::VariantInit(&depth);
         depth.vt = VT_I4;
         depth.lVal = kMaxElementDepth;
-        // A service too old to know the property parses as it always did.
-        if (name) settings->setProperty(name.get(), depth);
+        // A service too old to know a property parses as it always did.
+        SetProperty(settings.get(), kMaxElementDepthProperty, depth);
+        VARIANT prohibit;
+        ::VariantInit(&prohibit);
+        prohibit.vt = VT_BOOL;
+        prohibit.boolVal = VARIANT_TRUE;
+        SetProperty(settings.get(), kProhibitDtdProperty, prohibit);
     }
 
     com::UniqueBstr file = MakeBstr(path);

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdio>
 #include <tuple>
 
 using namespace localization;
@@ -125,6 +127,51 @@ TEST_F(LocalizerTest, ADeeplyNestedFileIsSafeOnASmallStack) {
     }));
     EXPECT_TRUE(found) << "the thread did not get through";
     EXPECT_EQ(loaded ? L"Entfernen" : L"Remove", text) << "loaded " << loaded;
+}
+
+// Files nobody should have put there: a document type whose entities expand
+// a billionfold, an external entity that would pull in another file of the
+// machine, an external document type, and a file far too large for a language
+// file. Each is refused or read without the document type's doing: nothing of
+// the other file shows, the built-in text answers, and the load returns.
+TEST_F(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
+    ScratchFolder secrets{L"velphonebook-secret"};
+    ASSERT_TRUE(secrets.Write(L"secret.txt", "SECRET-OUTSIDE"));
+    std::string secretUrl = "file:///";
+    for (wchar_t c : secrets.path() + L"secret.txt") secretUrl += c == L'\\' ? '/' : char(c);
+    std::string laughs = "<!DOCTYPE Zantix [<!ENTITY a \"hahahahahahahahahaha\">";
+    for (char e = 'b'; e <= 'k'; ++e) {
+        laughs += std::string("<!ENTITY ") + e + " \"";
+        for (int i = 0; i < 10; ++i) laughs += std::string("&") + char(e - 1) + ";";
+        laughs += "\">";
+    }
+    laughs += "]>";
+    const std::string body = "<Zantix><VelPhonebook><resources><strings><string id=\"101\">";
+    const std::string tail = "</string></strings></resources></VelPhonebook></Zantix>";
+    struct Case {
+        const char* what;
+        std::string xml;
+    };
+    const Case cases[] = {
+        {"billion laughs", "<?xml version=\"1.0\"?>" + laughs + body + "&k;" + tail},
+        {"external entity", "<?xml version=\"1.0\"?><!DOCTYPE Zantix [<!ENTITY x SYSTEM \"" + secretUrl + "\">]>" +
+                                body + "&x;" + tail},
+        {"external document type",
+         "<?xml version=\"1.0\"?><!DOCTYPE Zantix SYSTEM \"" + secretUrl + "\">" + body + "Entfernen" + tail},
+        {"too large", "<?xml version=\"1.0\"?>" + body + "Entfernen" + std::string(40 * 1024 * 1024, ' ') + tail},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", c.xml));
+        const auto started = std::chrono::steady_clock::now();
+        const Localizer localizer = Make({kGerman, kEnglish});
+        const std::wstring text = localizer.LoadText(IDS_REMOVE);
+        const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
+        std::printf("  %s: loaded %d, %lld ms\n", c.what, int(localizer.IsLoaded()), (long long)ms.count());
+        EXPECT_EQ(text.find(L"SECRET"), std::wstring::npos) << "another file of the machine was read";
+        EXPECT_EQ(text.find(L"haha"), std::wstring::npos) << "the entities were expanded";
+        EXPECT_TRUE(text == L"Remove" || text == L"Entfernen");
+    }
 }
 
 // The test program's dialog template 900, with a control inside control 217

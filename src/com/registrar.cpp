@@ -321,19 +321,22 @@ HRESULT Unregister(HKEY root, const std::vector<Node>& nodes) {
 }  // namespace
 
 HRESULT RunRegistryScript(std::wstring_view script, const ReplacementMap& replacements,
-                          RegistrarMode mode) noexcept {
+                          RegistrarMode mode, HKEY classesRoot) noexcept {
     return Boundary([&]() -> HRESULT {
+        RETURN_HR_IF(E_INVALIDARG, !classesRoot);
         std::vector<Root> roots;
         RETURN_IF_FAILED(Parser(script, replacements).Parse(roots));
-        for (const Root& root : roots)
-            RETURN_IF_FAILED(mode == RegistrarMode::Register ? Register(root.key, root.nodes)
-                                                             : Unregister(root.key, root.nodes));
+        for (const Root& root : roots) {
+            const HKEY key = root.key == HKEY_CLASSES_ROOT ? classesRoot : root.key;
+            RETURN_IF_FAILED(mode == RegistrarMode::Register ? Register(key, root.nodes)
+                                                             : Unregister(key, root.nodes));
+        }
         return S_OK;
     });
 }
 
 HRESULT RunRegistryScriptResource(HMODULE module, UINT resourceId, const ReplacementMap& replacements,
-                                  RegistrarMode mode) noexcept {
+                                  RegistrarMode mode, HKEY classesRoot) noexcept {
     return Boundary([&]() -> HRESULT {
         HRSRC info = ::FindResourceW(module, MAKEINTRESOURCEW(resourceId), L"REGISTRY");
         RETURN_LAST_ERROR_IF(!info);
@@ -347,12 +350,12 @@ HRESULT RunRegistryScriptResource(HMODULE module, UINT resourceId, const Replace
             static_cast<unsigned char>(bytes[1]) == 0xFE) {
             return RunRegistryScript(std::wstring_view(reinterpret_cast<const wchar_t*>(bytes + 2),
                                                        (size - 2) / sizeof(wchar_t)),
-                                     replacements, mode);
+                                     replacements, mode, classesRoot);
         }
         const int length = ::MultiByteToWideChar(CP_UTF8, 0, bytes, size, nullptr, 0);
         std::wstring script(length, L'\0');
         ::MultiByteToWideChar(CP_UTF8, 0, bytes, size, script.data(), length);
-        return RunRegistryScript(script, replacements, mode);
+        return RunRegistryScript(script, replacements, mode, classesRoot);
     });
 }
 

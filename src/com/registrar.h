@@ -41,11 +41,16 @@ enum class RegistrarMode { Register, Unregister };
 
 // Syntax errors and unknown replacement names give HRESULT_FROM_WIN32(ERROR_INVALID_DATA)
 // before anything is written; registry failures are passed on.
+//
+// classesRoot is the key that the scripts' HKCR blocks are written under: the
+// machine's classes by default, an open HKCU\Software\Classes for a per-user
+// registration. The other roots are taken as named.
 HRESULT RunRegistryScript(std::wstring_view script, const ReplacementMap& replacements,
-                          RegistrarMode mode) noexcept;
+                          RegistrarMode mode, HKEY classesRoot = HKEY_CLASSES_ROOT) noexcept;
 
 // Runs the script held as resource type "REGISTRY" with the given identifier.
 HRESULT RunRegistryScriptResource(HMODULE module, UINT resourceId,
-                                  const ReplacementMap& replacements, RegistrarMode mode) noexcept;
+                                  const ReplacementMap& replacements, RegistrarMode mode,
+                                  HKEY classesRoot = HKEY_CLASSES_ROOT) noexcept;
 
 }  // namespace com

@@ -72,19 +72,38 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, void** out) {
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-STDAPI DllRegisterServer() {
+namespace {
+
+HRESULT RegisterAll(module::Scope scope) {
     for (const ClassEntry& entry : kClasses)
-        RETURN_IF_FAILED(module::UpdateRegistry(entry.registration, com::RegistrarMode::Register));
-    return module::RegisterTypeLibrary();
+        RETURN_IF_FAILED(module::UpdateRegistry(entry.registration, com::RegistrarMode::Register, scope));
+    return module::RegisterTypeLibrary(scope);
 }
 
-STDAPI DllUnregisterServer() {
+HRESULT UnregisterAll(module::Scope scope) {
     HRESULT result = S_OK;
     // Remove as much as possible even when one part fails.
     for (const ClassEntry& entry : kClasses) {
-        const HRESULT hr = module::UpdateRegistry(entry.registration, com::RegistrarMode::Unregister);
+        const HRESULT hr = module::UpdateRegistry(entry.registration, com::RegistrarMode::Unregister, scope);
         if (SUCCEEDED(result)) result = hr;
     }
-    const HRESULT hr = module::UnregisterTypeLibrary();
+    const HRESULT hr = module::UnregisterTypeLibrary(scope);
     return SUCCEEDED(result) ? hr : result;
+}
+
+}  // namespace
+
+STDAPI DllRegisterServer() { return RegisterAll(module::Scope::Machine); }
+
+STDAPI DllUnregisterServer() { return UnregisterAll(module::Scope::Machine); }
+
+// "regsvr32 /n /i:user" registers the module for the current user alone, under
+// HKCU\Software\Classes (no administrator needed); "regsvr32 /u /n /i:user"
+// removes that registration again. No other command line is understood.
+STDAPI DllInstall(BOOL install, LPCWSTR commandLine) {
+    if (!commandLine || _wcsicmp(commandLine, L"user") != 0) return E_INVALIDARG;
+    if (!install) return UnregisterAll(module::Scope::User);
+    const HRESULT hr = RegisterAll(module::Scope::User);
+    if (FAILED(hr)) UnregisterAll(module::Scope::User);  // no half registration left behind
+    return hr;
 }

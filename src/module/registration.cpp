@@ -8,6 +8,9 @@
 #include "module/VelPhonebook_h.h"
 
 #include <cstdio>
+#include <map>
+#include <utility>
+#include <vector>
 
 namespace module {
 namespace {
@@ -40,12 +43,193 @@ com::ReplacementMap Replacements(const ClassRegistration& entry) {
     return map;
 }
 
+constexpr wchar_t kUserClasses[] = L"Software\\Classes";
+
+// The key a scope's classes live under: HKEY_CLASSES_ROOT itself for the
+// machine, HKCU\Software\Classes (created when a profile lacks it) for the user.
+class ClassesRoot {
+public:
+    explicit ClassesRoot(Scope scope) noexcept {
+        if (scope == Scope::Machine) return;
+        m_status = HRESULT_FROM_WIN32(::RegCreateKeyExW(HKEY_CURRENT_USER, kUserClasses, 0, nullptr, 0,
+                                                        KEY_READ | KEY_WRITE, nullptr, m_userKey.put(), nullptr));
+    }
+    HRESULT status() const noexcept { return m_status; }
+    HKEY get() const noexcept { return m_userKey ? m_userKey.get() : HKEY_CLASSES_ROOT; }
+
+private:
+    com::UniqueHKey m_userKey;
+    HRESULT m_status = S_OK;
+};
+
+// The type library functions of oleaut32 write to HKEY_CLASSES_ROOT. For the
+// user's scope that handle is pointed at HKCU\Software\Classes while they run:
+// RegisterTypeLibForUser does not exist before Vista, and where it does, it is
+// not everywhere what its name says (Wine 8 registers machine-wide from it).
+// The override is process-wide, so it is held only around those calls.
+class UserClassesOverride {
+public:
+    explicit UserClassesOverride(HKEY userClasses) noexcept
+        : m_status(HRESULT_FROM_WIN32(::RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses))) {}
+    ~UserClassesOverride() {
+        if (SUCCEEDED(m_status)) ::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
+    }
+    UserClassesOverride(const UserClassesOverride&) = delete;
+    UserClassesOverride& operator=(const UserClassesOverride&) = delete;
+    HRESULT status() const noexcept { return m_status; }
+
+private:
+    HRESULT m_status;
+};
+
+// The per-user entry points where oleaut32 has them (looked up, so that the
+// module still loads where it does not), else the machine-wide ones, which
+// the override sends to the user's classes all the same.
+template <class Function>
+Function OleAutomation(const char* name) noexcept {
+    const HMODULE library = ::GetModuleHandleW(L"oleaut32.dll");
+    return library ? reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(library, name)))
+                   : nullptr;
+}
+
+// A registry key with everything below it, held in memory: the values of each
+// key by its path below the tree's top ("" for the top itself). Empty when the
+// key does not exist.
+using SavedValues = std::map<std::wstring, std::pair<DWORD, std::vector<BYTE>>>;
+using SavedTree = std::map<std::wstring, SavedValues>;
+
+SavedTree SaveTree(HKEY root, const std::wstring& path, REGSAM view) {
+    SavedTree tree;
+    std::vector<std::wstring> pending{L""};  // not recursive: the depth is not bounded
+    while (!pending.empty()) {
+        const std::wstring relative = std::move(pending.back());
+        pending.pop_back();
+        com::UniqueHKey key;
+        const std::wstring full = relative.empty() ? path : path + L"\\" + relative;
+        if (::RegOpenKeyExW(root, full.c_str(), 0, KEY_READ | view, key.put()) != ERROR_SUCCESS) continue;
+        SavedValues& values = tree[relative];
+        wchar_t name[16384];  // the longest a value name can be
+        std::vector<BYTE> data(1024);
+        for (DWORD i = 0;;) {
+            DWORD nameLength = 16384, type = 0, size = DWORD(data.size());
+            const LSTATUS status = ::RegEnumValueW(key.get(), i, name, &nameLength, nullptr, &type, data.data(), &size);
+            if (status == ERROR_MORE_DATA && size > data.size()) {
+                data.resize(size);
+                continue;
+            }
+            if (status != ERROR_SUCCESS) break;
+            values[name] = {type, std::vector<BYTE>(data.begin(), data.begin() + size)};
+            ++i;
+        }
+        for (DWORD i = 0, length = 256;
+             ::RegEnumKeyExW(key.get(), i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+             ++i, length = 256)
+            pending.push_back(relative.empty() ? name : relative + L"\\" + name);
+    }
+    return tree;
+}
+
+// Makes the key at root\path (in the given view) hold exactly the saved tree,
+// or removes it when the tree is empty.
+HRESULT RestoreTree(HKEY root, const std::wstring& path, REGSAM view, const SavedTree& tree) {
+    const size_t split = path.find_last_of(L'\\');
+    com::UniqueHKey parent;
+    if (::RegOpenKeyExW(root, path.substr(0, split).c_str(), 0, KEY_READ | KEY_WRITE | view, parent.put()) ==
+        ERROR_SUCCESS) {
+        const std::wstring leaf = path.substr(split + 1);
+        const LSTATUS status = ::RegDeleteTreeW(parent.get(), leaf.c_str());
+        if (status != ERROR_SUCCESS && status != ERROR_FILE_NOT_FOUND) return HRESULT_FROM_WIN32(status);
+        ::RegDeleteKeyExW(parent.get(), leaf.c_str(), view, 0);  // RegDeleteTree leaves the key itself on some systems
+    }
+    // The map's order puts every key after the keys above it.
+    for (const auto& [relative, values] : tree) {
+        com::UniqueHKey key;
+        const std::wstring full = relative.empty() ? path : path + L"\\" + relative;
+        RETURN_IF_FAILED(HRESULT_FROM_WIN32(
+            ::RegCreateKeyExW(root, full.c_str(), 0, nullptr, 0, KEY_WRITE | view, nullptr, key.put(), nullptr)));
+        for (const auto& [name, value] : values)
+            RETURN_IF_FAILED(HRESULT_FROM_WIN32(::RegSetValueExW(key.get(), name.empty() ? nullptr : name.c_str(), 0,
+                                                                 value.first, value.second.data(),
+                                                                 DWORD(value.second.size()))));
+    }
+    return S_OK;
+}
+
+// Besides an interface's key in the module's own registry view, the platform's
+// type library functions may write and delete it in the other (32-bit) view,
+// and open that through HKEY_CLASSES_ROOT in a way the override does not
+// redirect: Wine 8 does so, reaching HKLM\Software\Classes\Wow6432Node even for
+// a per-user registration. The keeper notes the machine's keys there before
+// the call; afterwards it moves what the call added to the user's 32-bit
+// classes (Wow6432Node under HKCU\Software\Classes) and puts back what the
+// call changed or removed, so that the machine's classes stay as they were.
+class MachineViewKeeper {
+public:
+    static_assert(sizeof(void*) == 8, "the other view is the 32-bit one for a 64-bit module");
+
+    MachineViewKeeper(ITypeLib* library, HKEY userClasses) : m_userClasses(userClasses) {
+        for (UINT i = 0, count = library->GetTypeInfoCount(); i < count; ++i) {
+            com::ComPtr<ITypeInfo> info;
+            TYPEATTR* attributes = nullptr;
+            if (FAILED(library->GetTypeInfo(i, info.put())) || FAILED(info->GetTypeAttr(&attributes))) continue;
+            // The interfaces the type library functions register.
+            if (attributes->typekind == TKIND_DISPATCH ||
+                (attributes->typekind == TKIND_INTERFACE &&
+                 (attributes->wTypeFlags & (TYPEFLAG_FOLEAUTOMATION | TYPEFLAG_FDUAL)))) {
+                const std::wstring key = L"Interface\\" + RegistryForm(attributes->guid);
+                m_saved[key] = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY);
+            }
+            info->ReleaseTypeAttr(attributes);
+        }
+    }
+
+    // After a registration: the user gets what appeared in the machine's view.
+    HRESULT MoveAdded() {
+        for (const auto& [key, before] : m_saved) {
+            const SavedTree now = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY);
+            if (now == before) continue;
+            RETURN_IF_FAILED(RestoreTree(m_userClasses, kUserView + key, 0, now));
+            RETURN_IF_FAILED(RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY, before));
+        }
+        return S_OK;
+    }
+
+    // After an unregistration: the user's keys in that view go, the
+    // machine's come back.
+    HRESULT RemoveFromUser() {
+        HRESULT result = S_OK;
+        for (const auto& [key, before] : m_saved) {
+            HRESULT hr = RestoreTree(m_userClasses, kUserView + key, 0, {});
+            if (SUCCEEDED(result)) result = hr;
+            if (SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY) != before) {
+                hr = RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY, before);
+                if (SUCCEEDED(result)) result = hr;
+            }
+        }
+        return result;
+    }
+
+private:
+    static inline const std::wstring kMachineClasses = L"Software\\Classes\\";
+    static inline const std::wstring kUserView = L"Wow6432Node\\";
+    HKEY m_userClasses;
+    std::map<std::wstring, SavedTree> m_saved;
+};
+
+bool TypeLibraryRegistered(HKEY classesRoot) noexcept {
+    const std::wstring versionKey = L"TypeLib\\" + RegistryForm(LIBID_VELPHONEBOOKLib) + L"\\1.1";
+    com::UniqueHKey key;
+    return ::RegOpenKeyExW(classesRoot, versionKey.c_str(), 0, KEY_READ, key.put()) != ERROR_FILE_NOT_FOUND;
+}
+
 }  // namespace
 
-HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode) noexcept {
+HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode, Scope scope) noexcept {
     const HRESULT hr = com::Boundary([&] {
+        const ClassesRoot root(scope);
+        RETURN_IF_FAILED(root.status());
         return com::RunRegistryScriptResource(com::Module::Instance(), entry.scriptResource, Replacements(entry),
-                                              mode);
+                                              mode, root.get());
     });
     if (FAILED(hr)) {
         // The text's format is fixed ("%08.8X" pads with zeros through its
@@ -63,23 +247,53 @@ HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode) 
     return hr;
 }
 
-HRESULT RegisterTypeLibrary() noexcept {
-    return com::Boundary([]() -> HRESULT {
-        const std::wstring path = com::Module::Path();
+HRESULT RegisterTypeLibrary(Scope scope) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        std::wstring path = com::Module::Path();
         com::ComPtr<ITypeLib> library;
         RETURN_IF_FAILED(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
-        return ::RegisterTypeLib(library.get(), const_cast<wchar_t*>(path.c_str()), nullptr);
+        if (scope == Scope::Machine) return ::RegisterTypeLib(library.get(), path.data(), nullptr);
+
+        const ClassesRoot root(scope);
+        RETURN_IF_FAILED(root.status());
+        using Register = HRESULT(WINAPI*)(ITypeLib*, OLECHAR*, OLECHAR*);
+        const auto registerForUser = OleAutomation<Register>("RegisterTypeLibForUser");
+        MachineViewKeeper keeper(library.get(), root.get());
+        HRESULT hr;
+        {
+            const UserClassesOverride redirect(root.get());
+            RETURN_IF_FAILED(redirect.status());
+            hr = (registerForUser ? registerForUser : &::RegisterTypeLib)(library.get(), path.data(), nullptr);
+        }
+        const HRESULT moved = keeper.MoveAdded();
+        return FAILED(hr) ? hr : moved;
     });
 }
 
-HRESULT UnregisterTypeLibrary() noexcept {
-    // Unregistering twice is not an error, but what UnRegisterTypeLib says
-    // about a library that is not registered differs between systems.
-    const std::wstring versionKey = L"TypeLib\\" + RegistryForm(LIBID_VELPHONEBOOKLib) + L"\\1.1";
-    com::UniqueHKey key;
-    if (::RegOpenKeyExW(HKEY_CLASSES_ROOT, versionKey.c_str(), 0, KEY_READ, key.put()) == ERROR_FILE_NOT_FOUND)
-        return S_OK;
-    return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, SYS_WIN64);
+HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        const ClassesRoot root(scope);
+        RETURN_IF_FAILED(root.status());
+        // Unregistering twice is not an error, but what UnRegisterTypeLib says
+        // about a library that is not registered differs between systems.
+        if (!TypeLibraryRegistered(root.get())) return S_OK;
+        if (scope == Scope::Machine) return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, SYS_WIN64);
+
+        com::ComPtr<ITypeLib> library;
+        RETURN_IF_FAILED(::LoadTypeLibEx(com::Module::Path().c_str(), REGKIND_NONE, library.put()));
+        using Unregister = HRESULT(WINAPI*)(REFGUID, WORD, WORD, LCID, SYSKIND);
+        const auto unregisterForUser = OleAutomation<Unregister>("UnRegisterTypeLibForUser");
+        MachineViewKeeper keeper(library.get(), root.get());
+        HRESULT hr;
+        {
+            const UserClassesOverride redirect(root.get());
+            RETURN_IF_FAILED(redirect.status());
+            hr = (unregisterForUser ? unregisterForUser : &::UnRegisterTypeLib)(LIBID_VELPHONEBOOKLib, 1, 1, 0x409,
+                                                                                 SYS_WIN64);
+        }
+        const HRESULT restored = keeper.RemoveFromUser();
+        return FAILED(hr) ? hr : restored;
+    });
 }
 
 }  // namespace module

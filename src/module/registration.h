@@ -16,10 +16,17 @@ struct ClassRegistration {
     const char* operation;         // for the debug text on failure, or null
 };
 
-// Runs a class's registry script in the given mode.
-HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode) noexcept;
+// Where a registration goes: the machine's classes (DllRegisterServer), or the
+// current user's HKCU\Software\Classes (DllInstall with "user"), which a user
+// without the right to change the machine's keys can write. Both write the
+// same entries; the scripts name HKCR and are pointed at the scope's root.
+enum class Scope { Machine, User };
 
-HRESULT RegisterTypeLibrary() noexcept;
-HRESULT UnregisterTypeLibrary() noexcept;
+// Runs a class's registry script in the given mode.
+HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode,
+                       Scope scope = Scope::Machine) noexcept;
+
+HRESULT RegisterTypeLibrary(Scope scope = Scope::Machine) noexcept;
+HRESULT UnregisterTypeLibrary(Scope scope = Scope::Machine) noexcept;
 
 }  // namespace module

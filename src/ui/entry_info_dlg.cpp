@@ -226,9 +226,14 @@ void CEntryInfoDlg::DrawWarningImage(HDC dc) const {
     Gdiplus::Graphics graphics(dc);
     graphics.SetInterpolationMode(Gdiplus::InterpolationModeHighQualityBicubic);
     graphics.SetPixelOffsetMode(Gdiplus::PixelOffsetModeHalf);
-    graphics.DrawImage(&image,
-                       Gdiplus::Rect(m_imageRect.left, m_imageRect.top, m_imageRect.right - m_imageRect.left,
-                                     m_imageRect.bottom - m_imageRect.top));
+    // GDI+ draws in the device's own coordinates: in a mirrored window the
+    // image goes where the mirrored layout has it, beside the warning text.
+    RECT place = m_imageRect;
+    if (::GetLayout(dc) & LAYOUT_RTL) {
+        const LONG width = ClientRect().right;
+        place = RECT{width - m_imageRect.right, m_imageRect.top, width - m_imageRect.left, m_imageRect.bottom};
+    }
+    graphics.DrawImage(&image, Gdiplus::Rect(place.left, place.top, place.right - place.left, place.bottom - place.top));
 }
 
 void CEntryInfoDlg::SetCaptions() {

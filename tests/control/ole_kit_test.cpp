@@ -400,26 +400,6 @@ TEST_F(ContainerTest, WhatContainersAskForAndAreDeclined) {
 
 namespace {
 
-// Sets Wine's screen resolution for processes started from now on, and
-// puts the old value back.
-class ScreenDpiSetting {
-public:
-    explicit ScreenDpiSetting(DWORD dpi) {
-        DWORD size = sizeof(m_old);
-        m_had = ::RegGetValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", RRF_RT_REG_DWORD, nullptr, &m_old, &size) ==
-                ERROR_SUCCESS;
-        ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &dpi, sizeof(dpi));
-    }
-    ~ScreenDpiSetting() {
-        if (m_had) ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &m_old, sizeof(m_old));
-        else ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels");
-    }
-
-private:
-    static constexpr wchar_t kKey[] = L"Control Panel\\Desktop";
-    DWORD m_old = 0;
-    bool m_had = false;
-};
 
 std::string ProbeColumns() {
     std::string output;

@@ -131,28 +131,6 @@ const ModuleCopy& TheModuleCopy() {
     return copy;
 }
 
-// Sets Wine's screen resolution for the processes started meanwhile, and
-// puts the old value back.
-class ScreenDpiSetting {
-public:
-    explicit ScreenDpiSetting(DWORD dpi) {
-        DWORD size = sizeof(m_old);
-        m_had = ::RegGetValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", RRF_RT_REG_DWORD, nullptr, &m_old, &size) ==
-                ERROR_SUCCESS;
-        ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &dpi, sizeof(dpi));
-    }
-    ~ScreenDpiSetting() {
-        if (m_had) ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &m_old, sizeof(m_old));
-        else ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels");
-    }
-    ScreenDpiSetting(const ScreenDpiSetting&) = delete;
-    ScreenDpiSetting& operator=(const ScreenDpiSetting&) = delete;
-
-private:
-    static constexpr wchar_t kKey[] = L"Control Panel\\Desktop";
-    DWORD m_old = 0;
-    bool m_had = false;
-};
 
 ProbeRun RunProbe(const Language& language, int dpi, bool squeeze) {
     ProbeRun run;

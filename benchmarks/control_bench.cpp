@@ -11,6 +11,7 @@
 //   control_bench [ROWS...]   (default 1000 10000)
 #include "com/com_ptr.h"
 #include "com/unique_any.h"
+#include "localization/language.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/mru_ab.h"
 #include "sources/mru_store.h"
@@ -199,7 +200,7 @@ int wmain(int argc, wchar_t** argv) {
     wchar_t self[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, self, MAX_PATH);
     std::wstring module = self;
-    module = module.substr(0, module.find_last_of(L"\\/") + 1) + L"VelPhonebook64.dll";
+    module = module.substr(0, module.find_last_of(L"\\/") + 1) + localization::kModuleFileName;
     com::UniqueModule dll(::LoadLibraryW(module.c_str()));
     using Register = HRESULT(STDAPICALLTYPE*)();
     if (!dll || FAILED(reinterpret_cast<Register>(::GetProcAddress(dll.get(), "DllRegisterServer"))())) {

@@ -8,7 +8,9 @@ set -uo pipefail
 
 build=$(cd "$1" && pwd)
 shift
-export WINEPREFIX="$build/wineprefix" WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
+# A 64-bit prefix, which runs the 32-bit programs too (when Debian's wine32
+# is installed, Wine would otherwise make new prefixes 32-bit only).
+export WINEPREFIX="$build/wineprefix" WINEARCH=win64 WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 
 xvfb_pid=""
 cleanup() {

@@ -22,7 +22,17 @@ inline constexpr WORD kSubLanguageDefault = SUBLANG_DEFAULT;  // 1
 inline constexpr WORD kPrimaryNeutral = LANG_NEUTRAL;      // 0
 inline constexpr WORD kPrimaryInvariant = LANG_INVARIANT;  // 127
 
+// The family names its modules by architecture: "64" after the base name for
+// x86-64 (VelPhonebook64.dll, ZantixUI64.dll), nothing for x86
+// (VelPhonebook.dll, ZantixUI.dll). The language library is this module's
+// sibling of the same architecture.
+#ifdef _WIN64
+inline constexpr wchar_t kModuleFileName[] = L"VelPhonebook64.dll";
 inline constexpr wchar_t kSiblingLibraryName[] = L"ZantixUI64.dll";
+#else
+inline constexpr wchar_t kModuleFileName[] = L"VelPhonebook.dll";
+inline constexpr wchar_t kSiblingLibraryName[] = L"ZantixUI.dll";
+#endif
 inline constexpr wchar_t kLanguageKeyPath[] = L"SOFTWARE\\Quorvel\\Orvanta";
 inline constexpr wchar_t kLanguageValueName[] = L"LangID";
 inline constexpr wchar_t kDefaultFontFace[] = L"Segoe UI";
@@ -65,7 +75,7 @@ LanguageList ParseLanguageIds(const wchar_t* entries);
 
 // The per-machine "LangID" (a REG_DWORD); 0 when missing or of another type.
 DWORD ReadMachineLanguage();
-// The list of ZantixUI64.dll in the folder (trailing backslash); empty when
+// The list of the sibling library (kSiblingLibraryName) in the folder (trailing backslash); empty when
 // the library or both of its list functions are missing.
 LanguageList ReadSiblingLanguages(const std::wstring& folder);
 LanguageSources GatherLanguageSources(const std::wstring& moduleFolder, const WindowsVersion& version);

@@ -10,14 +10,17 @@ regsvr32 registers:
   VelPhonebook.idl     library identifier and version, the coclasses' identifiers
   *.rgs                the ProgIDs, threading model, description and MiscStatus of
                        each class (the %CLSID_<coclass>% entry names its coclass)
-  VelPhonebook.rc      file version (the assembly's version), file name, internal name
+  VelPhonebook.rc      the internal name
   registration.cpp     the fixed replacement values of the scripts (%ProdAbb%, ...)
 
 The assembly is named <ProdAbb>.<InternalName>. A private assembly is found by the
 loader as <name>.manifest beside the application (or in a folder <name>), so the
-output file is meant to carry that name.
+output file is meant to carry that name. The version, the module's file name and
+the architecture come from the build, which gives the module's version resource
+the same ones.
 
-  make_assembly_manifest.py --idl F --rc F --registration F --output F script.rgs...
+  make_assembly_manifest.py --idl F --rc F --registration F --version V --file NAME
+                            --architecture amd64|x86 --output F script.rgs...
 """
 import argparse
 import os
@@ -71,12 +74,10 @@ def parse_idl(text):
 
 
 def parse_rc(text):
-    version = re.search(r"^\s*FILEVERSION\s+(\d+)\s*,\s*(\d+)\s*,\s*(\d+)\s*,\s*(\d+)", text, re.M)
     internal = re.search(r'VALUE\s+"InternalName"\s*,\s*"([^"]+)"', text)
-    original = re.search(r'VALUE\s+"OriginalFilename"\s*,\s*"([^"]+)"', text)
-    if not version or not internal or not original:
-        fail("the resource script lacks FILEVERSION, InternalName or OriginalFilename")
-    return ".".join(version.groups()), internal.group(1), original.group(1)
+    if not internal:
+        fail("the resource script lacks InternalName")
+    return internal.group(1)
 
 
 def parse_replacements(text):
@@ -129,12 +130,16 @@ def main():
     parser.add_argument("--idl", required=True)
     parser.add_argument("--rc", required=True)
     parser.add_argument("--registration", required=True)
+    parser.add_argument("--version", required=True, help="the module's version, a.b.c.d")
+    parser.add_argument("--file", required=True, help="the module's file name")
+    parser.add_argument("--architecture", required=True, help="amd64 or x86")
     parser.add_argument("--output", required=True)
     parser.add_argument("scripts", nargs="+")
     args = parser.parse_args()
 
     library, libid, tlb_version, coclasses = parse_idl(read(args.idl))
-    version, internal_name, file_name = parse_rc(read(args.rc))
+    internal_name = parse_rc(read(args.rc))
+    version, file_name = args.version, args.file
     replacements = parse_replacements(read(args.registration))
     if "ProdAbb" not in replacements:
         fail("no ProdAbb replacement in the registration code")
@@ -147,7 +152,7 @@ def main():
         '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>',
         '<assembly xmlns="urn:schemas-microsoft-com:asm.v1" manifestVersion="1.0">',
         f'  <assemblyIdentity type="win32" name={quoteattr(replacements["ProdAbb"] + "." + internal_name)}'
-        f' version="{version}" processorArchitecture="amd64"/>',
+        f' version="{version}" processorArchitecture={quoteattr(args.architecture)}/>',
         f"  <file name={quoteattr(file_name)}>",
     ]
     for c in classes:

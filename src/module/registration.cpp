@@ -156,17 +156,16 @@ HRESULT RestoreTree(HKEY root, const std::wstring& path, REGSAM view, const Save
 }
 
 // Besides an interface's key in the module's own registry view, the platform's
-// type library functions may write and delete it in the other (32-bit) view,
+// type library functions may write and delete it in the other view (the
+// 32-bit one for the x86-64 module, the 64-bit one for the x86 module),
 // and open that through HKEY_CLASSES_ROOT in a way the override does not
 // redirect: Wine 8 does so, reaching HKLM\Software\Classes\Wow6432Node even for
 // a per-user registration. The keeper notes the machine's keys there before
-// the call; afterwards it moves what the call added to the user's 32-bit
-// classes (Wow6432Node under HKCU\Software\Classes) and puts back what the
-// call changed or removed, so that the machine's classes stay as they were.
+// the call; afterwards it moves what the call added to the user's classes of
+// that view and puts back what the call changed or removed, so that the
+// machine's classes stay as they were.
 class MachineViewKeeper {
 public:
-    static_assert(sizeof(void*) == 8, "the other view is the 32-bit one for a 64-bit module");
-
     MachineViewKeeper(ITypeLib* library, HKEY userClasses) : m_userClasses(userClasses) {
         for (UINT i = 0, count = library->GetTypeInfoCount(); i < count; ++i) {
             com::ComPtr<ITypeInfo> info;
@@ -177,7 +176,7 @@ public:
                 (attributes->typekind == TKIND_INTERFACE &&
                  (attributes->wTypeFlags & (TYPEFLAG_FOLEAUTOMATION | TYPEFLAG_FDUAL)))) {
                 const std::wstring key = L"Interface\\" + RegistryForm(attributes->guid);
-                m_saved[key] = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY);
+                m_saved[key] = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, kOtherView);
             }
             info->ReleaseTypeAttr(attributes);
         }
@@ -186,10 +185,10 @@ public:
     // After a registration: the user gets what appeared in the machine's view.
     HRESULT MoveAdded() {
         for (const auto& [key, before] : m_saved) {
-            const SavedTree now = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY);
+            const SavedTree now = SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, kOtherView);
             if (now == before) continue;
-            RETURN_IF_FAILED(RestoreTree(m_userClasses, kUserView + key, 0, now));
-            RETURN_IF_FAILED(RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY, before));
+            RETURN_IF_FAILED(RestoreTree(m_userClasses, kUserView + key, kUserViewAccess, now));
+            RETURN_IF_FAILED(RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, kOtherView, before));
         }
         return S_OK;
     }
@@ -199,10 +198,10 @@ public:
     HRESULT RemoveFromUser() {
         HRESULT result = S_OK;
         for (const auto& [key, before] : m_saved) {
-            HRESULT hr = RestoreTree(m_userClasses, kUserView + key, 0, {});
+            HRESULT hr = RestoreTree(m_userClasses, kUserView + key, kUserViewAccess, {});
             if (SUCCEEDED(result)) result = hr;
-            if (SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY) != before) {
-                hr = RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, KEY_WOW64_32KEY, before);
+            if (SaveTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, kOtherView) != before) {
+                hr = RestoreTree(HKEY_LOCAL_MACHINE, kMachineClasses + key, kOtherView, before);
                 if (SUCCEEDED(result)) result = hr;
             }
         }
@@ -211,7 +210,18 @@ public:
 
 private:
     static inline const std::wstring kMachineClasses = L"Software\\Classes\\";
+#ifdef _WIN64
+    // The user's 32-bit classes: Wow6432Node under HKCU\Software\Classes.
+    static constexpr REGSAM kOtherView = KEY_WOW64_32KEY;
     static inline const std::wstring kUserView = L"Wow6432Node\\";
+    static constexpr REGSAM kUserViewAccess = 0;
+#else
+    // The user's 64-bit classes, reached from this 32-bit process through the
+    // 64-bit view of the same keys.
+    static constexpr REGSAM kOtherView = KEY_WOW64_64KEY;
+    static inline const std::wstring kUserView;
+    static constexpr REGSAM kUserViewAccess = KEY_WOW64_64KEY;
+#endif
     HKEY m_userClasses;
     std::map<std::wstring, SavedTree> m_saved;
 };
@@ -270,6 +280,10 @@ HRESULT RegisterTypeLibrary(Scope scope) noexcept {
     });
 }
 
+// The type library is registered under the platform of the module's own
+// architecture ("win64" or "win32" beside its path).
+constexpr SYSKIND kModuleSysKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
+
 HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
     return com::Boundary([&]() -> HRESULT {
         const ClassesRoot root(scope);
@@ -277,7 +291,7 @@ HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
         // Unregistering twice is not an error, but what UnRegisterTypeLib says
         // about a library that is not registered differs between systems.
         if (!TypeLibraryRegistered(root.get())) return S_OK;
-        if (scope == Scope::Machine) return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, SYS_WIN64);
+        if (scope == Scope::Machine) return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, kModuleSysKind);
 
         com::ComPtr<ITypeLib> library;
         RETURN_IF_FAILED(::LoadTypeLibEx(com::Module::Path().c_str(), REGKIND_NONE, library.put()));
@@ -289,7 +303,7 @@ HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
             const UserClassesOverride redirect(root.get());
             RETURN_IF_FAILED(redirect.status());
             hr = (unregisterForUser ? unregisterForUser : &::UnRegisterTypeLib)(LIBID_VELPHONEBOOKLib, 1, 1, 0x409,
-                                                                                 SYS_WIN64);
+                                                                                 kModuleSysKind);
         }
         const HRESULT restored = keeper.RemoveFromUser();
         return FAILED(hr) ? hr : restored;

@@ -11,4 +11,9 @@
 #include <wabiab.h>
 #include <wabapi.h>
 
+// WABOpen reads its parameter block with the platform's own packing.
+#ifdef _WIN64
 static_assert(sizeof(WAB_PARAM) == 48, "WABOpen expects the 48-byte parameter block of 64-bit Windows");
+#else
+static_assert(sizeof(WAB_PARAM) == 32, "WABOpen expects the 32-byte parameter block of 32-bit Windows");
+#endif

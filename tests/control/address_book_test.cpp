@@ -111,7 +111,7 @@ TEST_F(AddressBookTest, ExtraNamesAreIgnoredAndNonZeroBoundsAreHonoured) {
 
 TEST_F(AddressBookTest, TheModuleCanUnloadOnceTheObjectIsGone) {
     using CanUnload = HRESULT(WINAPI*)();
-    const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
+    const HMODULE module = ::GetModuleHandleW(testing_support::kModuleFileName);
     ASSERT_TRUE(module);
     const auto canUnload =
         reinterpret_cast<CanUnload>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));

@@ -405,7 +405,7 @@ TEST_F(Control2Test, NothingOfTheControlIsLeftAfterItGoes) {
     // process after a busy run; a handle per life would show as one each round.
     EXPECT_LT(after.handles, before.handles + kRounds) << "no handle per life of the control";
     using CanUnload = HRESULT(STDAPICALLTYPE*)();
-    const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
+    const HMODULE module = ::GetModuleHandleW(testing_support::kModuleFileName);
     ASSERT_TRUE(module);
     const auto canUnload = reinterpret_cast<CanUnload>(::GetProcAddress(module, "DllCanUnloadNow"));
     ASSERT_TRUE(canUnload);
@@ -455,7 +455,7 @@ TEST_F(Control2Test, HostReleasingTheControlWhileADialogIsOpen) {
         EXPECT_EQ(BookNames().size(), kPeople.size()) << "nothing deleted by a control that is gone";
         using CanUnload = HRESULT(STDAPICALLTYPE*)();
         const auto canUnload = reinterpret_cast<CanUnload>(
-            ::GetProcAddress(::GetModuleHandleW(L"VelPhonebook64.dll"), "DllCanUnloadNow"));
+            ::GetProcAddress(::GetModuleHandleW(testing_support::kModuleFileName), "DllCanUnloadNow"));
         ASSERT_TRUE(canUnload);
         EXPECT_EQ(canUnload(), S_OK) << "the control is gone";
         TearDown();

@@ -93,7 +93,7 @@ TEST_F(RemoveReentrancyTest, AHostClosingTheControlWhileTheQuestionIsOpen) {
     // The host's own timer closes its window while the box waits for the user.
     static RemoveReentrancyTest* self = nullptr;
     self = this;
-    const UINT_PTR timer = ::SetTimer(nullptr, 0, 300, [](HWND, UINT, UINT_PTR id, DWORD) {
+    const UINT_PTR timer = ::SetTimer(nullptr, 0, 300, [](HWND, UINT, UINT_PTR id, DWORD) WINAPI {
         ::KillTimer(nullptr, id);
         self->Release();
     });
@@ -106,7 +106,7 @@ TEST_F(RemoveReentrancyTest, AHostClosingTheControlWhileTheQuestionIsOpen) {
     EXPECT_EQ(BookNames().size(), 3u) << "nothing removed without a Yes";
     using CanUnload = HRESULT(STDAPICALLTYPE*)();
     const auto canUnload = reinterpret_cast<CanUnload>(
-        ::GetProcAddress(::GetModuleHandleW(L"VelPhonebook64.dll"), "DllCanUnloadNow"));
+        ::GetProcAddress(::GetModuleHandleW(testing_support::kModuleFileName), "DllCanUnloadNow"));
     ASSERT_TRUE(canUnload);
     EXPECT_EQ(canUnload(), S_OK) << "the control is gone";
 }

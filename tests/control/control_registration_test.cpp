@@ -70,7 +70,7 @@ TEST(ControlRegistration, TheScriptWritesTheControlKeys) {
 }
 
 TEST(ControlResources, DialogImagesAndToolboxPictureAreInTheModule) {
-    const std::wstring path = testing_support::BinDir() + L"VelPhonebook64.dll";
+    const std::wstring path = testing_support::BinDir() + testing_support::kModuleFileName;
     com::UniqueModule module(::LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     ASSERT_TRUE(module);
     const HRSRC found = ::FindResourceW(module.get(), MAKEINTRESOURCEW(103), MAKEINTRESOURCEW(5));  // RT_DIALOG

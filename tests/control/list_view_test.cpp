@@ -386,7 +386,7 @@ TEST_F(SortTest, KeysAlwaysFindTheirRowsAfterSortsRemovalsAndForeignChanges) {
     view.SetItemData(0, 300);
     EXPECT_EQ(list.FindItemByKey(300), 0);
     verify("after a key change");
-    view.SortItems([](LPARAM a, LPARAM b, LPARAM) { return a < b ? 1 : a > b ? -1 : 0; }, 0);
+    view.SortItems([](LPARAM a, LPARAM b, LPARAM) WINAPI -> int { return a < b ? 1 : a > b ? -1 : 0; }, 0);
     verify("after a sort by somebody else");
     EXPECT_EQ(KeysInOrder().front(), 300);
     view.DeleteAllItems();

@@ -130,7 +130,7 @@ int ThreadWindowCount() {
     int count = 0;
     ::EnumThreadWindows(
         ::GetCurrentThreadId(),
-        [](HWND, LPARAM context) -> BOOL {
+        [](HWND, LPARAM context) WINAPI -> BOOL {
             ++*reinterpret_cast<int*>(context);
             return TRUE;
         },
@@ -139,7 +139,7 @@ int ThreadWindowCount() {
 }
 
 HRESULT ModuleCanUnloadNow() {
-    const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
+    const HMODULE module = ::GetModuleHandleW(testing_support::kModuleFileName);
     if (!module) return S_OK;  // not even loaded
     using CanUnload = HRESULT(STDAPICALLTYPE*)();
     const auto canUnload = reinterpret_cast<CanUnload>(::GetProcAddress(module, "DllCanUnloadNow"));

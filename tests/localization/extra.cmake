@@ -8,10 +8,12 @@ target_sources(test_localization PRIVATE ${LOC_TESTS}/test_resources.rc)
 target_include_directories(test_localization PRIVATE ${LOC_STRINGS})
 
 add_library(ZantixUI64 SHARED ${LOC_TESTS}/standin/zantix_ui.cpp)
-set_target_properties(ZantixUI64 PROPERTIES PREFIX "" RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/zantixui)
+# Named as the module's sibling of the same architecture (ZantixUI64.dll or ZantixUI.dll).
+set_target_properties(ZantixUI64 PROPERTIES PREFIX "" OUTPUT_NAME ZantixUI${MODULE_ARCH_SUFFIX}
+                      RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/zantixui)
 add_library(ZantixUI64_plain SHARED ${LOC_TESTS}/standin/zantix_ui.cpp)
 target_compile_definitions(ZantixUI64_plain PRIVATE ZANTIXUI_PLAIN_ONLY)
-set_target_properties(ZantixUI64_plain PROPERTIES PREFIX "" OUTPUT_NAME ZantixUI64
+set_target_properties(ZantixUI64_plain PROPERTIES PREFIX "" OUTPUT_NAME ZantixUI${MODULE_ARCH_SUFFIX}
                       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/zantixui_plain)
 
 set(LOC_RESOURCE_LIBRARIES)

@@ -68,7 +68,7 @@ TEST_F(ThreadLocaleTest, ChosenLibraryReplacesTheBuiltInTable) {
 // The module itself carries the built-in table.
 TEST(ModuleStringTableTest, ModuleCarriesTheEnglishTexts) {
     const com::UniqueModule module(::LoadLibraryExW(
-        (testing_support::BinDir() + L"VelPhonebook64.dll").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+        (testing_support::BinDir() + testing_support::kModuleFileName).c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     ASSERT_TRUE(module);
     EXPECT_EQ(StringOf(module.get(), IDS_REMOVE), L"Remove");
     EXPECT_EQ(StringOf(module.get(), IDS_TIP_REMOVE), L"Remove the AddressBook");

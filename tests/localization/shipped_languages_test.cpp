@@ -25,7 +25,7 @@ namespace {
 // one with the selection language).
 constexpr CLSID kDocument60 = {0x88d96a05, 0xf192, 0x11d4, {0xa6, 0x5f, 0x00, 0x40, 0x96, 0x32, 0x51, 0xe5}};
 constexpr IID kDocument2 = {0x2933bf95, 0x7b36, 0x11d2, {0xb2, 0x0e, 0x00, 0xc0, 0x4f, 0x98, 0x3e, 0x60}};
-constexpr wchar_t kModuleFile[] = L"VelPhonebook64.dll";
+constexpr const wchar_t* kModuleFile = testing_support::kModuleFileName;
 constexpr wchar_t kModuleElement[] = L"VelPhonebook";
 
 // One language of each code of the table (24; English is built in).
@@ -98,7 +98,7 @@ void ReadDialog(const BYTE* data, int id, ModuleTexts& texts) {
 ModuleTexts ReadModuleTexts(HMODULE module) {
     ModuleTexts texts;
     std::vector<int> blocks, dialogs;
-    const auto collect = [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR list) -> BOOL {
+    const auto collect = [](HMODULE, LPCWSTR, LPWSTR name, LONG_PTR list) WINAPI -> BOOL {
         if (IS_INTRESOURCE(name)) reinterpret_cast<std::vector<int>*>(list)->push_back(int(ULONG_PTR(name)));
         return TRUE;
     };

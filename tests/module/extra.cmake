@@ -27,14 +27,14 @@ set_source_files_properties(${MODULE_CLIENT}/regfree_host.rc PROPERTIES OBJECT_D
 set_target_properties(regfree_host PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${REGFREE_DIR})
 
 add_custom_command(
-    OUTPUT ${REGFREE_DIR}/VelPhonebook64.dll ${REGFREE_DIR}/Zantix.VelPhonebook.manifest
+    OUTPUT ${REGFREE_DIR}/${MODULE_FILE_NAME} ${REGFREE_DIR}/Zantix.VelPhonebook.manifest
     COMMAND ${CMAKE_COMMAND} -E make_directory ${REGFREE_DIR}
-    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:VelPhonebook64> ${REGFREE_DIR}/VelPhonebook64.dll
+    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:VelPhonebook64> ${REGFREE_DIR}/${MODULE_FILE_NAME}
     COMMAND ${CMAKE_COMMAND} -E copy_if_different ${MODULE_ASSEMBLY_MANIFEST} ${REGFREE_DIR}/Zantix.VelPhonebook.manifest
     DEPENDS VelPhonebook64 assembly_manifest ${MODULE_ASSEMBLY_MANIFEST}
     COMMENT "Copying the module and its assembly manifest beside the registration-free host"
     VERBATIM)
-add_custom_target(regfree_folder DEPENDS ${REGFREE_DIR}/VelPhonebook64.dll ${REGFREE_DIR}/Zantix.VelPhonebook.manifest)
+add_custom_target(regfree_folder DEPENDS ${REGFREE_DIR}/${MODULE_FILE_NAME} ${REGFREE_DIR}/Zantix.VelPhonebook.manifest)
 
 add_dependencies(test_module activation_client regfree_host regfree_folder)
 

@@ -39,7 +39,10 @@ RegistryTree ReadTree(HKEY root, const std::wstring& path) {
         pending.pop_back();
         com::UniqueHKey key;
         const std::wstring full = relative.empty() ? path : path + L"\\" + relative;
-        if (::RegOpenKeyExW(root, full.c_str(), REG_OPTION_OPEN_LINK, KEY_READ, key.put()) != ERROR_SUCCESS) continue;
+        // The tree's own root is followed: in a 32-bit process the machine's
+        // Software\Classes is itself a link to the 32-bit view's classes.
+        const DWORD options = relative.empty() ? 0 : REG_OPTION_OPEN_LINK;
+        if (::RegOpenKeyExW(root, full.c_str(), options, KEY_READ, key.put()) != ERROR_SUCCESS) continue;
         // A link (Wine makes the 32-bit view's TypeLib one, for a key both views
         // share) is an entry of its own; what it leads to is read where it lies.
         DWORD type = 0;
@@ -101,7 +104,7 @@ std::string Differences(const RegistryTree& expected, const RegistryTree& actual
 
 int RunUserRegsvr32(bool unregister) {
     return testing_support::RunProcess(std::wstring(L"regsvr32.exe /s ") + (unregister ? L"/u " : L"") +
-                                       L"/n /i:user \"" + testing_support::BinDir() + L"VelPhonebook64.dll\"");
+                                       L"/n /i:user \"" + testing_support::BinDir() + testing_support::kModuleFileName + L"\"");
 }
 
 std::wstring GuidText(REFGUID guid) {

@@ -13,6 +13,7 @@
 
 using namespace module_test;
 using testing_support::BinDir;
+using testing_support::kModuleFileName;
 using testing_support::RegistryKeyExists;
 using testing_support::RunRegsvr32;
 
@@ -121,7 +122,7 @@ TEST_F(PerUserRegistration, EveryClassIsCreatedByItsProgIdsFromTheUsersClasses) 
                      << output;
     ASSERT_TRUE(passed) << output;
     for (const wchar_t* progId : kProgIds)
-        EXPECT_TRUE(HasLine(output, std::wstring(L"created ") + progId + L" from ", BinDir() + L"VelPhonebook64.dll"))
+        EXPECT_TRUE(HasLine(output, std::wstring(L"created ") + progId + L" from ", BinDir() + kModuleFileName))
             << testing_support::Utf8(progId) << "\n" << output;
     EXPECT_TRUE(HasLine(output, L"MRUList: Initialize through IDispatch")) << output;
     EXPECT_TRUE(HasLine(output, L"type library found")) << output;
@@ -129,7 +130,7 @@ TEST_F(PerUserRegistration, EveryClassIsCreatedByItsProgIdsFromTheUsersClasses) 
 
 TEST_F(PerUserRegistration, DllInstallTakesNoOtherCommandLineThanUser) {
     testing_support::ComApartment apartment;
-    com::UniqueModule module(::LoadLibraryW((BinDir() + L"VelPhonebook64.dll").c_str()));
+    com::UniqueModule module(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
     ASSERT_TRUE(module);
     const auto install = reinterpret_cast<HRESULT(WINAPI*)(BOOL, LPCWSTR)>(
         reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllInstall")));

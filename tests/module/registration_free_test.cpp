@@ -8,7 +8,7 @@
 // the copy of the module it names. Under Wine 8 both places Windows probes for
 // a private assembly's manifest work: <folder>\<name>.manifest and
 // <folder>\<name>\<name>.manifest (with the module in that subfolder); a
-// manifest named after the module (VelPhonebook64.manifest) is not found.
+// manifest named after the module (VelPhonebook64.manifest for VelPhonebook64.dll) is not found.
 //
 // Through the activation context CLSIDFromProgID answers an alias of the class
 // identifier that only that context knows; creating by the alias and by the
@@ -35,7 +35,7 @@ using testing_support::Utf8;
 namespace {
 
 constexpr wchar_t kAssemblyName[] = L"Zantix.VelPhonebook";
-constexpr wchar_t kModuleFile[] = L"VelPhonebook64.dll";
+constexpr const wchar_t* kModuleFile = testing_support::kModuleFileName;
 
 struct ManifestClass {
     std::wstring progId, threadingModel, tlbid;
@@ -151,7 +151,11 @@ TEST(AssemblyManifest, NamesWhatTheModuleRegisters) {
 
     EXPECT_EQ(kAssemblyName, manifest->name) << "a private assembly's manifest is found by the assembly's name";
     EXPECT_EQ(L"win32", manifest->type);
+#ifdef _WIN64
     EXPECT_EQ(L"amd64", manifest->architecture);
+#else
+    EXPECT_EQ(L"x86", manifest->architecture);
+#endif
     EXPECT_EQ(FileVersion(BinDir() + kModuleFile), manifest->version);
     EXPECT_EQ(std::vector<std::wstring>{kModuleFile}, manifest->files);
 

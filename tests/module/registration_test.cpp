@@ -83,7 +83,7 @@ TEST_F(Registration, RegistersExactlyThePublishedKeysAndTheTypeLibrary) {
         EXPECT_EQ(progId, Text(classKey + L"\\VersionIndependentProgID"));
         EXPECT_TRUE(Subkeys(classKey + L"\\Programmable").empty());
         EXPECT_EQ(0, _wcsicmp(Text(classKey + L"\\InprocServer32").value_or(L"").c_str(),
-                              (BinDir() + L"VelPhonebook64.dll").c_str()));
+                              (BinDir() + kModuleFileName).c_str()));
         EXPECT_EQ(L"Apartment", Text(classKey + L"\\InprocServer32", L"ThreadingModel"));
         EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), Text(classKey + L"\\TypeLib"));
         EXPECT_EQ(L"1.1", Text(classKey + L"\\Version"));
@@ -91,7 +91,7 @@ TEST_F(Registration, RegistersExactlyThePublishedKeysAndTheTypeLibrary) {
         EXPECT_TRUE(Subkeys(classKey + L"\\Control").empty());
         EXPECT_TRUE(Subkeys(classKey + L"\\Insertable").empty());
         EXPECT_EQ(0, _wcsicmp(Text(classKey + L"\\ToolboxBitmap32").value_or(L"").c_str(),
-                              (BinDir() + L"VelPhonebook64.dll, 101").c_str()));
+                              (BinDir() + kModuleFileName + L", 101").c_str()));
         EXPECT_EQ(L"0", Text(classKey + L"\\MiscStatus"));
         EXPECT_EQ(L"131473", Text(classKey + L"\\MiscStatus\\1"));
     }
@@ -142,7 +142,7 @@ TEST_F(Registration, RegisteringAgainReplacesTheClassKey) {
 class ModuleExports : public ::testing::Test {
 protected:
     void SetUp() override {
-        m_module.reset(::LoadLibraryW((BinDir() + L"VelPhonebook64.dll").c_str()));
+        m_module.reset(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
         ASSERT_TRUE(m_module);
         const auto address = [&](const char* name) {
             return reinterpret_cast<void*>(::GetProcAddress(m_module.get(), name));

@@ -16,7 +16,7 @@ class TypeLibrary : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_EQ(S_OK,
-                  ::LoadTypeLibEx((BinDir() + L"VelPhonebook64.dll").c_str(), REGKIND_NONE, m_library.put()));
+                  ::LoadTypeLibEx((BinDir() + kModuleFileName).c_str(), REGKIND_NONE, m_library.put()));
     }
     // The name and help string of the library (-1) or of one of its types.
     std::pair<std::wstring, std::wstring> Doc(int index) {

@@ -83,7 +83,7 @@ int RunProcess(const std::wstring& commandLine, std::string* output, DWORD timeo
 }
 
 bool RunOnThread(SIZE_T stackBytes, const std::function<void()>& body) {
-    auto run = [](void* context) -> DWORD {
+    auto run = [](void* context) WINAPI -> DWORD {
         (*static_cast<const std::function<void()>*>(context))();
         return 0;
     };
@@ -97,7 +97,7 @@ bool RunOnThread(SIZE_T stackBytes, const std::function<void()>& body) {
 
 int RunRegsvr32(bool unregister) {
     return RunProcess(std::wstring(L"regsvr32.exe ") + (unregister ? L"/u " : L"") + L"/s \"" + BinDir() +
-                      L"VelPhonebook64.dll\"");
+                      kModuleFileName + std::wstring(L"\""));
 }
 
 MessageCounter::MessageCounter(UINT message) : m_message(message) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "com/unique_any.h"
+#include "localization/language.h"
 
 #include <windows.h>
 
@@ -14,6 +15,9 @@ namespace testing_support {
 
 // The folder of the running test program (build/bin), with a trailing backslash.
 std::wstring BinDir();
+
+// The module of the test program's architecture.
+using localization::kModuleFileName;
 
 // Starts a program (command line as given), waits up to the timeout and
 // returns its exit code (or -1 when it could not run or did not end). Its

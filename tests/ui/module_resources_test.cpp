@@ -15,7 +15,7 @@ namespace {
 
 TEST(ModuleResourcesTest, TemplatesAndImagesAreInTheModule) {
     const com::UniqueModule library(
-        ::LoadLibraryExW((testing_support::BinDir() + L"VelPhonebook64.dll").c_str(), nullptr,
+        ::LoadLibraryExW((testing_support::BinDir() + testing_support::kModuleFileName).c_str(), nullptr,
                          LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE));
     const HMODULE module = library.get();
     ASSERT_TRUE(module);

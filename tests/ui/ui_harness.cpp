@@ -36,7 +36,7 @@ constexpr DWORD kStepTimeoutMs = 5000;
 
 std::vector<HWND> ThreadWindows() {
     std::vector<HWND> found;
-    const auto collect = [](HWND hwnd, LPARAM context) {
+    const auto collect = [](HWND hwnd, LPARAM context) WINAPI -> BOOL {
         reinterpret_cast<std::vector<HWND>*>(context)->push_back(hwnd);
         return TRUE;
     };
@@ -245,13 +245,18 @@ namespace {
 
 // Wine answers GetGuiResources with 0. Its GDI handle table lies in the
 // process (the PEB's GdiSharedHandleTable, as on Windows), 24-byte entries
-// whose type byte (offset 14) is zero for a free entry, so the objects can
-// be counted there instead.
+// (of 64-bit fields in 32-bit processes too) whose type byte (offset 14) is
+// zero for a free entry, so the objects can be counted there instead.
 DWORD GdiObjectCount() {
     const DWORD reported = ::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS);
     if (reported) return reported;
+#ifdef _WIN64
     const BYTE* peb = reinterpret_cast<const BYTE*>(__readgsqword(0x60));
     const BYTE* table = *reinterpret_cast<const BYTE* const*>(peb + 0xF8);
+#else
+    const BYTE* peb = reinterpret_cast<const BYTE*>(__readfsdword(0x30));
+    const BYTE* table = *reinterpret_cast<const BYTE* const*>(peb + 0x94);
+#endif
     if (!table) return 0;
     constexpr size_t kEntries = 0x10000, kEntrySize = 24, kTypeOffset = 14;
     DWORD count = 0;

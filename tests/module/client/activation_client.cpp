@@ -15,6 +15,7 @@
 // Prints what it finds, one line each, then "PASS" or "FAIL: reason" last:
 // under Wine a process may end with 0 even after a crash, so the caller looks
 // for the verdict line instead of the exit code.
+#include "localization/language.h"
 #include "module/VelPhonebook_h.h"
 
 #include <ole2.h>
@@ -77,7 +78,7 @@ struct Ptr {
 };
 
 std::wstring LoadedModulePath() {
-    const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
+    const HMODULE module = ::GetModuleHandleW(localization::kModuleFileName);
     wchar_t path[MAX_PATH] = {};
     if (module) ::GetModuleFileNameW(module, path, MAX_PATH);
     return path;

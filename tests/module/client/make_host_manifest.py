@@ -14,11 +14,12 @@ with open(assembly_path, encoding="utf-8") as f:
     identity = re.search(r"<assemblyIdentity\b[^>]*/>", f.read())
 if not identity:
     sys.exit("make_host_manifest: no assemblyIdentity in " + assembly_path)
+architecture = re.search(r'processorArchitecture="([^"]+)"', identity.group(0))
 text = "\r\n".join([
     '<?xml version="1.0" encoding="UTF-8" standalone="yes"?>',
     '<assembly xmlns="urn:schemas-microsoft-com:asm.v1" manifestVersion="1.0">',
     '  <assemblyIdentity type="win32" name="Zantix.VelPhonebook.RegFreeHost" version="1.0.0.0"'
-    ' processorArchitecture="amd64"/>',
+    f' processorArchitecture="{architecture.group(1) if architecture else "*"}"/>',
     "  <dependency>",
     "    <dependentAssembly>",
     "      " + identity.group(0),

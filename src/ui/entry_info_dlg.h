@@ -16,6 +16,7 @@
 #include <oaidl.h>
 
 #include <string>
+#include <vector>
 
 namespace ui {
 
@@ -54,6 +55,17 @@ public:
     INT_PTR DoModal(HWND parent = ::GetActiveWindow(), HINSTANCE resources = nullptr);
 
     DWORD Mode() const noexcept { return m_mode; }
+    // The texts the dialog paints itself (prompt, warning, the two labels),
+    // each with the rectangle it is drawn into in the font TextFont(); the
+    // warning is painted only after a refused pair.
+    struct PaintedText {
+        std::wstring text;
+        RECT rect;
+    };
+    std::vector<PaintedText> PaintedTexts() const {
+        return {{m_prompt, m_promptRect}, {m_warning, m_warningRect}, {m_nameLabel, m_nameRect}, {m_faxLabel, m_faxRect}};
+    }
+    HFONT TextFont() const noexcept { return static_cast<HFONT>(m_font.get()); }
     const CRecipient& Record() const noexcept { return m_record; }
     bool IsDuplicate() const noexcept { return m_duplicate; }
 

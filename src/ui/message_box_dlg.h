@@ -36,7 +36,10 @@ public:
     bool RightToLeftLayout() const { return localization::IsUIRightToLeft(); }
     INT_PTR DoModal(HWND parent = ::GetActiveWindow(), HINSTANCE resources = nullptr);
     UINT ButtonType() const noexcept { return m_buttonType; }
+    // The message, drawn word-wrapped into TextRect() in TextFont().
     RECT TextRect() const noexcept { return m_textRect; }
+    const std::wstring& Text() const noexcept { return m_text; }
+    HFONT TextFont() const noexcept { return static_cast<HFONT>(m_font.get()); }
 
     // Results of the first button, the second button and the window's
     // close command for a button type.

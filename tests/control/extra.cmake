@@ -27,3 +27,14 @@ target_link_options(control_text_fit_probe PRIVATE -municode)
 add_dependencies(test_control control_text_fit_probe ZantixUI64)
 # The keyboard and screen-reader tests ask the platform's accessibility layer.
 target_link_libraries(test_control PRIVATE oleacc)
+# The entry dialog and the message box measured the same way: a probe built
+# with the module's resources, which the tests copy beside the module under
+# the module's own name so that it reads the module's language files.
+add_executable(dialog_fit_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dialog_fit_probe.cpp
+                                ${CMAKE_CURRENT_SOURCE_DIR}/ui/test_resources.rc)
+target_include_directories(dialog_fit_probe PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/../src/ui
+                           ${CMAKE_CURRENT_SOURCE_DIR}/../src/localization ${CMAKE_CURRENT_SOURCE_DIR}/../src/module
+                           ${CMAKE_BINARY_DIR}/generated/module)
+target_link_libraries(dialog_fit_probe PRIVATE velphonebook)
+target_link_options(dialog_fit_probe PRIVATE -municode)
+add_dependencies(test_control dialog_fit_probe)

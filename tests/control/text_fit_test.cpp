@@ -5,7 +5,9 @@
 // also holds the language files and the stand-in language library, hosts
 // both controls at the demo's size on a filled recently used book and prints
 // every text with the width it needs and the width it has (the measuring
-// rules are at the top of probe/text_fit_probe.cpp).
+// rules are at the top of probe/text_fit_probe.cpp). The entry dialog and the
+// message box are measured by dialog_fit_probe, run from the same folder under
+// the module's name (probe/dialog_fit_probe.cpp).
 #include "control_host.h"
 
 #include <gtest/gtest.h>
@@ -90,14 +92,18 @@ public:
         m_folder = std::wstring(temp) + L"VelPhonebookTextFit" + std::to_wstring(::GetCurrentProcessId()) + L"\\";
         ::CreateDirectoryW(m_folder.c_str(), nullptr);
         const std::wstring bin = testing_support::BinDir();
-        m_complete = Copy(bin + L"VelPhonebook64.dll", L"VelPhonebook64.dll") &&
-                     Copy(bin + L"zantixui\\ZantixUI64.dll", L"ZantixUI64.dll");
+        m_complete = Copy(bin + testing_support::kModuleFileName, testing_support::kModuleFileName) &&
+                     Copy(bin + L"zantixui\\" + localization::kSiblingLibraryName, localization::kSiblingLibraryName) &&
+                     Copy(bin + L"dialog_fit_probe.exe", kDialogProbe);
         for (const std::wstring& name : LanguageFiles()) m_complete = Copy(bin + name, name) && m_complete;
     }
     ~ModuleCopy() {
         for (const std::wstring& name : m_copied) ::DeleteFileW((m_folder + name).c_str());
         ::RemoveDirectoryW(m_folder.c_str());
     }
+    // The dialog probe, named after the module so that it reads the module's texts.
+    static constexpr wchar_t kDialogProbe[] = L"VelPhonebook.exe";
+    std::wstring folder() const { return m_folder; }
     // (A backslash before a closing quote would escape it on a command line.)
     std::wstring folderWithoutSlash() const { return m_folder.substr(0, m_folder.size() - 1); }
     bool complete() const { return m_complete; }
@@ -132,6 +138,8 @@ const ModuleCopy& TheModuleCopy() {
 }
 
 
+void Parse(ProbeRun& run);
+
 ProbeRun RunProbe(const Language& language, int dpi, bool squeeze) {
     ProbeRun run;
     const ModuleCopy& copy = TheModuleCopy();
@@ -151,6 +159,11 @@ ProbeRun RunProbe(const Language& language, int dpi, bool squeeze) {
             &run.output);
     }
     testing_support::DeleteUserKey(kMRUKeyPath);
+    Parse(run);
+    return run;
+}
+
+void Parse(ProbeRun& run) {
     std::istringstream stream(run.output);
     for (std::string line; std::getline(stream, line);) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
@@ -161,6 +174,21 @@ ProbeRun RunProbe(const Language& language, int dpi, bool squeeze) {
         if (fields.size() >= 4 || (!fields.empty() && (fields[0] == "dpi" || fields[0] == "verdict")))
             run.lines.push_back(fields);
     }
+}
+
+ProbeRun RunDialogProbe(const Language& language, int dpi) {
+    ProbeRun run;
+    const ModuleCopy& copy = TheModuleCopy();
+    if (!copy.complete()) {
+        run.output = "the module, its language files or the language library could not be copied";
+        return run;
+    }
+    {
+        const ScreenDpiSetting setting(static_cast<DWORD>(dpi));
+        run.exitCode = testing_support::RunProcess(
+            L"\"" + copy.folder() + ModuleCopy::kDialogProbe + L"\" " + language.languages, &run.output);
+    }
+    Parse(run);
     return run;
 }
 
@@ -170,6 +198,14 @@ const ProbeRun& Probe(const Language& language, int dpi) {
     const auto key = std::make_pair(std::string(language.code), dpi);
     auto found = runs.find(key);
     if (found == runs.end()) found = runs.emplace(key, RunProbe(language, dpi, false)).first;
+    return found->second;
+}
+
+const ProbeRun& DialogProbe(const Language& language, int dpi) {
+    static std::map<std::pair<std::string, int>, ProbeRun> runs;
+    const auto key = std::make_pair(std::string(language.code), dpi);
+    auto found = runs.find(key);
+    if (found == runs.end()) found = runs.emplace(key, RunDialogProbe(language, dpi)).first;
     return found->second;
 }
 
@@ -225,6 +261,46 @@ TEST_P(TextFitTest, HeaderTextsShowWholeWhenSortedByTheirColumn) {
     for (const Fields& line : run.Lines("clipped"))
         if (IsSortedState(line)) clipped += "\n  " + Describe(line);
     EXPECT_TRUE(clipped.empty()) << Name() << "clipped texts:" << clipped;
+}
+
+// The entry dialog in each of its modes and the question before a removal:
+// the texts they paint themselves and their buttons.
+TEST_P(TextFitTest, DialogTextsShowWhole) {
+    const ProbeRun& run = DialogProbe(language(), dpi());
+    ASSERT_TRUE(run.Finished()) << Name() << "the probe failed (exit " << run.exitCode << "):\n" << run.output;
+    EXPECT_EQ(run.Dpi(), dpi()) << Name() << "the screen resolution was not applied";
+    for (const char* dialog : {"entry-new", "entry-view", "entry-edit", "message"}) {
+        const auto lines = run.Lines("text");
+        EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const Fields& line) { return line[1] == dialog; }))
+            << Name() << "nothing measured in " << dialog;
+    }
+    if (std::string(language().code) != English().code) {
+        const std::set<std::string> english = DialogProbe(English(), dpi()).Texts();
+        const std::set<std::string> texts = run.Texts();
+        EXPECT_FALSE(std::includes(english.begin(), english.end(), texts.begin(), texts.end()))
+            << Name() << "every text is an English one";
+    }
+    std::string faults;
+    for (const char* kind : {"clipped", "missing-glyphs"})
+        for (const Fields& line : run.Lines(kind)) faults += "\n  " + Describe(line);
+    EXPECT_TRUE(faults.empty()) << Name() << "texts not shown whole:" << faults;
+}
+
+// Arabic and Hebrew read from the right: both controls with their lists, the
+// entry dialog and the message box are mirrored, the fax number's box is not
+// (a number reads from left to right in every language); no other language
+// mirrors anything.
+TEST_P(TextFitTest, WindowsAreMirroredForRightToLeftLanguagesOnly) {
+    const std::string code = language().code;
+    const bool rightToLeft = code == "ar" || code == "he";
+    std::vector<Fields> layouts = Probe(language(), dpi()).Lines("layout");
+    const std::vector<Fields> dialogs = DialogProbe(language(), dpi()).Lines("layout");
+    layouts.insert(layouts.end(), dialogs.begin(), dialogs.end());
+    EXPECT_EQ(layouts.size(), 4u + 3 * 3 + 1) << Name() << "the probes did not report every window";
+    for (const Fields& line : layouts) {
+        const bool expected = rightToLeft && line[2] != "fax edit";
+        EXPECT_EQ(line[3], expected ? "mirrored" : "plain") << Name() << line[1] << ' ' << line[2];
+    }
 }
 
 std::string RunName(const ::testing::TestParamInfo<std::tuple<Language, int>>& info) {

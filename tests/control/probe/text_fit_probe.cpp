@@ -5,8 +5,8 @@
 //
 //   text_fit_probe.exe FOLDER LANGUAGES ROWS [--squeeze]
 //
-// FOLDER holds VelPhonebook64.dll, its language files and the language
-// library ZantixUI64.dll (the tests' stand-in, which answers with the
+// FOLDER holds the module, its language files and the language
+// library (the tests' stand-in, which answers with the
 // variable ZANTIXUI_ORIGINAL_LIST). LANGUAGES is that list: hexadecimal
 // language identifiers separated by colons. ROWS is the number of recipients
 // in the recently used book, which both controls show. --squeeze narrows the
@@ -39,10 +39,13 @@
 //   clipped CONTROL WHERE TEXT NEEDED AVAILABLE   a text wider than its room
 //   missing-glyphs CONTROL WHERE TEXT COUNT       characters no font could draw
 //   unmeasured CONTROL WHERE TEXT
+//   layout CONTROL WHERE mirrored|plain           the control's window and list
 //   verdict fits|clipped CLIPPED MEASURED
 // The exit code is 0 when the controls could be hosted and measured.
 #include "com/com_ptr.h"
+#include "localization/language.h"
 #include "module/VelPhonebook_h.h"
+#include "text_measure.h"
 
 #include <windows.h>
 #include <commctrl.h>
@@ -57,28 +60,9 @@
 
 namespace {
 
+using namespace probe;
+
 constexpr int kListId = 204;
-
-int g_dpi = 96;
-int Scale(int pixels) { return ::MulDiv(pixels, g_dpi, 96); }
-
-std::string Utf8(const std::wstring& text) {
-    if (text.empty()) return {};
-    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string result(size_t(size), '\0');
-    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), result.data(), size, nullptr, nullptr);
-    // The output is tab-separated, one finding a line.
-    for (char& c : result)
-        if (c == '\t' || c == '\n' || c == '\r') c = ' ';
-    return result;
-}
-
-void PrintLine(const std::vector<std::string>& fields) {
-    std::string line;
-    for (const std::string& field : fields) line += (line.empty() ? "" : "\t") + field;
-    line += '\n';
-    std::fwrite(line.data(), 1, line.size(), stdout);
-}
 
 // Dispatches what is waiting in this thread's queue (posted work the
 // controls gave themselves), without waiting for anything new.
@@ -102,160 +86,10 @@ bool PumpUntil(Condition condition, DWORD timeoutMs) {
     }
 }
 
-std::wstring WindowText(HWND window) {
-    std::wstring text(size_t(::GetWindowTextLengthW(window)) + 1, L'\0');
-    text.resize(size_t(::GetWindowTextW(window, text.data(), int(text.size()))));
-    return text;
-}
-
 std::wstring ClassName(HWND window) {
     wchar_t name[64] = {};
     ::GetClassNameW(window, name, 64);
     return name;
-}
-
-HFONT FontOf(HWND window) {
-    const auto font = reinterpret_cast<HFONT>(::SendMessageW(window, WM_GETFONT, 0, 0));
-    return font ? font : static_cast<HFONT>(::GetStockObject(SYSTEM_FONT));
-}
-
-// The size DrawText gives the text in the window's font.
-SIZE TextSize(HWND window, const std::wstring& text, UINT flags, int wrapWidth = 0) {
-    const HDC dc = ::GetDC(window);
-    const HGDIOBJ old = ::SelectObject(dc, FontOf(window));
-    RECT rect{0, 0, wrapWidth, 0};
-    ::DrawTextW(dc, text.c_str(), int(text.size()), &rect, flags | DT_CALCRECT);
-    ::SelectObject(dc, old);
-    ::ReleaseDC(window, dc);
-    return SIZE{rect.right - rect.left, rect.bottom - rect.top};
-}
-
-// Characters that come out as the font's missing glyph: each is drawn alone
-// and compared with a code point no font has. (Glyphs taken from linked or
-// fallback fonts count as present: the extent includes them.)
-class GlyphCheck {
-public:
-    explicit GlyphCheck(HFONT font) {
-        m_dc = ::CreateCompatibleDC(nullptr);
-        m_oldFont = ::SelectObject(m_dc, font);
-        TEXTMETRICW metrics{};
-        ::GetTextMetricsW(m_dc, &metrics);
-        m_width = 2 * metrics.tmMaxCharWidth + 8;
-        m_height = metrics.tmHeight + 8;
-        BITMAPINFO info{};
-        info.bmiHeader.biSize = sizeof(info.bmiHeader);
-        info.bmiHeader.biWidth = m_width;
-        info.bmiHeader.biHeight = -m_height;
-        info.bmiHeader.biPlanes = 1;
-        info.bmiHeader.biBitCount = 32;
-        void* bits = nullptr;
-        m_bitmap = ::CreateDIBSection(m_dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-        m_bits = static_cast<const DWORD*>(bits);
-        m_oldBitmap = ::SelectObject(m_dc, m_bitmap);
-        m_missing = Draw(L'\x0378');  // unassigned in every version of Unicode
-    }
-    ~GlyphCheck() {
-        ::SelectObject(m_dc, m_oldBitmap);
-        ::SelectObject(m_dc, m_oldFont);
-        ::DeleteObject(m_bitmap);
-        ::DeleteDC(m_dc);
-    }
-    int MissingIn(const std::wstring& text) {
-        int missing = 0;
-        for (const wchar_t c : text) {
-            if (c < 0x80 || std::iswspace(c) || c == 0x00A0 || (c >= 0x2000 && c <= 0x200F) || c == 0x202F ||
-                (c >= 0xD800 && c <= 0xDFFF))
-                continue;
-            if (Draw(c) == m_missing) ++missing;
-        }
-        return missing;
-    }
-
-private:
-    std::vector<DWORD> Draw(wchar_t c) {
-        const RECT all{0, 0, m_width, m_height};
-        ::FillRect(m_dc, &all, static_cast<HBRUSH>(::GetStockObject(WHITE_BRUSH)));
-        ::SetTextColor(m_dc, RGB(0, 0, 0));
-        ::SetBkMode(m_dc, TRANSPARENT);
-        ::TextOutW(m_dc, 4, 4, &c, 1);
-        ::GdiFlush();
-        return std::vector<DWORD>(m_bits, m_bits + size_t(m_width) * size_t(m_height));
-    }
-    HDC m_dc = nullptr;
-    HBITMAP m_bitmap = nullptr;
-    HGDIOBJ m_oldFont = nullptr, m_oldBitmap = nullptr;
-    const DWORD* m_bits = nullptr;
-    int m_width = 0, m_height = 0;
-    std::vector<DWORD> m_missing;
-};
-
-struct Tally {
-    int measured = 0;
-    int clipped = 0;
-};
-Tally g_tally;
-
-void Report(const char* control, const std::string& where, HWND window, const std::wstring& text, int needed,
-            int available) {
-    ++g_tally.measured;
-    const std::string fields[] = {control, where, Utf8(text), std::to_string(needed), std::to_string(available)};
-    PrintLine({"text", fields[0], fields[1], fields[2], fields[3], fields[4]});
-    if (needed > available) {
-        ++g_tally.clipped;
-        PrintLine({"clipped", fields[0], fields[1], fields[2], fields[3], fields[4]});
-    }
-    GlyphCheck glyphs(FontOf(window));
-    if (const int missing = glyphs.MissingIn(text))
-        PrintLine({"missing-glyphs", control, where, Utf8(text), std::to_string(missing)});
-}
-
-// --- Child windows -----------------------------------------------------------
-
-void MeasureButton(const char* control, const std::string& where, HWND button, const std::wstring& text) {
-    const LONG style = ::GetWindowLongW(button, GWL_STYLE);
-    const LONG type = style & BS_TYPEMASK;
-    if (type == BS_OWNERDRAW) return;  // an image button: its owner draws a picture
-    RECT client{};
-    ::GetClientRect(button, &client);
-    const int margin = Scale(3);
-    int available = client.right - 2 * margin;
-    switch (type) {
-    case BS_CHECKBOX:
-    case BS_AUTOCHECKBOX:
-    case BS_3STATE:
-    case BS_AUTO3STATE:
-    case BS_RADIOBUTTON:
-    case BS_AUTORADIOBUTTON:
-        available = client.right - Scale(13) - Scale(4) - margin;
-        break;
-    default:
-        break;
-    }
-    if (style & BS_MULTILINE) {
-        const SIZE wrapped = TextSize(button, text, DT_WORDBREAK, available);
-        const int height = client.bottom - 2 * margin;
-        // Wider than the room (a word that does not break) or taller: clipped.
-        Report(control, where, button, text, wrapped.cx > available ? wrapped.cx : wrapped.cy,
-               wrapped.cx > available ? available : height);
-        return;
-    }
-    Report(control, where, button, text, TextSize(button, text, DT_SINGLELINE).cx, available);
-}
-
-void MeasureStatic(const char* control, const std::string& where, HWND label, const std::wstring& text) {
-    const LONG style = ::GetWindowLongW(label, GWL_STYLE);
-    const LONG type = style & SS_TYPEMASK;
-    const UINT prefix = (style & SS_NOPREFIX) ? DT_NOPREFIX : 0;
-    RECT client{};
-    ::GetClientRect(label, &client);
-    if (type == SS_SIMPLE || type == SS_LEFTNOWORDWRAP) {
-        Report(control, where, label, text, TextSize(label, text, DT_SINGLELINE | prefix).cx, client.right);
-    } else if (type == SS_LEFT || type == SS_CENTER || type == SS_RIGHT) {
-        const SIZE wrapped = TextSize(label, text, DT_WORDBREAK | prefix, client.right);
-        Report(control, where, label, text, wrapped.cx > client.right ? wrapped.cx : wrapped.cy,
-               wrapped.cx > client.right ? client.right : client.bottom);
-    }
-    // Icons, bitmaps, frames: no text is drawn.
 }
 
 void MeasureChildren(const char* control, HWND dialog) {
@@ -304,8 +138,8 @@ void MeasureHeaderItem(const char* control, const std::string& state, HWND heade
     }
     if (item.fmt & HDF_CHECKBOX) available -= Scale(13) + padding;
 
-    Report(control, "header column " + std::to_string(index) + state, header, text,
-           TextSize(header, text, DT_SINGLELINE).cx, available);
+    Report(control, "header column " + std::to_string(index) + state, FontOf(header), text,
+           TextSize(FontOf(header), text, DT_SINGLELINE).cx, available);
 }
 
 HWND HeaderOf(HWND list) { return reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0)); }
@@ -420,7 +254,7 @@ int wmain(int argc, wchar_t** argv) {
     ::ReleaseDC(nullptr, screen);
     PrintLine({"dpi", std::to_string(g_dpi)});
 
-    const HMODULE module = ::LoadLibraryW((folder + L"VelPhonebook64.dll").c_str());
+    const HMODULE module = ::LoadLibraryW((folder + localization::kModuleFileName).c_str());
     if (!module) return Fail("the module copy did not load");
     const auto getClassObject = reinterpret_cast<GetClassObjectFunction>(
         reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
@@ -453,6 +287,10 @@ int wmain(int argc, wchar_t** argv) {
         ::SendMessageW(firstList, LVM_SETCOLUMNWIDTH, 1, Scale(12));
         DispatchWaiting();
     }
+    ReportLayout("control1", "window", first.ControlWindow());
+    ReportLayout("control1", "list", firstList);
+    ReportLayout("control2", "window", second.ControlWindow());
+    ReportLayout("control2", "list", second.List());
     MeasureChildren("control1", first.ControlWindow());
     MeasureHeader("control1", firstList);
     MeasureSortedHeader("control1", firstList, first.control.get(), &FirstControlMode, true);

@@ -1,10 +1,12 @@
 # Set-up and everyday commands; see README.md.
 BUILD ?= build
+# The 32-bit module (VelPhonebook.dll) and its tests build in a tree of their own.
+BUILD_X86 ?= $(BUILD)/x86
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test demo clean
+.PHONY: all deps configure build build-x86 test test-x64 test-x86 package test-package demo clean
 
-all: build
+all: build build-x86
 
 deps:
 	@scripts/install-deps.sh
@@ -17,8 +19,34 @@ configure: $(BUILD)/CMakeCache.txt
 build: deps configure
 	cmake --build $(BUILD) -j2
 
-test: build
+$(BUILD_X86)/CMakeCache.txt: | deps
+	cmake -S . -B $(BUILD_X86) -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-i686.cmake $(CMAKE_FLAGS)
+
+build-x86: deps $(BUILD_X86)/CMakeCache.txt
+	cmake --build $(BUILD_X86) -j2
+
+# Both architectures: every test program of each, and the packages.
+test: test-x64 test-x86 test-package
+
+test-x64: build
 	@scripts/wine-run.sh $(BUILD) ctest --test-dir $(BUILD) --output-on-failure
+
+test-x86: build-x86
+	@if [ -x /usr/lib/wine/wine ]; then \
+		scripts/wine-run.sh $(BUILD_X86) ctest --test-dir $(BUILD_X86) --output-on-failure; \
+	else \
+		echo "SKIPPED: the 32-bit tests (Wine's 32-bit loader, Debian's wine32:i386, is not installed)"; \
+	fi
+
+# The installer packages, built with wixl from both trees:
+# $(BUILD)/package/VelPhonebook-<version>-x64.msi (both modules) and -x86.msi
+# (the 32-bit module alone).
+package: build build-x86
+	@python3 packaging/make_package.py --build $(BUILD) --build-x86 $(BUILD_X86) --output $(BUILD)/package
+
+# Installs, uses, upgrades and uninstalls the packages in fresh Wine prefixes.
+test-package: package
+	@tests/package/test_package.sh $(BUILD) $(BUILD_X86)
 
 # Registers the module and the stand-ins for the address books Wine lacks,
 # then plays the Send fax scenario; screenshots go to $(BUILD)/demo. With

@@ -85,17 +85,17 @@ TEST_F(ContactListTest, AHeaderClickSortsAscendingThenTogglesAndMovesTheIndicato
     list.ToggleSort(kContactNameColumn);
     EXPECT_EQ(list.GetSortState(), 2);
     EXPECT_EQ(Keys(), (std::vector<LPARAM>{2, 4, 3, 1})) << "names without regard to case";
-    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), 1);
+    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(1));
 
     list.ToggleSort(kContactNameColumn);
     EXPECT_EQ(list.GetSortState(), -2);
     EXPECT_EQ(Keys(), (std::vector<LPARAM>{1, 3, 4, 2}));
-    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), -1);
+    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(-1));
 
     list.ToggleSort(kContactFaxColumn);
     EXPECT_EQ(list.GetSortState(), 3);
     EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), 0) << "the previous column loses its indicator";
-    EXPECT_EQ(list.Header().SortIndicator(kContactFaxColumn), 1);
+    EXPECT_EQ(list.Header().SortIndicator(kContactFaxColumn), Shown(1));
 
     // A real click on the header.
     RECT item{};

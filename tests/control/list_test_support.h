@@ -4,6 +4,7 @@
 #pragma once
 
 #include "control/list_view.h"
+#include "control/list_view_base.h"
 #include "win/display.h"
 #include "win/window_impl.h"
 
@@ -13,6 +14,11 @@
 #include <vector>
 
 namespace listtest {
+
+// The sort arrow a header shows: the given one (+1 up, -1 down) where common
+// controls draw sort indicators, none where they are too old to (Wine's
+// 32-bit copy answers a version before 5.82).
+inline int Shown(int arrow) { return listview::HeaderHasSortIndicators() ? arrow : 0; }
 
 struct Commit {
     int item;

@@ -16,6 +16,13 @@ target_compile_definitions(ZantixUI64_plain PRIVATE ZANTIXUI_PLAIN_ONLY)
 set_target_properties(ZantixUI64_plain PROPERTIES PREFIX "" OUTPUT_NAME ZantixUI${MODULE_ARCH_SUFFIX}
                       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/zantixui_plain)
 
+# The language library exports its functions by their plain names on x86 too
+# (no "@8" of the __stdcall decoration), which is what the module asks for.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_link_options(ZantixUI64 PRIVATE -Wl,--kill-at)
+    target_link_options(ZantixUI64_plain PRIVATE -Wl,--kill-at)
+endif()
+
 set(LOC_RESOURCE_LIBRARIES)
 foreach(variant ru ko neutral)
     set(target fixture_resources_${variant})

@@ -203,7 +203,10 @@ TEST(AssemblyManifest, NamesWhatTheModuleRegisters) {
     ASSERT_EQ(1u, manifest->typeLibraries.size());
     const auto& [tlbid, version] = *manifest->typeLibraries.begin();
     EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), tlbid);
-    EXPECT_EQ(1u, registeredLibraries.count(Upper(tlbid) + L"\\" + version))
+    // (In the 32-bit view TypeLib is a link to the key both views share, so
+    // the walk of the classes does not see the library's keys: ask for them.)
+    EXPECT_TRUE(registeredLibraries.count(Upper(tlbid) + L"\\" + version) ||
+                testing_support::RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib\\" + tlbid + L"\\" + version))
         << "registered as TypeLib\\" << Utf8(tlbid) << "\\" << Utf8(version);
 }
 

@@ -112,8 +112,9 @@ STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept
         if (!IsKnownKind(int(selected)))
             return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2),
                                     L"The address book is 1 (Outlook), 0 (Windows) or -1 (recently used).");
-        if (int(selected) == Kind()) return S_OK;
-        const HRESULT hr = SelectKind(int(selected));
+        if (int(selected) == Kind() && ShownBookWorks()) return S_OK;
+        const HRESULT hr = int(selected) == Kind() ? ReopenKind() : SelectKind(int(selected));
+        m_readFailed = false;
         if (HasList()) ClearRows();
         if (Source() && m_hWnd) {
             if (m_vista) m_list.SetHeaderCheck(false);
@@ -235,7 +236,9 @@ void CPhonebookControl::Reload() {
     if (!source) return;
     const ReloadClock::time_point start = ReloadClock::now();
     RecipientList current;
-    if (FAILED(source->LoadFaxRecipients(current))) return;
+    // A book that cannot be read keeps the rows it showed.
+    m_readFailed = FAILED(source->LoadFaxRecipients(current));
+    if (m_readFailed) return;
     const ReloadClock::time_point loaded = ReloadClock::now();
     KeyList known, removed;
     for (const auto& shown : m_shown) known.push_back(shown.first);

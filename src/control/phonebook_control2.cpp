@@ -81,10 +81,12 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
         if (!IsKnownKind(int(selected)))
             return com::ReportError(E_INVALIDARG, ClassId(), __uuidof(IVelPhonebookControl2),
                                     L"The address book is 1 (Outlook), 0 (Windows) or -1 (recently used).");
-        if (int(selected) == Kind()) return S_OK;
+        if (int(selected) == Kind() && ShownBookWorks()) return S_OK;
         // Whether the new book opened or not, the list starts empty and a
         // reload follows: a book that failed shows as an empty list.
-        SelectKind(int(selected));
+        if (int(selected) == Kind()) ReopenKind();
+        else SelectKind(int(selected));
+        m_readFailed = false;
         if (HasList()) {
             m_list.BeginUpdate();
             List().DeleteAllItems();
@@ -223,7 +225,9 @@ void CPhonebookControl2::Reload() {
     IAB* source = Source();
     if (!source) return;
     RecipientList current;
-    if (FAILED(source->LoadFaxRecipients(current))) return;
+    // A book that cannot be read keeps the rows it showed.
+    m_readFailed = FAILED(source->LoadFaxRecipients(current));
+    if (m_readFailed) return;
     KeyList known = RecordKeys(), removed;
     RecipientList kept, added;
     source->Compare(current, known, removed, kept, added);

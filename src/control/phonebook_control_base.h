@@ -164,9 +164,15 @@ protected:
         this->FireEvent(kOnItemSelected, {com::LongArg(item), com::BoolArg(selected), com::LongArg(count)});
     }
 
+    // Whether choosing the book that is shown again does anything: only when
+    // its opening failed or its last reading did (Outlook was busy, or went
+    // away), and the control runs; then the book is opened again.
+    bool ShownBookWorks() noexcept { return !this->m_hWnd || (this->Source() && !m_readFailed); }
+
     ListView m_list;
     bool m_vista = false;  // Windows 6 or later
     CPhonebookEventHandler m_outlookEvents;
+    bool m_readFailed = false;  // the last reload could not read the book
 
 private:
     Derived& Self() noexcept { return *static_cast<Derived*>(this); }

@@ -72,7 +72,13 @@ HRESULT CPhonebookEventHandler::ConnectTo(const IAB* source, HWND window) {
 void CPhonebookEventHandler::Disconnect() {
     m_reminders.reset();
     m_items.reset();
-    if (m_sink) m_sink->Detach();
+    if (m_sink) {
+        m_sink->Detach();
+        // An Outlook that died, or was too busy to take the Unadvise, still
+        // holds the sink through its stub, and no one would ever release it
+        // (nor the module with it): cut those references off.
+        ::CoDisconnectObject(static_cast<IDispatch*>(m_sink.get()), 0);
+    }
     m_sink.reset();
     m_window = nullptr;
 }

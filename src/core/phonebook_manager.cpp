@@ -108,6 +108,15 @@ HRESULT CPhonebookManager::SelectKind(int kind, bool* replaced) {
     return hr;
 }
 
+HRESULT CPhonebookManager::ReopenKind() {
+    const HWND window = GetNotifyWindow();
+    SetNotifyWindow(window, false);
+    CloseSource();
+    const HRESULT hr = OpenSource();
+    SetNotifyWindow(window, true);
+    return hr;
+}
+
 int CPhonebookManagerStandalone::ReadPreferredKind() {
     DWORD value = 0;
     DWORD size = sizeof(value);

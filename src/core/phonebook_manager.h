@@ -44,6 +44,9 @@ public:
     // the result is that of OpenSource. `replaced` tells whether the source
     // was replaced (the owner then refills its list).
     HRESULT SelectKind(int kind, bool* replaced = nullptr);
+    // Opens the current kind again, as SelectKind opens another one: for a
+    // book whose opening or reading failed (Outlook busy, or gone).
+    HRESULT ReopenKind();
 
     IAB* Source() const noexcept { return m_source.get(); }
     // Changes whenever the source is closed or replaced: a caller that runs

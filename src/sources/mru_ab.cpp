@@ -5,6 +5,7 @@
 #include "sources/mru_watcher.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace {
 
@@ -57,6 +58,19 @@ HRESULT CMRUAB::LoadAll(RecipientList& out) {
         EntryToRecord(entry, recipient);
         out.push_back(std::move(recipient));
     }
+    return S_OK;
+}
+
+// Other programs write the store too, and may give two entries one
+// identifier. Their records would share a key, and a key names one entry:
+// the first, which Get, Modify and Delete reach. A later entry could only be
+// shown as an alias of it (a list that keys its rows by record cannot even
+// show both, and loses track of them when they go), so only the first entry
+// of an identifier is offered.
+HRESULT CMRUAB::LoadFaxRecipients(RecipientList& out) {
+    RETURN_IF_FAILED(IAB::LoadFaxRecipients(out));
+    std::unordered_set<ULONG_PTR> offered;
+    out.remove_if([&](const CRecipient& recipient) { return !offered.insert(recipient.key).second; });
     return S_OK;
 }
 

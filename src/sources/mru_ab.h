@@ -18,6 +18,8 @@ public:
     HRESULT Connect() override;
     void Disconnect() override;
     HRESULT LoadAll(RecipientList& out) override;
+    // Those of IAB, each identifier once: see the definition.
+    HRESULT LoadFaxRecipients(RecipientList& out) override;
     HRESULT Add(CRecipient& recipient) override;
     HRESULT Delete(ULONG key) override;
     HRESULT Get(ULONG key, CRecipient& recipient) override;

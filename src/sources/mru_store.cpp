@@ -13,15 +13,21 @@ namespace {
 // Each text is read into a zeroed 4096-byte buffer, so at most 2047
 // characters and the terminating zero come back.
 constexpr DWORD kTextBufferBytes = 4096;
+constexpr size_t kMaxTextLength = kTextBufferBytes / sizeof(wchar_t) - 1;
 
 // True when the query itself succeeded, whatever the value's type; the text
-// is only taken from a REG_SZ value.
+// is only taken from a REG_SZ value. Another program may have written a
+// string without its terminator that fills the whole buffer: it is cut to
+// 2047 characters like any other, because 2048 would be saved with a
+// terminator in 4098 bytes, which no later read could take (the entry would
+// be lost with its number).
 bool ReadText(HKEY key, const wchar_t* name, std::wstring& out) {
-    std::vector<wchar_t> buffer(kTextBufferBytes / sizeof(wchar_t) + 1, L'\0');
+    std::vector<wchar_t> buffer(kTextBufferBytes / sizeof(wchar_t), L'\0');
     DWORD type = 0;
     DWORD size = kTextBufferBytes;
     const LSTATUS status =
         ::RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &size);
+    buffer[kMaxTextLength] = L'\0';
     if (status == ERROR_SUCCESS && type == REG_SZ) out = buffer.data();
     return status == ERROR_SUCCESS;
 }

@@ -389,15 +389,19 @@ HRESULT COAB::LoadAllByItem(RecipientList& out) {
     HRESULT hr = GetLong(restricted.get(), outlook::kDispCount, count);
     RETURN_IF_FAILED(hr);
     for (long position = 1; position <= count; ++position) {
+        // A call Outlook fails ends the listing with its code: the list would
+        // otherwise come back short with success, and the control would take
+        // the missing contacts off. Outlook busy, or gone, also fails every
+        // further call, each a round trip.
         ComPtr<IDispatch> item;
-        hr = GetObject(restricted.get(), outlook::kDispItem, DISPATCH_METHOD | DISPATCH_PROPERTYGET,
-                       {com::LongArg(position)}, item);
-        if (FAILED(hr) || !item) continue;
+        RETURN_IF_FAILED(hr = GetObject(restricted.get(), outlook::kDispItem,
+                                        DISPATCH_METHOD | DISPATCH_PROPERTYGET, {com::LongArg(position)}, item));
+        if (!item) continue;
         // Anything but a contact (a distribution list) is skipped quietly.
         ComPtr<IDispatch> contact;
         if (FAILED(item->QueryInterface(outlook::IID_ContactItem, contact.put_void())) || !contact) continue;
         CRecipient recipient;
-        ReadContact(contact.get(), recipient);
+        RETURN_IF_FAILED(hr = ReadContact(contact.get(), recipient));
         if (recipient.key != 0) out.push_back(std::move(recipient));
     }
     return hr;

@@ -11,11 +11,36 @@
 //   standin_outlook.exe /TableFails M   makes the Table member M fail (GetTable,
 //                                       Columns, RemoveAll, Add, GetRowCount or
 //                                       GetArray; no M: nothing fails)
+//   standin_outlook.exe /Fault TEXT     sets the fault below (no TEXT: none)
 //   standin_outlook.exe -Embedding      how COM starts the server
 //
 // Settings: HKCU\Software\StandinOutlook, values "Version" (REG_SZ), read at
-// every call of Version and of GetArray, and "TableFails" (REG_SZ), read at
-// every call of the Table members it can name.
+// every call of Version and of GetArray, "TableFails" (REG_SZ), read at
+// every call of the Table members it can name, and "Fault" (REG_SZ), watched
+// with a change notification, so a test may set it before Outlook starts or
+// while it runs (counting starts again whenever it changes):
+//   fail <Member> <N> [<hr>]    the Nth call of Member answers hr (hex or
+//                               decimal; default E_FAIL); N 0: every call
+//   exit <Member> <N>           the process dies at the Nth call of Member, as
+//                               Outlook does when it crashes (the value is
+//                               removed first, so the next start serves)
+//   reject <Member> <N> <ms>    from the Nth call of Member on, Outlook is busy
+//   retrylater <Member> <N> <ms>  for ms milliseconds (a modal dialog open)
+// Member is a name of the object model ("Item", "GetArray", "FullName";
+// a property's get and put share it), "GetIDsOfNames", one of the connection
+// point calls "FindConnectionPoint", "Advise", "Unadvise", or "*" for any.
+//
+// Busy: Outlook refuses calls from its message filter (HandleInComingCall
+// answers SERVERCALL_REJECTED or SERVERCALL_RETRYLATER); COM then gives a
+// client without a message filter of its own RPC_E_CALL_REJECTED or
+// RPC_E_SERVERCALL_RETRYLATER, and one with a filter its RetryRejectedCall.
+// The stand-in registers such a filter. Wine's COM honours SERVERCALL_REJECTED
+// (the client gets RPC_E_CALL_REJECTED) but lets a SERVERCALL_RETRYLATER call
+// through (and never calls a client's RetryRejectedCall), so for that case the
+// call itself answers RPC_E_SERVERCALL_RETRYLATER: what a client without a
+// filter sees on Windows. The call that starts a busy spell answers the same
+// code. Release and QueryInterface (IRemUnknown) are never refused, so a busy
+// Outlook still lets go of what its clients drop.
 //
 // Scale: the store keeps an index by entry identifier, and a restricted
 // collection keeps its matching items until the store changes, so Item(i),
@@ -64,6 +89,7 @@
 #include <sstream>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 using com::ComPtr;
@@ -109,13 +135,141 @@ public:
 
 // Calls served to clients since the server started.
 long g_callsServed = 0;
+// The registration of the class object, while it is registered.
+DWORD g_classCookie = 0;
+
+// ---------------------------------------------------------------- faults --
+
+// The fault a test asked for (the "Fault" setting) and how far it got.
+class Faults {
+public:
+    enum class Kind { None, Fail, Exit, Reject, RetryLater };
+
+    static Faults& Instance() {
+        static Faults faults;
+        return faults;
+    }
+
+    // Reads the setting again when it changed since the last call.
+    void Refresh() {
+        if (!m_changed) {
+            ::RegCreateKeyExW(HKEY_CURRENT_USER, kSettingsKey, 0, nullptr, 0, KEY_READ | KEY_NOTIFY, nullptr,
+                              m_key.put(), nullptr);
+            m_changed.reset(::CreateEventW(nullptr, FALSE, TRUE, nullptr));
+        }
+        if (::WaitForSingleObject(m_changed.get(), 0) != WAIT_OBJECT_0) return;
+        ::RegNotifyChangeKeyValue(m_key.get(), FALSE, REG_NOTIFY_CHANGE_LAST_SET, m_changed.get(), TRUE);
+        Parse(ReadSetting());
+    }
+
+    // Whether Outlook is busy now, and with which answer.
+    bool Busy() const { return m_busyUntil != 0 && ::GetTickCount64() < m_busyUntil; }
+    Kind BusyKind() const { return m_kind; }
+    HRESULT BusyAnswer() const {
+        return m_kind == Kind::Reject ? RPC_E_CALL_REJECTED : RPC_E_SERVERCALL_RETRYLATER;
+    }
+
+    // One call of a member: what it answers before it does its work.
+    HRESULT Call(const wchar_t* member) {
+        Refresh();
+        if (Busy()) return BusyAnswer();
+        if (m_kind == Kind::None || (m_member != L"*" && _wcsicmp(m_member.c_str(), member) != 0))
+            return S_OK;
+        ++m_count;
+        switch (m_kind) {
+            case Kind::Fail:
+                return m_n == 0 || m_count == m_n ? m_hr : S_OK;
+            case Kind::Exit:
+                if (m_count != m_n) return S_OK;
+                // The next Outlook started serves again. Windows' activation
+                // notices a server that died and starts another; Wine's keeps
+                // handing out the dead one's class object, so it is taken
+                // back first (nothing a client sees: its calls still fail).
+                ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kSettingsKey, L"Fault");
+                if (g_classCookie) ::CoRevokeClassObject(g_classCookie);
+                ::TerminateProcess(::GetCurrentProcess(), 0xDEAD);
+                return E_UNEXPECTED;
+            case Kind::Reject:
+            case Kind::RetryLater:
+                if (m_count < m_n || m_busyUntil != 0) return S_OK;
+                m_busyUntil = ::GetTickCount64() + ULONGLONG(m_ms);
+                return BusyAnswer();
+            default:
+                return S_OK;
+        }
+    }
+
+private:
+    static std::wstring ReadSetting() {
+        wchar_t text[256] = {};
+        DWORD bytes = sizeof(text) - sizeof(wchar_t);
+        if (::RegGetValueW(HKEY_CURRENT_USER, kSettingsKey, L"Fault", RRF_RT_REG_SZ, nullptr, text, &bytes) !=
+            ERROR_SUCCESS)
+            return {};
+        return text;
+    }
+
+    void Parse(const std::wstring& text) {
+        m_kind = Kind::None;
+        m_count = 0;
+        m_busyUntil = 0;
+        std::wistringstream in(text);
+        std::wstring kind, member, arg;
+        long n = 0;
+        if (!(in >> kind >> member >> n) || n < 0) return;
+        in >> arg;
+        m_member = member;
+        m_n = n;
+        m_hr = E_FAIL;
+        m_ms = 0;
+        if (_wcsicmp(kind.c_str(), L"fail") == 0) {
+            if (!arg.empty()) m_hr = HRESULT(std::wcstoul(arg.c_str(), nullptr, 0));
+            m_kind = Kind::Fail;
+        } else if (_wcsicmp(kind.c_str(), L"exit") == 0 && n > 0) {
+            m_kind = Kind::Exit;
+        } else if ((_wcsicmp(kind.c_str(), L"reject") == 0 || _wcsicmp(kind.c_str(), L"retrylater") == 0) &&
+                   n > 0) {
+            m_ms = std::wcstol(arg.c_str(), nullptr, 10);
+            m_kind = _wcsicmp(kind.c_str(), L"reject") == 0 ? Kind::Reject : Kind::RetryLater;
+        }
+    }
+
+    com::UniqueHKey m_key;
+    com::UniqueHandle m_changed;
+    Kind m_kind = Kind::None;
+    std::wstring m_member;
+    long m_n = 0, m_count = 0, m_ms = 0;
+    HRESULT m_hr = E_FAIL;
+    ULONGLONG m_busyUntil = 0;
+};
+
+// Outlook's message filter: while busy, every incoming call but the ones
+// that manage references is refused.
+class MessageFilter : public com::Implements<MessageFilter, IMessageFilter> {
+public:
+    STDMETHODIMP_(DWORD)
+    HandleInComingCall(DWORD, HTASK, DWORD, LPINTERFACEINFO info) noexcept override {
+        static constexpr IID kRemUnknown = {0x00000131, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+        static constexpr IID kRemUnknown2 = {0x00000143, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+        Faults& faults = Faults::Instance();
+        faults.Refresh();
+        if (!faults.Busy() || (info && (info->iid == kRemUnknown || info->iid == kRemUnknown2 ||
+                                        info->iid == IID_IUnknown)))
+            return SERVERCALL_ISHANDLED;
+        return faults.BusyKind() == Faults::Kind::Reject ? SERVERCALL_REJECTED : SERVERCALL_RETRYLATER;
+    }
+    STDMETHODIMP_(DWORD) RetryRejectedCall(HTASK, DWORD, DWORD) noexcept override { return DWORD(-1); }
+    STDMETHODIMP_(DWORD) MessagePending(HTASK, DWORD, DWORD) noexcept override {
+        return PENDINGMSG_WAITDEFPROCESS;
+    }
+};
 
 // The one place every call a client makes on Outlook's objects passes
-// through: the dual interfaces' IDispatch. It counts the call; a test that
-// wants a call to fail or be refused hooks in here.
-HRESULT ServeCall() {
+// through: the dual interfaces' IDispatch (and the connection points). It
+// counts the call and plays the fault a test asked for.
+HRESULT ServeCall(const wchar_t* member) {
     ++g_callsServed;
-    return S_OK;
+    return Faults::Instance().Call(member);
 }
 
 template <class I>
@@ -123,15 +277,26 @@ class Served : public com::Dispatch<I> {
 public:
     STDMETHODIMP GetIDsOfNames(REFIID iid, LPOLESTR* names, UINT count, LCID lcid,
                                DISPID* ids) noexcept override {
-        const HRESULT hr = ServeCall();
+        const HRESULT hr = ServeCall(L"GetIDsOfNames");
         if (FAILED(hr)) return hr;
         return com::Dispatch<I>::GetIDsOfNames(iid, names, count, lcid, ids);
     }
     STDMETHODIMP Invoke(DISPID id, REFIID iid, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
                         EXCEPINFO* excepInfo, UINT* argError) noexcept override {
-        const HRESULT hr = ServeCall();
+        const HRESULT hr = ServeCall(MemberName(id).c_str());
         if (FAILED(hr)) return hr;
         return com::Dispatch<I>::Invoke(id, iid, lcid, flags, params, result, excepInfo, argError);
+    }
+
+private:
+    static std::wstring MemberName(DISPID id) {
+        ComPtr<ITypeInfo> info;
+        if (FAILED(com::Module::GetTypeInfo(__uuidof(I), info.put()))) return {};
+        BSTR name = nullptr;
+        UINT found = 0;
+        if (FAILED(info->GetNames(id, &name, 1, &found)) || found == 0) return {};
+        com::UniqueBstr owner(name);
+        return com::FromBstr(owner.get());
     }
 };
 
@@ -426,9 +591,14 @@ public:
         return m_container.CopyTo(out);
     }
     STDMETHODIMP Advise(IUnknown* sink, DWORD* cookie) noexcept override {
+        if (cookie) *cookie = 0;
+        RETURN_IF_FAILED(ServeCall(L"Advise"));
         return com::Boundary([&] { return m_sinks->Advise(sink, cookie); });
     }
-    STDMETHODIMP Unadvise(DWORD cookie) noexcept override { return m_sinks->Unadvise(cookie); }
+    STDMETHODIMP Unadvise(DWORD cookie) noexcept override {
+        RETURN_IF_FAILED(ServeCall(L"Unadvise"));
+        return m_sinks->Unadvise(cookie);
+    }
     STDMETHODIMP EnumConnections(IEnumConnections** out) noexcept override {
         if (out) *out = nullptr;
         return E_NOTIMPL;
@@ -454,6 +624,7 @@ public:
         return com::Boundary([&]() -> HRESULT {
             if (!out) return E_POINTER;
             *out = nullptr;
+            RETURN_IF_FAILED(ServeCall(L"FindConnectionPoint"));
             if (iid != m_sinks.iid()) return CONNECT_E_NOCONNECTION;
             *out = com::Make<ConnectionPoint>(this, &m_sinks).detach();
             return S_OK;
@@ -1285,17 +1456,24 @@ int RunServer() {
     Store::Instance().Load();
     ::SetTimer(window.get(), kIdleTimer, kIdleMs, nullptr);
 
+    Faults::Instance().Refresh();
+    auto filter = com::Make<MessageFilter>();
+    ComPtr<IMessageFilter> previousFilter;
+    ::CoRegisterMessageFilter(filter.get(), previousFilter.put());
+
     auto factory = com::Make<ApplicationFactory>();
     DWORD cookie = 0;
     HRESULT hr = ::CoRegisterClassObject(kClsidApplication, static_cast<IClassFactory*>(factory.get()),
                                          CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookie);
     if (FAILED(hr)) return 2;
+    g_classCookie = cookie;
     MSG msg;
     while (::GetMessageW(&msg, nullptr, 0, 0) > 0) {
         ::TranslateMessage(&msg);
         ::DispatchMessageW(&msg);
     }
-    ::CoRevokeClassObject(cookie);
+    if (g_classCookie) ::CoRevokeClassObject(std::exchange(g_classCookie, 0));
+    ::CoRegisterMessageFilter(nullptr, nullptr);
     Store::Instance().window = nullptr;
     return 0;
 }
@@ -1340,7 +1518,7 @@ int Register() {
 }
 
 int Unregister() {
-    ::UnRegisterTypeLib(kLibId, 9, 6, LOCALE_NEUTRAL, SYS_WIN64);
+    ::UnRegisterTypeLib(kLibId, 9, 6, LOCALE_NEUTRAL, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
     ::RegDeleteTreeW(HKEY_CLASSES_ROOT, (std::wstring(L"CLSID\\") + kClsidText).c_str());
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, (std::wstring(L"CLSID\\") + kClsidText).c_str());
     ::RegDeleteTreeW(HKEY_CLASSES_ROOT, kProgId);
@@ -1372,14 +1550,18 @@ int wmain(int argc, wchar_t** argv) {
     if (argc < 2) {
         std::fputws(
             L"usage: standin_outlook.exe /RegServer | /UnregServer | /Version [text] | /TableFails [member] "
-            L"| "
-            L"-Embedding\n",
+            L"| /Fault [text] | -Embedding\n",
             stderr);
         return 1;
     }
     const wchar_t* command = argv[1];
     if (IsSwitch(command, L"Version")) return SetSetting(L"Version", argc > 2 ? argv[2] : nullptr);
     if (IsSwitch(command, L"TableFails")) return SetSetting(L"TableFails", argc > 2 ? argv[2] : nullptr);
+    if (IsSwitch(command, L"Fault")) {
+        std::wstring text;
+        for (int i = 2; i < argc; ++i) text += (i > 2 ? L" " : L"") + std::wstring(argv[i]);
+        return SetSetting(L"Fault", argc > 2 ? text.c_str() : nullptr);
+    }
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     int result = 1;
     if (IsSwitch(command, L"RegServer"))

@@ -138,22 +138,19 @@ STDMETHODIMP CContactCollection::Next() noexcept {
     return com::Boundary([&]() -> HRESULT {
         m_current.reset();
         m_currentPath.clear();
-        // Files that are not contacts (not well-formed, another root) are
-        // passed over. A contact that another program saved without an
-        // identifier is still one of the folder's contacts and is handed out
-        // like any other: nothing invents an identifier for it, so reading
-        // its ContactID answers ERROR_PATH_NOT_FOUND, or S_FALSE when the
-        // value was deleted, as IContactProperties::GetString documents for
-        // a property without data.
-        while (m_next < m_files.size()) {
-            const std::wstring& file = m_files[m_next++];
-            if (auto document = ReadContactDocument(file)) {
-                m_current = std::move(document);
-                m_currentPath = file;
-                return S_OK;
-            }
-        }
-        return S_FALSE;
+        // Moving on does not read the file: Windows Contacts reads a contact
+        // when it is asked for it, so a file that another program removed,
+        // holds without sharing or wrote badly since the collection was made
+        // fails GetCurrent, not Next (the collection's own documentation:
+        // Next answers S_OK or S_FALSE, GetCurrent an error). A contact that
+        // another program saved without an identifier is still one of the
+        // folder's contacts and is handed out like any other: nothing invents
+        // an identifier for it, so reading its ContactID answers
+        // ERROR_PATH_NOT_FOUND, or S_FALSE when the value was deleted, as
+        // IContactProperties::GetString documents for a property without data.
+        if (m_next >= m_files.size()) return S_FALSE;
+        m_currentPath = m_files[m_next++];
+        return S_OK;
     });
 }
 
@@ -161,7 +158,8 @@ STDMETHODIMP CContactCollection::GetCurrent(IContact** contact) noexcept {
     return com::Boundary([&]() -> HRESULT {
         RETURN_HR_IF_NULL(E_POINTER, contact);
         *contact = nullptr;
-        if (!m_current) return E_UNEXPECTED;
+        if (m_currentPath.empty()) return E_UNEXPECTED;
+        if (!m_current) RETURN_IF_FAILED(LoadContactDocument(m_currentPath, m_current));
         auto copy = std::make_unique<ContactDocument>(m_current->Root().Clone());
         *contact = com::Make<CContact>(std::move(copy), m_currentPath).detach();
         return S_OK;

@@ -1,6 +1,7 @@
 // The Contacts folder, its files and the address-book change marker.
 #include "contact_store.h"
 
+#include "com/hresult.h"
 #include "com/unique_any.h"
 
 #include <knownfolders.h>
@@ -79,8 +80,19 @@ std::unique_ptr<ContactDocument> ReadContactFile(const std::wstring& path) {
 }
 
 std::unique_ptr<ContactDocument> ReadContactDocument(const std::wstring& path) {
-    auto document = std::make_unique<ContactDocument>(ParseXmlFile(path));
-    return document->IsContactDocument() ? std::move(document) : nullptr;
+    std::unique_ptr<ContactDocument> document;
+    LoadContactDocument(path, document);
+    return document;
+}
+
+HRESULT LoadContactDocument(const std::wstring& path, std::unique_ptr<ContactDocument>& document) {
+    document.reset();
+    std::unique_ptr<XmlElement> root;
+    RETURN_IF_FAILED(LoadXmlFile(path, root));
+    auto read = std::make_unique<ContactDocument>(std::move(root));
+    if (!read->IsContactDocument()) return kXmlNotAContact;
+    document = std::move(read);
+    return S_OK;
 }
 
 std::wstring AddressBookFile() {

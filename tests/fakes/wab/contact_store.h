@@ -24,6 +24,8 @@ std::unique_ptr<ContactDocument> ReadContactFile(const std::wstring& path);
 // The same, but also a contact that was saved without an identifier; null
 // when the file is not a well-formed Windows Contacts document.
 std::unique_ptr<ContactDocument> ReadContactDocument(const std::wstring& path);
+// The same with the reason when the file cannot be read (see LoadXmlFile).
+HRESULT LoadContactDocument(const std::wstring& path, std::unique_ptr<ContactDocument>& document);
 
 // The address-book file named under "Wab File Name", and the change marker
 // touched after every write through the WAB face.

@@ -32,8 +32,44 @@ com::ComPtr<IXMLDOMDocument> CreateDocument() {
         document->put_validateOnParse(VARIANT_FALSE);
         document->put_resolveExternals(VARIANT_FALSE);
         document->put_preserveWhiteSpace(VARIANT_TRUE);
+        // MSXML 6 refuses a document type by default (no entity expansion
+        // from a file another program wrote); say so for the older services.
+        static constexpr IID kIIDDocument2 = {
+            0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
+        com::ComPtr<IXMLDOMDocument2> settings;
+        if (SUCCEEDED(document->QueryInterface(kIIDDocument2, settings.put_void())) && settings) {
+            com::UniqueBstr name(com::AllocBstr(L"ProhibitDTD"));
+            VARIANT on;
+            ::VariantInit(&on);
+            on.vt = VT_BOOL;
+            on.boolVal = VARIANT_TRUE;
+            if (name) settings->setProperty(name.get(), on);
+        }
     }
     return document;
+}
+
+// What the XML service says about a document it refused; E_FAIL when it
+// says nothing.
+HRESULT ParseFailure(IXMLDOMDocument* document) {
+    com::ComPtr<IXMLDOMParseError> error;
+    long code = 0;
+    if (SUCCEEDED(document->get_parseError(error.put())) && error && SUCCEEDED(error->get_errorCode(&code)) &&
+        FAILED(HRESULT(code)))
+        return HRESULT(code);
+    return E_FAIL;
+}
+
+// The service's own guard against a document type is not in every XML
+// service (Wine's takes the setting and goes on); the refusal MSXML 6 gives
+// is played here: a document whose prolog declares a document type.
+bool DeclaresDocumentType(const std::string& bytes) {
+    if (bytes.find("<!DOCTYPE") != std::string::npos) return true;
+    // The same in UTF-16 (either byte order).
+    static const char wideLE[] = "<\0!\0D\0O\0C\0T\0Y\0P\0E\0";
+    static const char wideBE[] = "\0<\0!\0D\0O\0C\0T\0Y\0P\0E";
+    return bytes.find(std::string(wideLE, sizeof wideLE - 1)) != std::string::npos ||
+           bytes.find(std::string(wideBE, sizeof wideBE - 1)) != std::string::npos;
 }
 
 // msxml2.h declares no __uuidof for the DOM interfaces: ask by IID.
@@ -345,14 +381,45 @@ std::unique_ptr<XmlElement> XmlElement::Clone() const {
     return copy;
 }
 
-std::unique_ptr<XmlElement> ParseXmlFile(const std::wstring& path) {
-    com::UniqueBstr file(com::AllocBstr(path));
-    if (!file) return nullptr;
+HRESULT LoadXmlFile(const std::wstring& path, std::unique_ptr<XmlElement>& root) {
+    root.reset();
+    // Read as a reader of contacts does: sharing with writers, so a file
+    // another program holds without sharing fails as it does for them.
+    com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return com::HResultFromLastError();
+    LARGE_INTEGER size{};
+    if (!::GetFileSizeEx(file.get(), &size)) return com::HResultFromLastError();
+    if (size.QuadPart > 0x7FFFFFFF) return E_OUTOFMEMORY;
+    std::string bytes(size_t(size.QuadPart), '\0');
+    DWORD read = 0;
+    if (!bytes.empty() &&
+        (!::ReadFile(file.get(), bytes.data(), DWORD(bytes.size()), &read, nullptr) || read != bytes.size()))
+        return com::HResultFromLastError();
+    file.reset();
+    if (DeclaresDocumentType(bytes)) return kXmlNotAContact;
+
+    com::ComPtr<IStream> stream = com::ComPtr<IStream>::attach(
+        ::SHCreateMemStream(reinterpret_cast<const BYTE*>(bytes.data()), UINT(bytes.size())));
+    if (!stream) return E_OUTOFMEMORY;
+    com::ComPtr<IXMLDOMDocument> document = CreateDocument();
+    if (!document) return REGDB_E_CLASSNOTREG;
     VARIANT source;
     ::VariantInit(&source);
-    source.vt = VT_BSTR;
-    source.bstrVal = file.get();  // still owned by `file`
-    return Load(source);
+    source.vt = VT_UNKNOWN;
+    source.punkVal = stream.get();  // borrowed
+    VARIANT_BOOL loaded = VARIANT_FALSE;
+    const HRESULT hr = document->load(source, &loaded);
+    if (FAILED(hr) || loaded != VARIANT_TRUE) return FAILED(hr) ? hr : ParseFailure(document.get());
+    root = ReadDocument(document.get());
+    return root ? S_OK : kXmlNotAContact;
+}
+
+std::unique_ptr<XmlElement> ParseXmlFile(const std::wstring& path) {
+    std::unique_ptr<XmlElement> root;
+    LoadXmlFile(path, root);
+    return root;
 }
 
 std::unique_ptr<XmlElement> ParseXmlStream(IStream* stream) {

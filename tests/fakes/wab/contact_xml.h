@@ -38,6 +38,13 @@ struct XmlElement {
 // Parses a document; null when the XML service is missing or the bytes are
 // not a well-formed document.
 std::unique_ptr<XmlElement> ParseXmlFile(const std::wstring& path);
+// The same with the reason for a refusal: the file system's code for a file
+// that cannot be opened or read (gone, held without sharing), the XML
+// service's parse error, kXmlNotAContact for a document with a document type
+// (MSXML 6 refuses those by default; the stand-in does not know the exact
+// number of that refusal) or a tree too deep to be a contact.
+HRESULT LoadXmlFile(const std::wstring& path, std::unique_ptr<XmlElement>& root);
+inline constexpr HRESULT kXmlNotAContact = HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
 std::unique_ptr<XmlElement> ParseXmlStream(IStream* stream);
 
 // Writes the tree as a UTF-8 document with an XML declaration.

@@ -47,7 +47,7 @@ void Tally(const std::string& kind, const faults::RunSummary& summary) {
         if (c.verdict != faults::Verdict::Ok) g_bad.push_back(c);
         if (c.ms > row.slowest) {
             row.slowest = c.ms;
-            row.slowestCase = c.spec;
+            row.slowestCase = c.line;
         }
     }
     for (const std::string& note : summary.notes) std::printf("  %s: %s\n", kind.c_str(), note.c_str());
@@ -125,7 +125,7 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("| %s | %d | %d | %d | %d | %.0f ms (%s) |\n", kind.c_str(), row.tried, row.crashes,
                     row.hangs, row.wrong, row.slowest, row.slowestCase.c_str());
     for (const auto& c : g_bad)
-        std::printf("%s: %s -> %s\n", faults::VerdictName(c.verdict), c.spec.c_str(), c.detail.c_str());
+        std::printf("%s: %s -> %s\n", faults::VerdictName(c.verdict), c.line.c_str(), c.detail.c_str());
     outlooktest::RunStandin(L"/UnregServer");
     outlooktest::DeleteStore();
     ClearContactsFolder();

@@ -121,7 +121,7 @@ RunSummary RunCases(const std::vector<std::string>& cases, DWORD quietMs) {
                 std::getline(in, result.detail);
                 if (!result.detail.empty() && result.detail[0] == ' ') result.detail.erase(0, 1);
                 if (index < 0 || size_t(index) >= cases.size()) continue;
-                result.spec = cases[size_t(index)];
+                result.line = cases[size_t(index)];
                 result.verdict = verdict == "ok" ? Verdict::Ok : Verdict::Wrong;
                 summary.cases.push_back(result);
                 next = size_t(index) + 1;
@@ -139,7 +139,7 @@ RunSummary RunCases(const std::vector<std::string>& cases, DWORD quietMs) {
             break;
         }
         CaseResult result;
-        result.spec = cases[failed];
+        result.line = cases[failed];
         result.verdict = run.ended ? Verdict::Crash : Verdict::Hang;
         char code[64];
         std::snprintf(code, sizeof code, "probe %s, exit code 0x%08lX", run.ended ? "died" : "stopped",

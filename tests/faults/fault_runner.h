@@ -16,7 +16,7 @@ namespace faults {
 enum class Verdict { Ok, Wrong, Crash, Hang };
 
 struct CaseResult {
-    std::string spec;  // the case's line
+    std::string line;  // the case as written
     Verdict verdict = Verdict::Hang;
     double ms = 0;       // the case's own time, as the probe measured it
     std::string detail;  // what was wrong, the result codes seen

@@ -25,7 +25,7 @@ std::string Report(const faults::RunSummary& summary) {
     std::ostringstream out;
     for (const auto& c : summary.cases)
         if (c.verdict != faults::Verdict::Ok)
-            out << faults::VerdictName(c.verdict) << ": " << c.spec << " -> " << c.detail << "\n";
+            out << faults::VerdictName(c.verdict) << ": " << c.line << " -> " << c.detail << "\n";
     return out.str();
 }
 

@@ -15,7 +15,7 @@
 #include "core/iab.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 #include "sources/wab6.h"
 #include "support/test_support.h"
 

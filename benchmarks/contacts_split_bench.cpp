@@ -12,7 +12,7 @@
 #include "sources/contacts_api.h"
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <algorithm>

@@ -12,8 +12,8 @@
 // of them. The seed is printed, and "seed S" replays a run.) Registers the
 // module and both stand-ins.
 #include "faults/fault_runner.h"
-#include "sources/outlook_fixture.h"
-#include "sources/wab_fixture.h"
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <cstdio>

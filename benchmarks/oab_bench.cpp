@@ -13,7 +13,7 @@
 // Registers the stand-in beside this program; removes it and its store after.
 #include "com/com_ptr.h"
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 #include "support/test_support.h"
 
 #include <algorithm>

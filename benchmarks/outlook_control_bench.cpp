@@ -14,7 +14,7 @@
 #include "com/strings.h"
 #include "com/unique_any.h"
 #include "module/VelPhonebook_h.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 #include "support/test_support.h"
 
 #include <algorithm>

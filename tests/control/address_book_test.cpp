@@ -5,8 +5,8 @@
 #include "com/invoke.h"
 #include "com/strings.h"
 #include "module/VelPhonebook_h.h"
-#include "sources/outlook_fixture.h"
-#include "sources/wab_fixture.h"
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>

@@ -3,9 +3,9 @@
 // events, the favourite star, deleting through the skinned message box, the
 // sort state, the property bag and the host's skin service, and what the
 // control leaves behind.
-#include "control_host.h"
+#include "support/control_host.h"
 #include "list_test_support.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "ui_harness.h"
 
 #include "com/unique_any.h"

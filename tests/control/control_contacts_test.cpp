@@ -4,9 +4,9 @@
 // makes in the Contacts folder, and what the user's Add, in-place edits and
 // Remove leave in the files. After every test nothing of the control is
 // left: no window, no watcher thread, no handle.
-#include "control_host.h"
+#include "support/control_host.h"
 #include "list_test_support.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "ui_harness.h"
 
 #include "com/unique_any.h"

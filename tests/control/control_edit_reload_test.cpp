@@ -2,7 +2,7 @@
 // before the window exists holds once it does, the recently used book opens
 // no label edit, reloads leave the diagnostic log alone, and what a host
 // reads back is whole.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include "com/unique_any.h"
 

@@ -1,7 +1,7 @@
 // The phonebook control in Wine's ATL host, driven through its automation
 // interfaces the way the fax program drives it, with the user's actions
 // played on its windows.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include "com/unique_any.h"
 

@@ -4,8 +4,8 @@
 // control's event sink turns Outlook's item events into its reload), and
 // leaves Outlook behind when the user switches to another book. Both control
 // classes listen, and both keep Outlook's reminder dialog away meanwhile.
-#include "control_host.h"
-#include "sources/outlook_fixture.h"
+#include "support/control_host.h"
+#include "support/outlook_fixture.h"
 
 #include "com/unique_any.h"
 

@@ -2,7 +2,7 @@
 // an event sink that switches books or lets the control go from inside
 // OnItemSelected while Remove walks the rows, and a host that closes the
 // control while Remove's question is open.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include "com/unique_any.h"
 

@@ -1,6 +1,6 @@
 // What registration writes for the control and what its resources hold, read
 // back from the registry and from the module as a data file.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include <array>
 #include <map>

@@ -1,7 +1,7 @@
 // The control's reload seen from outside: a burst of change messages gives
 // one reload after the burst, and a click on a column header sorts and
 // renumbers the rows.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include "com/unique_any.h"
 

@@ -1,22 +1,18 @@
 # The AddressBook tests add to Outlook through its stand-in and check the
 # result with the stand-in's test tools.
-target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/outlook_fixture.cpp)
 add_dependencies(test_control standin_outlook)
 # The control tests carry the module's manifest (common controls 6), as the module does.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control/list_test_resources.rc)
 target_link_libraries(test_control PRIVATE gdiplus)
 # Extras of the control tests: a probe that hosts the control in a process
 # of its own (started with another screen resolution).
-add_executable(control_dpi_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dpi_probe.cpp
-                                 ${CMAKE_CURRENT_SOURCE_DIR}/control/control_host.cpp)
-target_include_directories(control_dpi_probe PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control)
+add_executable(control_dpi_probe ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/dpi_probe.cpp)
 target_link_libraries(control_dpi_probe PRIVATE test_support)
 # The second control's tests count resources and record skin calls with the dialog tests' tools.
 target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui/ui_harness.cpp)
 target_include_directories(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/ui)
 # The tests of the control on Windows Contacts share the source tests' Contacts
 # folder tools and change the folder from another process with their probe.
-target_sources(test_control PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/wab_fixture.cpp)
 add_dependencies(test_control wab_probe)
 # A probe that hosts both controls from a copy of the module in a folder of
 # its own (with the stand-in language library) and reports every text that

@@ -3,7 +3,7 @@
 // them, a pause starts a new prefix, the space still ticks check boxes, an
 // open in-place edit keeps the list where it is; every button and the list
 // have the names and roles the platform's accessibility layer reports.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include "com/unique_any.h"
 

@@ -3,7 +3,7 @@
 // while inactive, the keyboard, Close and release. Afterwards nothing of the
 // control is left and the module can unload. Also what a container asked
 // for that the control declined, and the column widths at 144 dpi.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include <ocidl.h>
 #include <olectl.h>

@@ -8,7 +8,7 @@
 // rules are at the top of probe/text_fit_probe.cpp). The entry dialog and the
 // message box are measured by dialog_fit_probe, run from the same folder under
 // the module's name (probe/dialog_fit_probe.cpp).
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include <gtest/gtest.h>
 

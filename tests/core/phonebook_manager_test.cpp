@@ -7,10 +7,10 @@
 
 #include "control/phonebook_event_handler.h"
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/mru_fixture.h"
 
 using namespace testing_support;

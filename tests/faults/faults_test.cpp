@@ -4,10 +4,10 @@
 // Contacts folders with mutated, locked and vanishing files. Each case runs in
 // the probe process (fault_runner.h), so a crash or a hang is a verdict.
 // FAULTS_SEED replays a run; faults_bench runs the full sets.
-#include "control_host.h"
+#include "support/control_host.h"
 #include "faults/fault_runner.h"
-#include "sources/outlook_fixture.h"
-#include "sources/wab_fixture.h"
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
 
 #include "sources/wab.h"
 #include "sources/wab6.h"

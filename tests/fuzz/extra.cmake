@@ -11,14 +11,11 @@ target_link_libraries(fuzz_inputs PUBLIC test_support)
 # The child hosts the control as the control tests do, and carries the
 # module's string table for the localizer's built-in texts.
 add_executable(fuzz_child ${CMAKE_CURRENT_SOURCE_DIR}/fuzz/child/fuzz_child.cpp
-                          ${CMAKE_CURRENT_SOURCE_DIR}/control/control_host.cpp
                           ${CMAKE_CURRENT_SOURCE_DIR}/localization/test_resources.rc)
-target_include_directories(fuzz_child PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control ${CMAKE_SOURCE_DIR}/src/localization)
+target_include_directories(fuzz_child PRIVATE ${CMAKE_SOURCE_DIR}/src/localization)
 target_link_libraries(fuzz_child PRIVATE fuzz_inputs)
 target_link_options(fuzz_child PRIVATE -municode)
 
 target_link_libraries(test_fuzz PRIVATE fuzz_inputs)
 add_dependencies(test_fuzz fuzz_child)
 # The MRU sample's own cases host the control as the control tests do.
-target_sources(test_fuzz PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control/control_host.cpp)
-target_include_directories(test_fuzz PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control)

@@ -2,7 +2,7 @@
 // stores, each judged in a child process (GetMRU, the control's listing,
 // UpdateMRU, the store as saved and read back), and the faults the full runs
 // found, pinned down one by one.
-#include "control_host.h"
+#include "support/control_host.h"
 #include "fuzz/inputs/hostile_inputs.h"
 #include "fuzz_support.h"
 #include "support/mru_fixture.h"

@@ -73,4 +73,3 @@ endif()
 
 # The AddressBook example writes to the Windows address book: its stand-in.
 add_dependencies(test_guide standin_wab32)
-target_sources(test_guide PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/sources/wab_fixture.cpp)

@@ -7,7 +7,7 @@
 #include "com/com_ptr.h"
 #include "localization/language.h"
 #include "sources/mru_store.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>

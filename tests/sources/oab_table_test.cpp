@@ -4,7 +4,7 @@
 // stores; the stand-in's call count tells which way was taken. Also the
 // stand-in's Table itself, as Outlook documents it.
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 
 #include "com/invoke.h"
 #include "com/strings.h"

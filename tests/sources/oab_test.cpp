@@ -2,7 +2,7 @@
 // is listed, the favourite mark, the version and its reminders, the
 // operations and their failures, and the connect failure with its log line.
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 #include "sources/wab6.h"
 
 #include "com/invoke.h"

@@ -3,7 +3,7 @@
 // the reminder dialog is cancelled, and nothing arrives after Disconnect.
 #include "control/phonebook_event_handler.h"
 #include "sources/oab.h"
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 
 #include "core/iab.h"
 

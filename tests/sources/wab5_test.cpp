@@ -4,7 +4,7 @@
 // that is missing or is no address book.
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 
 #include <memory>
 

@@ -3,7 +3,7 @@
 // file names it makes, and the bad input it must survive.
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 
 #include <algorithm>
 #include <atomic>

@@ -3,7 +3,7 @@
 // and watchers that end with the last source of the process.
 #include "sources/wab5.h"
 #include "sources/wab6.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 
 #include <cstdio>
 #include <memory>

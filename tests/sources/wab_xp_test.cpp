@@ -2,7 +2,7 @@
 // Wine runs as Windows XP: the library from the WAB's DLLPath key, and the
 // address-book file (through its folder) as what is watched.
 #include "sources/wab5.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 
 using namespace testing_support;
 

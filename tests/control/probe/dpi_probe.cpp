@@ -1,6 +1,6 @@
 // Hosts the control in Wine's ATL host and prints the widths of its three
 // list columns, for a test that runs it with another screen resolution.
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include <cstdio>
 

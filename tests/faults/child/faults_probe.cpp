@@ -23,10 +23,10 @@
 // read. Windows Contacts (CWAB6) and the address-book library (CWAB5) list
 // it: every intact contact that stays must be listed by both, and both must
 // say S_OK.
-#include "control_host.h"
+#include "support/control_host.h"
 #include "faults/fault_runner.h"
-#include "sources/outlook_fixture.h"
-#include "sources/wab_fixture.h"
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
 
 #include "com/strings.h"
 #include "sources/wab5.h"

@@ -7,7 +7,7 @@
 //   fuzz_child logwriter TAG N    N numbered lines into the log (two of these run at once)
 //   fuzz_child store SEED         only writes the store of the seed and leaves it, to look at
 //   fuzz_child compare SEED       the store of the seed as the model and as the component read it
-#include "control_host.h"
+#include "support/control_host.h"
 #include "fuzz/inputs/hostile_inputs.h"
 
 #include "com/strings.h"

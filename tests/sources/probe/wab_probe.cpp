@@ -9,7 +9,7 @@
 // Run as Windows XP (Wine's per-program version) it takes the older path.
 #include "localization/language.h"
 #include "sources/wab5.h"
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 #include "support/test_support.h"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "control_host.h"
+#include "support/control_host.h"
 
 #include <ocidl.h>
 #include <olectl.h>

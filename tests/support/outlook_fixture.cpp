@@ -1,5 +1,5 @@
 // Tools of the Outlook tests.
-#include "sources/outlook_fixture.h"
+#include "support/outlook_fixture.h"
 
 #include "com/invoke.h"
 #include "com/strings.h"

@@ -1,5 +1,5 @@
 // Scratch Contacts folder and contact files for the Windows address-book tests.
-#include "sources/wab_fixture.h"
+#include "support/wab_fixture.h"
 
 #include <shlobj.h>
 

@@ -30,8 +30,14 @@ fi
 # 64-bit twins, which a mirror may not offer for a while after a security
 # update; the 64-bit Wine is never removed for it (--no-remove), and without
 # it the 32-bit tests say they were skipped.
-if ! installed wine32:i386; then
+# A mirror that could not offer it a moment ago will not now: one try an hour,
+# so that the several make steps of one test run do not each ask the mirror.
+tried="${TMPDIR:-/tmp}/velphonebook-wine32-tried"
+if ! installed wine32:i386 && [ -n "$(find "$tried" -mmin -60 2>/dev/null)" ]; then
+    echo "install-deps: wine32:i386 was not installable a moment ago; the 32-bit tests will be skipped" >&2
+elif ! installed wine32:i386; then
     echo "Installing: wine32:i386"
+    touch "$tried"
     dpkg --print-foreign-architectures | grep -qx i386 || $sudo dpkg --add-architecture i386
     $sudo apt-get update -qq || echo "install-deps: some package lists could not be updated" >&2
     $sudo apt-get install -y -qq --no-install-recommends --no-remove \

@@ -6,9 +6,9 @@
 //   fuzz_bench [MRU_STORES [LOG_SETTINGS [LANGUAGE_FILES [BASE_SEED]]]]
 // (defaults 1000 1000 1000, base seed from the clock; VELPHONEBOOK_FUZZ_BASE
 // also sets it). Registers the module beside the program.
-#include "fuzz/inputs/child_runner.h"
-#include "fuzz/inputs/hostile_inputs.h"
-#include "fuzz/inputs/log_race.h"
+#include "fuzz/child_runner.h"
+#include "fuzz/hostile_inputs.h"
+#include "fuzz/log_race.h"
 #include "support/test_support.h"
 
 #include <chrono>

@@ -1,10 +1,11 @@
-// The full runs of the fault tests (tests/faults): every failure the Outlook
-// stand-in can play (an error, death, busy refusing, busy asking to retry
-// later) at every call position of each client's use of Outlook, and many
-// seeded hostile Contacts folders. Each case runs in the fault probe, so a
-// crash or a hang is a verdict. Prints per input kind: inputs tried,
-// crashes, hangs, wrong results and the slowest case; then every case that
-// was not ok. Asserts nothing.
+// Full runs of failing books (test_faults keeps what they found as literal
+// cases): every failure the Outlook stand-in can play (an error, death, busy
+// refusing, busy asking to retry later) at every call position of each
+// client's use of Outlook, and many seeded hostile Contacts folders. Each case
+// runs in the fault probe, so a crash or a hang is a verdict. Prints per input
+// kind: inputs tried, crashes, hangs, wrong results and the slowest case, the probe's threads
+// and handles before and after (its own threads apart, and the module each
+// thread started in); then every case that was not ok. Asserts nothing.
 //   faults_bench [outlook [CLIENT PATH]] [contacts N] [seed S]
 // (no argument: both, 2000 Contacts folders; outlook alone runs the controls
 // and AddressBook on the Table path and the first control item by item, about

@@ -142,7 +142,8 @@ bool ModuleIdle() {
     const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
     if (!module) return true;
     using CanUnload = HRESULT(STDAPICALLTYPE*)();
-    const auto canUnload = reinterpret_cast<CanUnload>(::GetProcAddress(module, "DllCanUnloadNow"));
+    const auto canUnload =
+        reinterpret_cast<CanUnload>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
     return !canUnload || canUnload() == S_OK;
 }
 

@@ -24,14 +24,6 @@ void SetStandin(const wchar_t* name, const std::wstring& value) {
                            DWORD((value.size() + 1) * sizeof(wchar_t)));
 }
 
-// The threads the product started (in the module, or in the test program
-// that links it) end with what started them: waited for, not for a time.
-void ExpectComponentThreadsBackTo(int threads, HMODULE image = nullptr) {
-    const ULONGLONG deadline = ::GetTickCount64() + 3000;
-    while (ComponentThreadCount(image) > threads && ::GetTickCount64() < deadline) ::Sleep(20);
-    EXPECT_LE(ComponentThreadCount(image), threads);
-}
-
 class FailingOutlookTest : public outlooktest::OutlookTest {
 protected:
     static void SetUpTestSuite() {
@@ -59,16 +51,11 @@ TEST_F(FailingOutlookTest, EachControlListsWholeOrEmptyAndRecoversWhenOutlookIsC
         return shown;
     };
     const wchar_t *first = control_test::kProgId, *second = L"Zantix.VelPhonebookControl2";
-    const struct {
-        const wchar_t *progId, *version, *fault;
-    } cases[] = {
-        {first, L"11.0.0.8002", L"fail Item 3 0x80004005"}, {first, L"11.0.0.8002", L"fail FullName 2 0x8004010F"},
-        {first, L"11.0.0.8002", L"exit Item 4"},            {first, L"", L"reject * 1 1500"},
-        {second, L"", L"exit GetArray 1"},                  {second, L"", L"retrylater GetTable 1 1500"},
-        {second, L"11.0.0.8002", L"fail Item 5 0x80004005"},
+    const struct { const wchar_t *progId, *version, *fault; } cases[] = {
+        {first, L"11.0.0.8002", L"fail Item 3 0x80004005"}, {first, L"", L"reject * 1 1500"},
+        {second, L"", L"exit GetArray 1"},                  {second, L"11.0.0.8002", L"fail FullName 2 0x8004010F"},
     };
     for (const auto& c : cases) {
-        std::printf("  %ls on Outlook %ls, fault %ls\n", c.progId, *c.version ? c.version : L"default", c.fault);
         SCOPED_TRACE(Utf8(std::wstring(c.progId) + L": " + c.fault));
         const int threads = ComponentThreadCount();
         outlooktest::WriteNumberedBook(12);
@@ -80,8 +67,8 @@ TEST_F(FailingOutlookTest, EachControlListsWholeOrEmptyAndRecoversWhenOutlookIsC
             ASSERT_TRUE(control);
             const HRESULT hr = control->SelectOutlookAddressBook(1);
             EXPECT_TRUE(hr == S_OK || FAILED(hr)) << std::hex << hr;
-            // The list fills from the reload timer; one reload more keeps it whole or empty.
-            control_test::PumpUntil([&] { return names(control.get()) == whole; }, 2000);
+            // Reloads follow the choice at once, a change notice after 0.5 s: whole or empty, never partial.
+            control_test::PumpUntil([&] { return names(control.get()) == whole; }, 1000);
             control_test::Pump(600);
             EXPECT_TRUE(names(control.get()).empty() || names(control.get()) == whole)
                 << names(control.get()).size() << " rows";
@@ -94,7 +81,8 @@ TEST_F(FailingOutlookTest, EachControlListsWholeOrEmptyAndRecoversWhenOutlookIsC
         const auto canUnload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
             reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(kModuleFileName), "DllCanUnloadNow")));
         EXPECT_TRUE(canUnload && canUnload() == S_OK) << "the module still holds objects";
-        ExpectComponentThreadsBackTo(threads);
+        // The product's own threads: Wine's RPC and pool workers outlive a dead Outlook on their own.
+        EXPECT_TRUE(control_test::PumpUntil([&] { return ComponentThreadCount() <= threads; }, 3000));
     }
 }
 
@@ -107,8 +95,7 @@ TEST_F(HostileContactsTest, BothBooksListEveryIntactContactBesideDamagedOnes) {
     const auto person = [](const wchar_t* name) {
         return ContactXml{std::wstring(L"id-") + name, name, {PhoneElement{{L"Fax", L"Business"}, L"+49 30 1"}}};
     };
-    const std::string cut = ContactDocument(person(L"Cut"));
-    WriteContactsFile(L"Cut.contact", cut.substr(0, cut.size() / 3));
+    WriteContactsFile(L"Cut.contact", ContactDocument(person(L"Cut")).substr(0, 150));
     WriteContactsFile(L"Empty.contact", "");
     ::CreateDirectoryW((ContactsFolder() + L"\\Folder.contact").c_str(), nullptr);
     com::UniqueFile lock(::CreateFileW(WriteContact(L"Locked.contact", person(L"Locked")).c_str(),
@@ -147,13 +134,12 @@ TEST_F(HostileContactsTest, AFolderRemovedAndMadeAgainIsWatchedAgain) {
         EXPECT_TRUE(listed.empty());
         // Reading may have made it already (the known folder is asked for with KF_FLAG_CREATE).
         ASSERT_TRUE(::CreateDirectoryW(ContactsFolder().c_str(), nullptr) || ::GetLastError() == ERROR_ALREADY_EXISTS);
-        const ContactXml after{L"id-after", L"After", {PhoneElement{{L"Fax"}, L"555 0100"}}};
-        EXPECT_GE(changes.WaitAfter([&] { WriteContact(L"After.contact", after); }, 1, 5000), 1);
+        EXPECT_GE(changes.WaitAfter([] { WriteContact(L"After.contact", {L"id-after", L"After", {}}); }, 1, 5000), 1);
         EXPECT_EQ(S_OK, source.LoadAll(listed));
         ASSERT_EQ(1u, listed.size());
         EXPECT_EQ(L"After", listed.front().name);
     }
-    ExpectComponentThreadsBackTo(threads, program);
+    EXPECT_TRUE(control_test::PumpUntil([&] { return ComponentThreadCount(program) <= threads; }, 3000));
 }
 
 }  // namespace

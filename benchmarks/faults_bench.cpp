@@ -1,16 +1,18 @@
-// The full runs of the fault tests (tests/faults): every failure the Outlook
-// stand-in can play (an error, death, busy refusing, busy asking to retry
-// later) at every call position of each client's use of Outlook, and many
-// seeded hostile Contacts folders. Each case runs in the fault probe, so a
-// crash or a hang is a verdict. Prints per input kind: inputs tried,
-// crashes, hangs, wrong results and the slowest case; then every case that
-// was not ok. Asserts nothing.
-//   faults_bench [outlook [CLIENT PATH]] [contacts N] [seed S]
+// Full runs of failing books (test_faults keeps what they found as literal
+// cases): every failure the Outlook stand-in can play (an error, death, busy
+// refusing, busy asking to retry later) at every call position of each
+// client's use of Outlook, and many seeded hostile Contacts folders. Each case
+// runs in the fault probe, so a crash or a hang is a verdict. Prints per input
+// kind: inputs tried, crashes, hangs, wrong results and the slowest case, the probe's threads
+// and handles before and after (its own threads apart, and the module each
+// thread started in); then every case that was not ok. Asserts nothing.
+//   faults_bench [outlook [CLIENT PATH]] [sample N] [contacts N] [seed S]
 // (no argument: both, 2000 Contacts folders; outlook alone runs the controls
 // and AddressBook on the Table path and the first control item by item, about
 // an hour; CLIENT control|control2|addressbook and PATH table|items run one
-// of them. The seed is printed, and "seed S" replays a run.) Registers the
-// module and both stand-ins.
+// of them; sample N runs N seeded Outlook cases of any client, path, failure
+// and position. The seed is printed, and "seed S" replays a run.) Registers
+// the module and both stand-ins.
 #include "faults/fault_runner.h"
 #include "support/outlook_fixture.h"
 #include "support/wab_fixture.h"
@@ -67,7 +69,7 @@ int CallsOf(const std::string& client, const std::string& path) {
 
 int wmain(int argc, wchar_t** argv) {
     bool outlook = false, contacts = false;
-    int folders = 2000;
+    int folders = 2000, sampled = 0;
     std::string onlyClient, onlyPath;
     unsigned long long seed = faults::SeedFromEnvironment();
     for (int i = 1; i < argc; ++i) {
@@ -84,9 +86,10 @@ int wmain(int argc, wchar_t** argv) {
             contacts = true;
             if (i + 1 < argc) folders = std::max(1, _wtoi(argv[++i]));
         }
+        if (arg == L"sample" && i + 1 < argc) sampled = std::max(1, _wtoi(argv[++i]));
         if (arg == L"seed" && i + 1 < argc) seed = std::wcstoull(argv[++i], nullptr, 0);
     }
-    if (!outlook && !contacts) outlook = contacts = true;
+    if (!outlook && !contacts && !sampled) outlook = contacts = true;
     std::printf("seed %llu\n", seed);
 
     ComApartment apartment;
@@ -117,6 +120,7 @@ int wmain(int argc, wchar_t** argv) {
         for (const std::string& note : bare.notes)
             std::printf("  a bare client, Outlook dying three times: %s\n", note.c_str());
     }
+    if (sampled) Tally("Outlook sampled", faults::RunCases(faults::SampleOutlookCases(seed, sampled), kQuietMs));
     if (contacts) Tally("Contacts folders", faults::RunCases(faults::ContactsCases(seed, folders), kQuietMs));
 
     std::printf(

@@ -1,14 +1,16 @@
-// Full runs of the hostile inputs that test_fuzz samples: MRU stores, Logger
-// settings and language files, each judged in child processes, then two
-// processes logging at once. Prints per input kind the inputs tried,
-// crashes, hangs, wrong results and the slowest case, and every failing seed
-// with the way to replay it. Asserts nothing; the exit code is 0.
-//   fuzz_bench [MRU_STORES [LOG_SETTINGS [LANGUAGE_FILES [BASE_SEED]]]]
-// (defaults 1000 1000 1000, base seed from the clock; VELPHONEBOOK_FUZZ_BASE
-// also sets it). Registers the module beside the program.
-#include "fuzz/inputs/child_runner.h"
-#include "fuzz/inputs/hostile_inputs.h"
-#include "fuzz/inputs/log_race.h"
+// Randomised runs of hostile inputs: MRU stores, Logger settings and language
+// files, each judged in child processes (fuzz_child), then two processes
+// logging at once. Prints per input kind the inputs tried, crashes, hangs,
+// wrong results and the slowest case, and every failing seed with the way to
+// replay it. Asserts nothing; the exit code is 0. (test_fuzz keeps what
+// these runs found as literal cases.)
+//   fuzz_bench [MRU_STORES [LOG_SETTINGS [LANGUAGE_FILES [BASE_SEED [RACE_ROUNDS]]]]]
+// (defaults 1000 1000 1000, base seed from the clock, 3 rounds of the log
+// race; VELPHONEBOOK_FUZZ_BASE also sets the seed). Seeds run from the base
+// seed on, the same seeds for each kind. Registers the module beside the program.
+#include "fuzz/child_runner.h"
+#include "fuzz/hostile_inputs.h"
+#include "fuzz/log_race.h"
 #include "support/test_support.h"
 
 #include <chrono>
@@ -84,6 +86,7 @@ int wmain(int argc, wchar_t** argv) {
     const uint64_t clock = uint64_t(std::chrono::system_clock::now().time_since_epoch().count()) % 1000000000;
     const uint64_t base = argc > 4 ? _wcstoui64(argv[4], nullptr, 10)
                                    : fuzz::SeedFromEnvironment(L"VELPHONEBOOK_FUZZ_BASE", clock);
+    const int raceRounds = argc > 5 ? _wtoi(argv[5]) : 3;
     std::printf("base seed %llu: MRU stores %zu, Logger settings %zu, language files %zu\n",
                 static_cast<unsigned long long>(base), stores, settings, languageFiles);
     std::fflush(stdout);
@@ -119,7 +122,7 @@ int wmain(int argc, wchar_t** argv) {
     // The race differs from run to run: a few rounds. About 6.7 MB of lines
     // in all, so that no backup is overwritten by its own cycle.
     std::printf("\ntwo processes logging at once, 1 MB limit, 10 backups:\n");
-    for (int round = 1; round <= 3; ++round) {
+    for (int round = 1; round <= raceRounds; ++round) {
         const fuzz::LogRace race = fuzz::RunTwoLogWriters(12000);
         std::printf(
             "  round %d, %d lines each: exit codes %d and %d; lost %d and %d (%.2f%%), duplicated %d, "
@@ -129,17 +132,17 @@ int wmain(int argc, wchar_t** argv) {
             race.outOfOrder, race.notices, race.rotations);
     }
 
-    const auto failed = [](const char* variable, const Figures& figures) {
+    const auto failed = [](const char* kind, const char* counts, const Figures& figures) {
         for (const fuzz::Outcome& outcome : figures.failures)
-            std::printf("  %s seed %llu: %s: %s  (replay: %s=%llu test_fuzz.exe)\n", variable,
+            std::printf("  %s seed %llu: %s: %s  (alone: fuzz_bench %s %llu 0)\n", kind,
                         static_cast<unsigned long long>(outcome.seed), fuzz::VerdictName(outcome.verdict),
-                        outcome.detail.c_str(), variable, static_cast<unsigned long long>(outcome.seed));
+                        outcome.detail.c_str(), counts, static_cast<unsigned long long>(outcome.seed));
     };
     if (!allStores.failures.empty() || !logFigures.failures.empty() || !languageFigures.failures.empty()) {
         std::printf("\nfailures:\n");
-        failed("VELPHONEBOOK_FUZZ_MRU_SEED", allStores);
-        failed("VELPHONEBOOK_FUZZ_LOG_SEED", logFigures);
-        failed("VELPHONEBOOK_FUZZ_LANG_SEED", languageFigures);
+        failed("MRU store", "1 0 0", allStores);
+        failed("Logger settings", "0 1 0", logFigures);
+        failed("language file", "0 0 1", languageFigures);
     }
     std::printf("\n%.0f s in all\n",
                 std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());

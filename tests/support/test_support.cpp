@@ -230,4 +230,25 @@ std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& path, co
     return std::wstring(buffer);
 }
 
+int ComponentThreadCount(HMODULE image) {
+    const HMODULE module = image ? image : ::GetModuleHandleW(kModuleFileName);
+    if (!module) return 0;
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(module);
+    const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(reinterpret_cast<const BYTE*>(module) + dos->e_lfanew);
+    const auto begin = reinterpret_cast<ULONG_PTR>(module), end = begin + nt->OptionalHeader.SizeOfImage;
+    using Query = LONG(WINAPI*)(HANDLE, ULONG, void*, ULONG, ULONG*);
+    const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationThread")));
+    constexpr ULONG kThreadQuerySetWin32StartAddress = 9;
+    int mine = 0;
+    for (DWORD id : ThreadsOfProcess()) {
+        com::UniqueHandle thread(::OpenThread(THREAD_QUERY_INFORMATION, FALSE, id));
+        ULONG_PTR start = 0;
+        if (thread && query(thread.get(), kThreadQuerySetWin32StartAddress, &start, sizeof start, nullptr) == 0 &&
+            start >= begin && start < end)
+            ++mine;
+    }
+    return mine;
+}
+
 }  // namespace testing_support

@@ -88,4 +88,10 @@ void DeleteUserKey(const wchar_t* path);
 bool RegistryKeyExists(HKEY root, const std::wstring& path);
 std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& path, const wchar_t* name = nullptr);
 
+// Threads of this process that started in the module's image (0 when it is
+// not loaded), or in `image` (the test program's own, for the product's code
+// linked into it): unlike ThreadCount, blind to the worker threads that the
+// platform's COM, RPC and thread pool start and end on their own schedule.
+int ComponentThreadCount(HMODULE image = nullptr);
+
 }  // namespace testing_support

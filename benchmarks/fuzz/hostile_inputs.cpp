@@ -1,5 +1,5 @@
 // Seeded hostile inputs and the model of what a store reads as.
-#include "fuzz/inputs/hostile_inputs.h"
+#include "fuzz/hostile_inputs.h"
 
 #include "com/unique_any.h"
 

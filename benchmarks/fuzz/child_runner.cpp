@@ -1,5 +1,5 @@
 // Child processes for the hostile inputs, watched for crashes and hangs.
-#include "fuzz/inputs/child_runner.h"
+#include "fuzz/child_runner.h"
 
 #include "com/unique_any.h"
 #include "support/test_support.h"

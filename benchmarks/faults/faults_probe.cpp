@@ -3,8 +3,10 @@
 // started it sees a crash or a hang as what it is (see fault_runner.h).
 //   faults_probe.exe CASEFILE FIRST
 // Lines out: "start <i>", then "case <i> ok|wrong <ms> <detail>"; at the end
-// "resources threads <a> <b> handles <c> <d>" (after the first case and after
-// the last, once every Outlook the cases started has ended).
+// "resources threads <a> <b> handles <c> <d> component <e> <f>" (after the
+// first case and after the last, once every Outlook the cases started has
+// ended; "component" counts the threads the module started), and "threads by
+// start <module>:<n>..." (the module each remaining thread started in).
 //
 // Outlook cases ("<client> <path> <fault>"; fault "count" adds the calls the
 // stand-in served, client "bare" is a client of Outlook without the
@@ -39,7 +41,9 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <map>
 #include <thread>
+#include <tlhelp32.h>
 
 using namespace testing_support;
 
@@ -138,7 +142,8 @@ bool ModuleIdle() {
     const HMODULE module = ::GetModuleHandleW(L"VelPhonebook64.dll");
     if (!module) return true;
     using CanUnload = HRESULT(STDAPICALLTYPE*)();
-    const auto canUnload = reinterpret_cast<CanUnload>(::GetProcAddress(module, "DllCanUnloadNow"));
+    const auto canUnload =
+        reinterpret_cast<CanUnload>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
     return !canUnload || canUnload() == S_OK;
 }
 
@@ -464,6 +469,33 @@ Outcome RunContactsCase(unsigned seed) {
     return outcome;
 }
 
+// The module each thread of this process started in, with counts.
+std::string ThreadsByStart() {
+    using Query = LONG(WINAPI*)(HANDLE, ULONG, void*, ULONG, ULONG*);
+    const auto query = reinterpret_cast<Query>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationThread")));
+    std::map<std::string, int> owners;
+    com::UniqueFile snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0));
+    THREADENTRY32 entry{};
+    entry.dwSize = sizeof entry;
+    for (BOOL more = ::Thread32First(snapshot.get(), &entry); more; more = ::Thread32Next(snapshot.get(), &entry)) {
+        if (entry.th32OwnerProcessID != ::GetCurrentProcessId()) continue;
+        com::UniqueHandle thread(::OpenThread(THREAD_QUERY_INFORMATION, FALSE, entry.th32ThreadID));
+        void* start = nullptr;
+        HMODULE module = nullptr;
+        wchar_t name[MAX_PATH] = L"?";
+        if (thread && query(thread.get(), 9 /* ThreadQuerySetWin32StartAddress */, &start, sizeof start, nullptr) == 0 &&
+            ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                 static_cast<LPCWSTR>(start), &module))
+            ::GetModuleFileNameW(module, name, MAX_PATH);
+        const std::wstring path = name;
+        ++owners[Utf8(path.substr(path.find_last_of(L"\\/") + 1))];
+    }
+    std::string text;
+    for (const auto& [owner, count] : owners) text += " " + owner + ":" + std::to_string(count);
+    return text;
+}
+
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -481,7 +513,7 @@ int wmain(int argc, wchar_t** argv) {
         }
     }
     const size_t first = size_t(_wtoi(argv[2]));
-    int threads0 = -1, handles0 = -1;
+    int threads0 = -1, handles0 = -1, component0 = -1;
     for (size_t i = first; i < cases.size(); ++i) {
         Line("start %zu\n", i);
         std::istringstream in(cases[i]);
@@ -506,11 +538,15 @@ int wmain(int argc, wchar_t** argv) {
             ::Sleep(200);
             threads0 = ThreadCount();
             handles0 = HandleCount();
+            component0 = ComponentThreadCount();
         }
     }
     ::Sleep(200);
-    if (threads0 >= 0)
-        Line("resources threads %d %d handles %d %d\n", threads0, ThreadCount(), handles0, HandleCount());
+    if (threads0 >= 0) {
+        Line("resources threads %d %d handles %d %d component %d %d\n", threads0, ThreadCount(), handles0,
+             HandleCount(), component0, ComponentThreadCount());
+        Line("threads by start%s\n", ThreadsByStart().c_str());
+    }
     SetSetting(L"Fault", L"");
     SetSetting(L"Version", L"");
     return 0;

@@ -1,6 +1,6 @@
 // Takes hostile inputs one seed after another and judges what the component
 // made of each, in a process of its own so that a crash or a hang is seen by
-// the parent (fuzz/inputs/child_runner.h has the verdict lines).
+// the parent (fuzz/child_runner.h has the verdict lines).
 //   fuzz_child mru SEED...        MRU stores: GetMRU, a hosted control, UpdateMRU, the store saved
 //   fuzz_child log SEED...        nonsense Logger settings, then lines logged
 //   fuzz_child lang SEED...       damaged language files through the localizer
@@ -8,7 +8,7 @@
 //   fuzz_child store SEED         only writes the store of the seed and leaves it, to look at
 //   fuzz_child compare SEED       the store of the seed as the model and as the component read it
 #include "support/control_host.h"
-#include "fuzz/inputs/hostile_inputs.h"
+#include "fuzz/hostile_inputs.h"
 
 #include "com/strings.h"
 #include "localization/localizer.h"

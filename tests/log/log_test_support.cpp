@@ -20,13 +20,9 @@ std::wstring LogFolder() {
     return std::wstring(appData) + L"\\Quorvel\\Orvanta\\";
 }
 
-std::wstring DefaultLogPath() {
-    return LogFolder() + L"\\FaxData.log";
-}
+std::wstring DefaultLogPath() { return LogFolder() + L"\\FaxData.log"; }
 
-std::wstring BackupPath(int number) {
-    return LogFolder() + L"\\FaxData(" + std::to_wstring(number) + L").log";
-}
+std::wstring BackupPath(int number) { return LogFolder() + L"\\FaxData(" + std::to_wstring(number) + L").log"; }
 
 std::vector<int> ExistingBackups() {
     std::vector<int> numbers;

@@ -1,6 +1,6 @@
-// Tools of the log tests: the Logger key and the log files in the Wine
-// prefix, log files read back and their lines taken apart, and the fixture
-// that starts and ends every test with no key and no log file.
+// Tools of the log tests: the Logger key and the log files in the Wine prefix,
+// log files read back and their lines taken apart, and the fixture that starts
+// and ends every test with no key and no log file.
 #pragma once
 
 #include "log/logger.h"
@@ -18,40 +18,38 @@ namespace logtest {
 using Messages = std::vector<std::wstring>;
 
 // From the shell folder, not from the logger: "<AppData>\Quorvel\Orvanta\",
-// the log file "<folder>\FaxData.log" (so with a doubled backslash), the
-// backups "<folder>\FaxData(n).log", and which backups 0 to 30 exist.
+// the log "<folder>\FaxData.log" (so with a doubled backslash), the backups
+// "<folder>\FaxData(n).log", and which backups 0 to 30 exist.
 std::wstring LogFolder();
 std::wstring DefaultLogPath();
 std::wstring BackupPath(int number);
 std::vector<int> ExistingBackups();
 
-// Values of the Logger key (and of one of its subkeys).
+// Values of the Logger key (or of a subkey); GetDword gives `missing` when
+// the value is absent or of another type, GetText "".
 void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const wchar_t* subkey = nullptr);
 void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey = nullptr);
 void SetText(const wchar_t* name, const std::wstring& text, const wchar_t* subkey = nullptr);
-// `missing` ("") when the value is absent or of another type.
 DWORD GetDword(const wchar_t* name, DWORD missing);
 std::wstring GetText(const wchar_t* name);
 
-// The text of a log file after its byte-order mark, if it has one; its lines
-// without their "\n".
+// A log file's text after its byte-order mark, if any; its lines without "\n".
 std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr);
 std::vector<std::wstring> ReadLogLines(const std::wstring& path);
 
 struct ParsedLine {
     std::wstring tag;  // "Err", "Warn", "Info", "Verb"
     SYSTEMTIME time{};
-    std::wstring source;
-    std::wstring message;
+    std::wstring source, message;
     DWORD lastError = 0;  // 0 in lines without it
 };
-// Takes one line (without its "\n") apart; false when it matches no format.
+// Takes one line (without "\n") apart; false when it matches no format.
 bool ParseLine(const std::wstring& line, ParsedLine& out);
-// The message of each line of a log file, "<bad line>" when it does not parse.
+// The message of each line of a log file, "<bad line>" for one that does not parse.
 Messages FileMessages(const std::wstring& path);
 
 // Writes a log file of exactly `bytes` bytes (mark and filler lines carrying
-// `marker`) the way the logger would have left it.
+// `marker`) as the logger would have left it.
 void WriteFilledLog(const std::wstring& path, ULONGLONG bytes, const std::wstring& marker);
 
 // Deletes the Logger key, the log file and its backups.

@@ -15,8 +15,7 @@ namespace {
 using Outputs = std::vector<std::wstring>;  // one per output-debug-string event
 
 int CountStartingWith(const Outputs& outputs, const std::wstring& text) {
-    return int(std::count_if(outputs.begin(), outputs.end(),
-                             [&text](const std::wstring& output) { return output.rfind(text, 0) == 0; }));
+    return int(std::count_if(outputs.begin(), outputs.end(), [&](const std::wstring& o) { return o.rfind(text, 0) == 0; }));
 }
 
 // The messages of the log lines among the outputs.
@@ -24,65 +23,53 @@ Messages LoggedMessages(const Outputs& outputs) {
     Messages messages;
     ParsedLine parsed;
     for (const std::wstring& output : outputs)
-        if (!output.empty() && ParseLine(output.substr(0, output.size() - 1), parsed))
-            messages.push_back(parsed.message);
+        if (!output.empty() && ParseLine(output.substr(0, output.size() - 1), parsed)) messages.push_back(parsed.message);
     return messages;
 }
 
-// WaitForDebugEvent gives the text in the ANSI code page, even OutputDebugStringW's.
-std::wstring ReadDebugString(HANDLE process, const OUTPUT_DEBUG_STRING_INFO& info) {
-    std::string bytes(size_t(info.nDebugStringLength) + 1, '\0');
-    ::ReadProcessMemory(process, info.lpDebugStringData, bytes.data(), info.nDebugStringLength, nullptr);
-    std::wstring text(bytes.size(), L'\0');
-    ::MultiByteToWideChar(CP_ACP, 0, bytes.c_str(), -1, text.data(), int(text.size()));
-    return text.c_str();
-}
-
-// Runs log_child.exe with the steps as the debuggee of this thread, until it
-// exits or a minute has passed.
+// Runs log_child.exe with the steps ("load", "reload", "log|LEVEL|TYPE|WRITEMODE|SOURCE|MESSAGE")
+// as the debuggee of this thread, until it exits or a minute has passed.
 Outputs RunChild(const std::wstring& steps) {
     Outputs outputs;
-    bool ended = false;
     std::wstring commandLine = L"\"" + testing_support::BinDir() + L"log_child.exe\" " + steps;
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info{};
-    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS,
-                          nullptr, nullptr, &startup, &info)) {
+    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS, nullptr,
+                          nullptr, &startup, &info)) {
         ADD_FAILURE() << "log_child.exe did not start";
         return outputs;
     }
     com::UniqueHandle process(info.hProcess), thread(info.hThread);
     DEBUG_EVENT event{};
-    while (!ended && ::WaitForDebugEvent(&event, 60000)) {
+    for (bool ended = false; !ended;) {
+        if (!::WaitForDebugEvent(&event, 60000)) {
+            ADD_FAILURE() << "log_child.exe did not end";
+            ::TerminateProcess(process.get(), 1);
+            ::DebugActiveProcessStop(info.dwProcessId);
+            break;
+        }
         DWORD status = DBG_CONTINUE;
-        switch (event.dwDebugEventCode) {
-            // The debugger owns the file handles of these events.
-            case CREATE_PROCESS_DEBUG_EVENT:
-                ::CloseHandle(event.u.CreateProcessInfo.hFile);
-                break;
-            case LOAD_DLL_DEBUG_EVENT:
-                ::CloseHandle(event.u.LoadDll.hFile);
-                break;
-            case OUTPUT_DEBUG_STRING_EVENT:
-                outputs.push_back(ReadDebugString(process.get(), event.u.DebugString));
-                break;
-            case EXCEPTION_DEBUG_EVENT:
-                // The loader's breakpoint is ours to pass; anything else is the program's.
-                if (event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
-                    status = DBG_EXCEPTION_NOT_HANDLED;
-                break;
-            case EXIT_PROCESS_DEBUG_EVENT:
-                EXPECT_EQ(0u, event.u.ExitProcess.dwExitCode) << "log_child.exe failed";
-                ended = true;
-                break;
+        if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) ::CloseHandle(event.u.CreateProcessInfo.hFile);
+        if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) ::CloseHandle(event.u.LoadDll.hFile);
+        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
+            // The text comes in the ANSI code page, even OutputDebugStringW's.
+            const OUTPUT_DEBUG_STRING_INFO& string = event.u.DebugString;
+            std::string bytes(size_t(string.nDebugStringLength) + 1, '\0');
+            ::ReadProcessMemory(process.get(), string.lpDebugStringData, bytes.data(), string.nDebugStringLength, nullptr);
+            std::wstring text(bytes.size(), L'\0');
+            ::MultiByteToWideChar(CP_ACP, 0, bytes.c_str(), -1, text.data(), int(text.size()));
+            outputs.push_back(text.c_str());
+        }
+        // The loader's breakpoint is ours to pass; any other exception is the program's.
+        if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
+            event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
+            status = DBG_EXCEPTION_NOT_HANDLED;
+        if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT) {
+            EXPECT_EQ(0u, event.u.ExitProcess.dwExitCode) << "log_child.exe failed";
+            ended = true;
         }
         ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, status);
-    }
-    if (!ended) {
-        ADD_FAILURE() << "log_child.exe did not end";
-        ::TerminateProcess(process.get(), 1);
-        ::DebugActiveProcessStop(info.dwProcessId);
     }
     return outputs;
 }
@@ -98,16 +85,13 @@ TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
     const wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
     EXPECT_EQ(kLoading, run.at(0));
     EXPECT_EQ(2, CountStartingWith(run, kLoading));
-    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}),
-              LoggedMessages(run));
-    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"file", L"still-file", L"both"}),
-              FileMessages(DefaultLogPath()));
-    // The debugger gets the very line the file gets.
-    EXPECT_EQ(1, CountStartingWith(run, ReadLogLines(DefaultLogPath()).at(1) + L"\n"));
+    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}), LoggedMessages(run));
+    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"file", L"still-file", L"both"}), FileMessages(DefaultLogPath()));
+    EXPECT_EQ(1, CountStartingWith(run, ReadLogLines(DefaultLogPath()).at(1) + L"\n")) << "the very line the file gets";
 }
 
-// A file stands where the log folder should be made: the load reports it,
-// and every line that cannot be written; the line still reaches the debugger.
+// A file where the log folder should be made: the load reports it, and every
+// line that cannot be written; the line still reaches the debugger.
 TEST_F(LoggerTest, FolderThatCannotBeMadeIsReported) {
     std::wstring orvanta = LogFolder();
     orvanta.pop_back();
@@ -116,15 +100,13 @@ TEST_F(LoggerTest, FolderThatCannotBeMadeIsReported) {
     ::RemoveDirectoryW(quorvel.c_str());
     if (::GetFileAttributesW(quorvel.c_str()) != INVALID_FILE_ATTRIBUTES)
         GTEST_SKIP() << "the application-data folder holds other files";
-    com::UniqueFile(::CreateFileW(quorvel.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr))
-        .reset();
+    com::UniqueFile(::CreateFileW(quorvel.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr)).reset();
     const Outputs run = RunChild(L"log|1|3|2|P|nowhere");
     ::DeleteFileW(quorvel.c_str());
 
     const std::wstring lastError = L".Get last error is = ";
     EXPECT_EQ(1, CountStartingWith(run, L"Error - Unable to create CreateDirectory: " + orvanta + lastError));
-    EXPECT_EQ(1, CountStartingWith(
-                     run, L"Error - Unable to create file at file path: " + DefaultLogPath() + lastError));
+    EXPECT_EQ(1, CountStartingWith(run, L"Error - Unable to create file at file path: " + DefaultLogPath() + lastError));
     EXPECT_EQ(1, CountStartingWith(run, L"Unable to create/open KTX log file at path : "));
     EXPECT_EQ(Messages{L"nowhere"}, LoggedMessages(run));
 }
@@ -135,14 +117,11 @@ TEST_F(LoggerTest, FailedBackupIsReported) {
     SetDword(L"MaxSize", 1);
     WriteFilledLog(DefaultLogPath(), 1 << 20, L"fill");
     WriteFilledLog(BackupPath(1), 16, L"old");
-    com::UniqueFile holder(
-        ::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    com::UniqueFile holder(::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(holder);
     const Outputs run = RunChild(L"log|1|1|2|P|kept");
     holder.reset();
-
-    EXPECT_EQ(
-        1, CountStartingWith(run, L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
+    EXPECT_EQ(1, CountStartingWith(run, L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
     const Messages messages = FileMessages(DefaultLogPath());
     EXPECT_GT(messages.size(), 1u);
     EXPECT_EQ(L"kept", messages.back());

@@ -12,15 +12,13 @@ constexpr wchar_t kSource[] = L"Phonebook";
 constexpr DWORD kAbsent = 0xDEAD0000;  // the value is not written
 
 TEST_F(LoggerTest, EnableDecidesWhichSourcesAreLogged) {
-    struct Case {
+    const struct {
         const char* name;
         DWORD enable;
-        const wchar_t* source;
-        const wchar_t* subkey;
+        const wchar_t *source, *subkey;
         DWORD subkeyEnable;
         bool logged;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"missing: every source", kAbsent, kSource, nullptr, 0, true},
         {"0: nothing", 0, kSource, kSource, 1, false},
         {"2: even a disabled source", 2, kSource, kSource, 0, true},
@@ -33,7 +31,7 @@ TEST_F(LoggerTest, EnableDecidesWhichSourcesAreLogged) {
         {"3: nothing", 3, kSource, kSource, 1, false},
         {"all bits: nothing", 0xFFFFFFFF, kSource, kSource, 1, false},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         ResetLogState();
         SetDword(L"Type", kLogTypeFile);
         if (c.enable != kAbsent) SetDword(L"Enable", c.enable);
@@ -74,10 +72,9 @@ TEST_F(LoggerTest, ValuesOfTheWrongTypeTakeTheirDefaults) {
     SetRaw(L"Verbose", REG_BINARY, shortValue, sizeof(shortValue));
     SetDword(L"FilePath", 1);
     Reload();
-    const std::pair<const wchar_t*, DWORD> defaults[] = {
-        {L"Enable", 2},  {L"Type", 3},      {L"Verbose", 3},     {L"WriteMode", 2},
-        {L"MaxSize", 5}, {L"MaxCount", 10}, {L"CurrentCount", 0}};
-    for (const auto& [name, value] : defaults) EXPECT_EQ(value, GetDword(name, kAbsent)) << name;
+    for (const auto& [name, value] : {std::pair{L"Enable", 2u}, {L"Type", 3u}, {L"Verbose", 3u}, {L"WriteMode", 2u},
+                                      {L"MaxSize", 5u}, {L"MaxCount", 10u}, {L"CurrentCount", 0u}})
+        EXPECT_EQ(value, GetDword(name, kAbsent)) << name;
     EXPECT_EQ(DefaultLogPath(), GetText(L"FilePath"));
 }
 

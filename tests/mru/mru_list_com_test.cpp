@@ -214,7 +214,7 @@ TEST_F(MRUListTest, LongInputOnASmallStack) {
     ASSERT_EQ(30u, stored.size()) << "the foreign tree is gone";
     EXPECT_TRUE(stored.front() == L"+49-30#1*2 " + longName + L"/" + longName + L"/+49-30#1*2/0") << "written whole";
     EXPECT_EQ(L"+39999 R39999/R39999/+39999/0", stored[1]);
-    EXPECT_EQ(L"+39972 R39972/R39972/+39972/0", stored.back());
+    EXPECT_EQ(L"+39971 R39971/R39971/+39971/0", stored.back());
 }
 
 TEST_F(MRUListTest, RepeatedCallsLeaveNoHandleBehind) {

@@ -11,8 +11,6 @@ once, so the wineserver must have ended first.
   check_prefix.py PREFIX views WXS           class and interface keys in their component's view only
   check_prefix.py PREFIX snapshot FILE WXS   our machine keys and values to FILE (module folders made placeholders)
   check_prefix.py PREFIX compare FILE FILE   the two snapshots are the same
-  check_prefix.py PREFIX installed WXS [OLDER_WXS...]
-                                             the first package alone is registered for its upgrade code
 
 Prints one line per finding and "PASS" or "FAIL: ..." last; exits 1 on failure.
 """
@@ -123,18 +121,6 @@ def snapshot(machine, package):
     return taken
 
 
-def installed(machine, current, older):
-    key = "Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UpgradeCodes\\" + packed(current.codes[1])
-    products = [re.match(r'^"([^"]*)"', v).group(1) for v in machine.get(key, []) if v.startswith('"')]
-    findings = [f"the upgrade code lists {products}, not {packed(current.product_code)} alone"] * (products != [packed(current.product_code)])
-    uninstall = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{" + current.product_code + "}"
-    findings += [f"{current.name} is not among the installed programs"] * (uninstall not in machine)
-    for p in older:
-        findings += [f"older product {p.name} still registered: {f}" for f in
-                     search({"HKLM": machine}, ["{" + p.product_code + "}", packed(p.product_code)])]
-    return findings
-
-
 def main():
     prefix, mode, args = sys.argv[1], sys.argv[2], sys.argv[3:]
     if mode == "compare":
@@ -149,8 +135,7 @@ def main():
                 json.dump(snapshot(hives["HKLM"], Package(args[1])), f, indent=1, sort_keys=True)
             return 0
         findings = {"absent": lambda: absent(prefix, hives, [Package(p) for p in args]),
-                    "views": lambda: views(hives["HKLM"], Package(args[0])),
-                    "installed": lambda: installed(hives["HKLM"], Package(args[0]), [Package(p) for p in args[1:]])}[mode]()
+                    "views": lambda: views(hives["HKLM"], Package(args[0]))}[mode]()
     for finding in findings:
         print(finding)
     print(f"FAIL: {len(findings)} finding(s)" if findings else "PASS")

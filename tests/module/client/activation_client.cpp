@@ -114,8 +114,8 @@ void Create(bool byProgId) {
         Check(SUCCEEDED(hr) && IsOfClass(byClass.get(), *entry.clsid), std::wstring(L"create by the class identifier of ") + entry.progId, hr);
         // What containers ask a control's class before they create it.
         DWORD status = 0;
-        if (entry.control && Check(SUCCEEDED(hr = ::OleRegGetMiscStatus(*entry.clsid, DVASPECT_CONTENT, &status)),
-                                   std::wstring(L"OleRegGetMiscStatus of ") + entry.progId, hr))
+        hr = entry.control ? ::OleRegGetMiscStatus(*entry.clsid, DVASPECT_CONTENT, &status) : S_OK;
+        if (entry.control && Check(SUCCEEDED(hr), std::wstring(L"OleRegGetMiscStatus of ") + entry.progId, hr))
             Report(std::wstring(L"misc status ") + entry.progId + L" " + std::to_wstring(status));
     }
     com::ComPtr<ITypeLib> library;

@@ -1,6 +1,6 @@
 // What the log sends to the debugger output, seen by running a program that
 // logs as the debuggee of a real debug loop: the lines by "Type" and its
-// overrides, the loading notice, and the texts reporting a log in trouble.
+// overrides, the loading notice, and a log in trouble reported.
 #include "log_test_support.h"
 
 #include "com/unique_any.h"
@@ -88,27 +88,6 @@ TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
     EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}), LoggedMessages(run));
     EXPECT_EQ((Messages{L"error", L"warning", L"information", L"file", L"still-file", L"both"}), FileMessages(DefaultLogPath()));
     EXPECT_EQ(1, CountStartingWith(run, ReadLogLines(DefaultLogPath()).at(1) + L"\n")) << "the very line the file gets";
-}
-
-// A file where the log folder should be made: the load reports it, and every
-// line that cannot be written; the line still reaches the debugger.
-TEST_F(LoggerTest, FolderThatCannotBeMadeIsReported) {
-    std::wstring orvanta = LogFolder();
-    orvanta.pop_back();
-    const std::wstring quorvel = orvanta.substr(0, orvanta.find_last_of(L'\\'));
-    ::RemoveDirectoryW(orvanta.c_str());
-    ::RemoveDirectoryW(quorvel.c_str());
-    if (::GetFileAttributesW(quorvel.c_str()) != INVALID_FILE_ATTRIBUTES)
-        GTEST_SKIP() << "the application-data folder holds other files";
-    com::UniqueFile(::CreateFileW(quorvel.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr)).reset();
-    const Outputs run = RunChild(L"log|1|3|2|P|nowhere");
-    ::DeleteFileW(quorvel.c_str());
-
-    const std::wstring lastError = L".Get last error is = ";
-    EXPECT_EQ(1, CountStartingWith(run, L"Error - Unable to create CreateDirectory: " + orvanta + lastError));
-    EXPECT_EQ(1, CountStartingWith(run, L"Error - Unable to create file at file path: " + DefaultLogPath() + lastError));
-    EXPECT_EQ(1, CountStartingWith(run, L"Unable to create/open KTX log file at path : "));
-    EXPECT_EQ(Messages{L"nowhere"}, LoggedMessages(run));
 }
 
 // A backup that cannot be replaced (a viewer holds it) is reported and costs

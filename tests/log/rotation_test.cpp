@@ -1,12 +1,8 @@
 // Rotation of the log file at a 1 MB limit: the backup numbers and their cap,
-// the notice line, write modes that never rotate, and threads writing across
-// rotations.
+// the notice line, and write modes that never rotate.
 #include "log_test_support.h"
 
 #include <array>
-#include <atomic>
-#include <map>
-#include <thread>
 
 using namespace logtest;
 
@@ -81,45 +77,6 @@ TEST_F(RotationTest, OtherWriteModesNeverRotate) {
     Reload();
     Log(L"Phonebook", L"rotates");
     EXPECT_EQ(std::vector<int>{1}, ExistingBackups());
-}
-
-// Four threads, the settings read again meanwhile (as a support tool may make
-// a host do): each thread's lines arrive whole, once and in order.
-TEST_F(RotationTest, ThreadsAcrossRotationsLoseNothing) {
-    constexpr int kThreads = 4, kLines = 3000;  // about 200 bytes a line: two or three rotations
-    const auto message = [](int t, int n) { return L"T" + std::to_wstring(t) + L" N" + std::to_wstring(n) + std::wstring(50, L'.'); };
-    Start();
-    std::atomic<bool> writing{true};
-    std::thread reloader([&writing] {
-        while (writing) Reload();
-    });
-    std::vector<std::thread> writers;
-    for (int t = 0; t < kThreads; ++t)
-        writers.emplace_back([t, &message] {
-            for (int n = 0; n < kLines; ++n) Log(L"Thread", message(t, n).c_str());
-        });
-    for (std::thread& writer : writers) writer.join();
-    writing = false;
-    reloader.join();
-
-    const DWORD rotations = GetDword(L"CurrentCount", kMissing);
-    ASSERT_TRUE(rotations >= 1 && rotations <= 9) << rotations << " rotations";
-    std::map<int, int> next;
-    DWORD notices = 0;
-    for (DWORD file = 1; file <= rotations + 1; ++file)
-        for (const std::wstring& line : ReadLogLines(file <= rotations ? BackupPath(int(file)) : DefaultLogPath())) {
-            ParsedLine parsed;
-            ASSERT_TRUE(ParseLine(line, parsed)) << "damaged line";
-            if (parsed.source == L"Logger") {
-                ++notices;
-                continue;
-            }
-            int thread = -1;
-            swscanf(parsed.message.c_str(), L"T%d", &thread);
-            ASSERT_EQ(message(thread, next[thread]++), parsed.message);
-        }
-    EXPECT_EQ(rotations, notices);
-    for (int t = 0; t < kThreads; ++t) EXPECT_EQ(kLines, next[t]) << "thread " << t;
 }
 
 }  // namespace

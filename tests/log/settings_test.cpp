@@ -78,49 +78,27 @@ TEST_F(LoggerTest, ValuesOfTheWrongTypeTakeTheirDefaults) {
     EXPECT_EQ(DefaultLogPath(), GetText(L"FilePath"));
 }
 
-constexpr wchar_t kShortPath[] = L"C:\\x.log";  // shorter than "\FaxData.log": no full path
-constexpr wchar_t kCustom[] = L"C:\\velphonebook-custom.log";
-constexpr wchar_t kLocked[] = L"C:\\velphonebook-locked.log";
-
-class FilePathTest : public LoggerTest {
-protected:
-    void TearDown() override {
-        for (const wchar_t* file : {kCustom, kLocked, kShortPath}) ::DeleteFileW(file);
-        LoggerTest::TearDown();
-    }
-    static void LoadWithPathAndLog(const std::wstring& filePath) {
-        SetDword(L"Type", kLogTypeFile);
-        SetDword(L"MaxSize", 1);
-        SetText(L"FilePath", filePath);
-        Reload();
-        Log(kSource, L"where?");
-    }
-};
-
-// Backups always go to the default folder, also for a log file elsewhere.
-TEST_F(FilePathTest, UsableCustomPathIsKept) {
-    LoadWithPathAndLog(kCustom);
-    EXPECT_EQ(Messages{L"where?"}, FileMessages(kCustom));
-    WriteFilledLog(kCustom, 1 << 20, L"custom fill");
-    Log(kSource, L"restarted");
-    EXPECT_EQ(Messages{L"restarted"}, FileMessages(kCustom));
-    EXPECT_NE(std::wstring::npos, ReadLog(BackupPath(1)).find(L"[custom fill]"));
-}
-
-// Each time the default folder is gone too, and is made again.
-TEST_F(FilePathTest, UnusablePathsFallBackToTheDefault) {
-    // Held by another program without sharing: it cannot be appended to.
-    com::UniqueFile holder(::CreateFileW(kLocked, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+// A usable "FilePath" is kept; the others (empty, shorter than "\FaxData.log",
+// in no folder, bad characters, no drive, a directory, a file another program
+// holds unshared) fall back to the default, whose folder, gone too, is made again.
+TEST_F(LoggerTest, FilePathIsKeptOnlyWhenUsable) {
+    const std::wstring custom = L"C:\\velphonebook-custom.log", locked = L"C:\\velphonebook-locked.log";
+    ::DeleteFileW(custom.c_str());
+    com::UniqueFile holder(::CreateFileW(locked.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     ASSERT_TRUE(holder);
-    // Empty, too short, in no folder, bad characters, no drive, a directory, a locked file.
-    for (const wchar_t* path :
-         {L"", kShortPath, L"C:\\no-such-folder-for-the-log\\x.log", L"C:\\bad<|>name\\FaxData.log",
-          L"Q:\\unmapped-drive\\x.log", L"C:\\windows\\system32", kLocked}) {
+    for (const std::wstring& path : {custom, std::wstring(), std::wstring(L"C:\\x.log"), std::wstring(L"C:\\no-such-folder\\x.log"),
+                                     std::wstring(L"C:\\bad<|>name\\FaxData.log"), std::wstring(L"Q:\\unmapped\\x.log"),
+                                     std::wstring(L"C:\\windows\\system32"), locked}) {
         ResetLogState();
         ::RemoveDirectoryW(LogFolder().c_str());
-        LoadWithPathAndLog(path);
-        EXPECT_EQ(Messages{L"where?"}, FileMessages(DefaultLogPath())) << path;
+        SetDword(L"Type", kLogTypeFile);
+        SetText(L"FilePath", path);
+        Reload();
+        Log(kSource, L"where?");
+        EXPECT_EQ(Messages{L"where?"}, FileMessages(path == custom ? custom : DefaultLogPath())) << path;
     }
+    holder.reset();
+    for (const std::wstring& file : {custom, locked, std::wstring(L"C:\\x.log")}) ::DeleteFileW(file.c_str());
 }
 
 }  // namespace

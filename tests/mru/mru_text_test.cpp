@@ -1,5 +1,5 @@
 // The one-line recipient list text, both ways: literal pieces, texts and lists
-// with what they must give, long ones included.
+// with what they must give.
 #include "mru/mru_text.h"
 
 #include <gtest/gtest.h>
@@ -51,9 +51,9 @@ struct Case {
     Texts names, numbers;
 };
 
-// Texts and the lists they give; long ones must come back whole.
+// Texts and the lists they give (long ones: the small-stack test of MRUList).
 TEST(RecipientText, TextGivesTheListsOfItsRecipients) {
-    std::vector<Case> cases = {
+    const Case cases[] = {
         {L"", {}, {}},
         {L";", {}, {}},
         {L"  Ann Smith +1-555;;Nobody; 42;Bob *7#", {L"Ann Smith", L"", L"Bob"}, {L"+1-555", L"42", L"*7#"}},
@@ -61,15 +61,6 @@ TEST(RecipientText, TextGivesTheListsOfItsRecipients) {
         {L"A 1;", {L"A"}, {L"1"}},
         {std::wstring(L"A 1\0B 2", 7), {std::wstring(L"A 1\0B", 5)}, {L"2"}},  // a null is text like any other
     };
-    const std::wstring longName(999'000, L'n');
-    cases.push_back({longName + L" +49-30#1*2", {longName}, {L"+49-30#1*2"}});
-    Case many;
-    for (int i = 0; i < 50'000; ++i) {
-        many.text += L"  R" + std::to_wstring(i) + L" " + std::to_wstring(1000 + i) + L";no number;";
-        many.names.push_back(L"R" + std::to_wstring(i));
-        many.numbers.push_back(std::to_wstring(1000 + i));
-    }
-    cases.push_back(many);
     for (const Case& c : cases) {
         const RecipientLists lists = TextToLists(c.text);
         EXPECT_TRUE(c.names == lists.names) << testing::PrintToString(c.text.substr(0, 60));

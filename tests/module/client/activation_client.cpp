@@ -8,7 +8,6 @@
 //            interface, reports the controls' OLEMISC status, finds the type library
 //   classes  the same, by the class identifiers alone
 //   absent   no ProgID and no class identifier of the module resolves
-//   host     hosts both controls by each ProgID in the ATL host (atl100.dll)
 //
 // Prints a line per finding, then "PASS" or "FAIL: ..." last (under Wine a
 // process may end with 0 even after a crash).
@@ -38,7 +37,6 @@ const struct Class {
     {L"Zantix.AddressBook", &CLSID_AddressBook, false},
     {L"Zantix.AddressBook.1", &CLSID_AddressBook, false},
 };
-constexpr int kListId = 204;  // the list view in both controls' dialogs
 int g_failures = 0;
 
 void Report(const std::wstring& text) {
@@ -134,43 +132,6 @@ void Absent() {
     Report(L"nothing resolves");
 }
 
-HWND WaitForList(HWND control) {
-    for (const ULONGLONG end = ::GetTickCount64() + 5000;; ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT)) {
-        MSG message;
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&message);
-        if (const HWND list = ::GetDlgItem(control, kListId); list || ::GetTickCount64() >= end) return list;
-    }
-}
-
-void Host() {
-    const HMODULE atl = ::LoadLibraryW(L"atl100.dll");
-    const auto init = reinterpret_cast<BOOL(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxWinInit")));
-    const auto getControl = reinterpret_cast<HRESULT(WINAPI*)(HWND, IUnknown**)>(
-        reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxGetControl")));
-    if (!Check(atl && init && getControl && init(), L"the ATL host (atl100.dll)")) return;
-    for (const Class& entry : kClasses) {
-        if (!entry.control) continue;
-        const HWND top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 420, 340, nullptr, nullptr, nullptr, nullptr);
-        const HWND site = ::CreateWindowExW(0, L"AtlAxWin100", entry.progId, WS_CHILD | WS_VISIBLE, 10, 10, 400, 320,
-                                            top, nullptr, nullptr, nullptr);
-        {
-            com::ComPtr<IUnknown> control;
-            com::ComPtr<IOleInPlaceObject> inPlace;
-            com::ComPtr<IVelPhonebookControl> phonebook;
-            HWND window = nullptr, list = nullptr;
-            wchar_t className[64] = {};
-            const bool hosted = site && SUCCEEDED(getControl(site, control.put())) && control &&
-                                SUCCEEDED(control->QueryInterface(IID_IOleInPlaceObject, inPlace.put_void())) &&
-                                SUCCEEDED(inPlace->GetWindow(&window)) && (list = WaitForList(window)) &&
-                                ::IsWindowVisible(list) && ::GetClassNameW(list, className, 64) &&
-                                SUCCEEDED(control->QueryInterface(__uuidof(IVelPhonebookControl), phonebook.put_void()));
-            if (Check(hosted, std::wstring(L"no visible list in the hosted ") + entry.progId))
-                Report(std::wstring(L"hosted ") + entry.progId + L": list " + className + L", from " + LoadedModulePath());
-        }  // the control goes before its windows, as in the fax program
-        ::DestroyWindow(top);
-    }
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -178,8 +139,7 @@ int wmain(int argc, wchar_t** argv) {
     if (!Check(SUCCEEDED(::OleInitialize(nullptr)), L"OleInitialize")) return 1;
     if (mode == L"create" || mode == L"classes") Create(mode == L"create");
     else if (mode == L"absent") Absent();
-    else if (mode == L"host") Host();
-    else Check(false, L"usage: activation_client create|classes|absent|host", E_INVALIDARG);
+    else Check(false, L"usage: activation_client create|classes|absent", E_INVALIDARG);
     ::OleUninitialize();
     Report(g_failures ? L"FAIL: " + std::to_wstring(g_failures) + L" check(s) failed" : L"PASS");
     return g_failures ? 1 : 0;

@@ -42,13 +42,6 @@ DWORD GetDword(const wchar_t* name, DWORD missing) {
                ? value : missing;
 }
 
-std::wstring GetText(const wchar_t* name) {
-    wchar_t text[MAX_PATH] = L"";
-    DWORD type = REG_NONE, size = sizeof(text);
-    ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_ANY | RRF_NOEXPAND, &type, text, &size);
-    return type == REG_SZ ? text : L"";
-}
-
 std::wstring ReadLog(const std::wstring& path, bool* hasMark) {
     com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                        nullptr, OPEN_EXISTING, 0, nullptr));

@@ -29,7 +29,6 @@ void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const
 void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey = nullptr);
 void SetText(const wchar_t* name, const std::wstring& text, const wchar_t* subkey = nullptr);
 DWORD GetDword(const wchar_t* name, DWORD missing);
-std::wstring GetText(const wchar_t* name);
 
 // A log file's text after its byte-order mark, if any; its lines without "\n".
 std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr);

@@ -3,6 +3,7 @@
 #include "log_test_support.h"
 
 #include "com/unique_any.h"
+#include "support/test_support.h"
 
 using namespace logtest;
 
@@ -75,7 +76,7 @@ TEST_F(LoggerTest, ValuesOfTheWrongTypeTakeTheirDefaults) {
     for (const auto& [name, value] : {std::pair{L"Enable", 2u}, {L"Type", 3u}, {L"Verbose", 3u}, {L"WriteMode", 2u},
                                       {L"MaxSize", 5u}, {L"MaxCount", 10u}, {L"CurrentCount", 0u}})
         EXPECT_EQ(value, GetDword(name, kAbsent)) << name;
-    EXPECT_EQ(DefaultLogPath(), GetText(L"FilePath"));
+    EXPECT_EQ(DefaultLogPath(), testing_support::RegistryText(HKEY_CURRENT_USER, kLoggerKeyPath, L"FilePath"));
 }
 
 // A usable "FilePath" is kept; the others (empty, shorter than "\FaxData.log",

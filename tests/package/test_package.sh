@@ -47,10 +47,11 @@ client() {
     echo "  ok: $arch client $mode${module:+: $(printf '%s\n' "$used" | wc -l) from $module}"
 }
 
-check() {
+absent() {  # nothing of these packages is left
+    flush
     python3 "$here/check_prefix.py" "$WINEPREFIX" "$@" | sed 's/^/    /'
-    [ "${PIPESTATUS[0]}" -eq 0 ] || step_failed "check_prefix.py $1"
-    echo "  ok: prefix check ($1)"
+    [ "${PIPESTATUS[0]}" -eq 0 ] || step_failed "something is left"
+    echo "  ok: nothing left"
 }
 
 same_files() {  # the installed folder holds exactly the staged files
@@ -76,8 +77,7 @@ scenario() {
         msi /x "$MSI_X64" "$logs/uninstall.log"
         client x64 absent
         client x86 absent
-        flush
-        check absent "$WXS_X64" ;;
+        absent "$WXS_X64" ;;
     x86)
         msi /i "$MSI_X86" "$logs/install.log"
         same_files "$files32" "$PACKAGES/x86"
@@ -88,11 +88,12 @@ scenario() {
         msi /x "$MSI_X64" "$logs/uninstall-x64.log"
         same_files "$files32" "$PACKAGES/x86"
         [ ! -e "$files64" ] || step_failed "the x64 package left its folder"
+        wine reg query 'HKLM\Software\Classes\Zantix.MRUList.1\CLSID' /reg:32 >/dev/null 2>&1 ||
+            step_failed "removing the x64 package took the ProgIDs the x86 one wrote"
         client x86 create "$where32"
         msi /x "$MSI_X86" "$logs/uninstall.log"
         client x86 absent
-        flush
-        check absent "$WXS_X86" "$WXS_X64" ;;
+        absent "$WXS_X86" "$WXS_X64" ;;
     upgrade)
         msi /i "$OLDER_MSI" "$logs/install-older.log"
         msi /i "$MSI_X64" "$logs/install.log"
@@ -101,8 +102,7 @@ scenario() {
         client x64 create "$where64"
         client x86 create "$where32"
         msi /x "$MSI_X64" "$logs/uninstall.log"
-        flush
-        check absent "$WXS_X64" "$OLDER_WXS" ;;
+        absent "$WXS_X64" "$OLDER_WXS" ;;
     esac
 }
 

@@ -35,24 +35,8 @@ foreach(example ${guide_examples})
 endforeach()
 
 # Registration-free: the early-binding example again, with the guide's
-# application manifest embedded, in a folder of its own beside a copy of the
-# module and of its assembly manifest.
-set(GUIDE_REGFREE ${GUIDE_DIR}/regfree)
-set(GUIDE_GEN ${CMAKE_BINARY_DIR}/generated/guide)
-# (configure_file leaves an unchanged file alone, so nothing is rebuilt for nothing.)
-configure_file(${GUIDE_DIR}/regfree_host.exe.manifest ${GUIDE_GEN}/regfree_host.exe.manifest COPYONLY)
-file(WRITE ${GUIDE_GEN}/regfree_host.rc.in "1 24 \"${GUIDE_GEN}/regfree_host.exe.manifest\"\n")
-configure_file(${GUIDE_GEN}/regfree_host.rc.in ${GUIDE_GEN}/regfree_host.rc COPYONLY)
-set_source_files_properties(${GUIDE_GEN}/regfree_host.rc PROPERTIES OBJECT_DEPENDS ${GUIDE_GEN}/regfree_host.exe.manifest)
-add_guide_example(guide_regfree_host ${GUIDE_REGFREE} "${GUIDE_DIR}/early_binding.cpp;${GUIDE_GEN}/regfree_host.rc")
+# application manifest, beside the module tests' registration-free host.
+add_guide_example(guide_regfree_host ${CMAKE_BINARY_DIR}/bin/regfree
+                  "${GUIDE_DIR}/early_binding.cpp;${CMAKE_BINARY_DIR}/generated/regfree/regfree_host.rc")
 set_target_properties(guide_regfree_host PROPERTIES OUTPUT_NAME early_binding)
-add_custom_command(
-    OUTPUT ${GUIDE_REGFREE}/${MODULE_FILE_NAME} ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest
-    COMMAND ${CMAKE_COMMAND} -E make_directory ${GUIDE_REGFREE}
-    COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:VelPhonebook64> ${GUIDE_REGFREE}/${MODULE_FILE_NAME}
-    COMMAND ${CMAKE_COMMAND} -E copy_if_different ${CMAKE_BINARY_DIR}/bin/Zantix.VelPhonebook.manifest
-            ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest
-    DEPENDS VelPhonebook64 assembly_manifest ${CMAKE_BINARY_DIR}/bin/Zantix.VelPhonebook.manifest
-    VERBATIM)
-add_custom_target(guide_regfree_folder DEPENDS ${GUIDE_REGFREE}/${MODULE_FILE_NAME} ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest)
-add_dependencies(test_guide guide_regfree_folder standin_wab32)
+add_dependencies(test_guide regfree_folder standin_wab32)

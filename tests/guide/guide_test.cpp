@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(Examples, Guide, ::testing::ValuesIn(ExamplesWithOutput
 TEST_F(GuideTest, EarlyBindingRunsRegistrationFreeWithTheGuidesManifest) {
     ASSERT_EQ(0, RunRegsvr32(true));
     RunProcess(L"regsvr32.exe /s /u /n /i:user \"" + BinDir() + localization::kModuleFileName + L"\"");
-    const std::vector<std::string> printed = RunExample(L"early_binding.cpp", GuideDir() + L"regfree\\");
+    const std::vector<std::string> printed = RunExample(L"early_binding.cpp", BinDir() + L"regfree\\");
     ASSERT_EQ(0, RunRegsvr32(false));
     EXPECT_EQ(Expected(L"early_binding.cpp"), printed);
 }

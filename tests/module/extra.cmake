@@ -1,24 +1,20 @@
 # Clients the module tests start as processes of their own (one source):
 # activation_client.exe finds the classes through the registry; regfree_host.exe,
 # in bin/regfree/ beside a copy of the module and of its assembly manifest (a
-# private assembly), through its application manifest, which depends on the
-# assembly as a host programmer writes it: name, version and architecture.
+# private assembly), through the application manifest the guide gives hosts
+# (for x86 as the guide tells a 32-bit host to change it).
 set(MODULE_CLIENT ${CMAKE_CURRENT_SOURCE_DIR}/module/client/activation_client.cpp)
 set(REGFREE_DIR ${CMAKE_BINARY_DIR}/bin/regfree)
 set(REGFREE_GEN ${CMAKE_BINARY_DIR}/generated/regfree)
-if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    set(REGFREE_ARCH x86)
-else()
-    set(REGFREE_ARCH amd64)
+file(READ ${CMAKE_SOURCE_DIR}/docs/integration.md guide_text)
+if(NOT guide_text MATCHES "<!-- example: regfree_host.exe.manifest -->\n```xml\n([^`]*)```")
+    message(FATAL_ERROR "The guide has no application manifest for a registration-free host")
 endif()
-file(CONFIGURE OUTPUT ${REGFREE_GEN}/regfree_host.exe.manifest CONTENT
-"<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"yes\"?>
-<assembly xmlns=\"urn:schemas-microsoft-com:asm.v1\" manifestVersion=\"1.0\">
-  <dependency><dependentAssembly>
-    <assemblyIdentity type=\"win32\" name=\"Zantix.VelPhonebook\" version=\"${PROJECT_VERSION}\" processorArchitecture=\"${REGFREE_ARCH}\"/>
-  </dependentAssembly></dependency>
-</assembly>
-")
+set(regfree_manifest "${CMAKE_MATCH_1}")
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    string(REPLACE "processorArchitecture=\"amd64\"" "processorArchitecture=\"x86\"" regfree_manifest "${regfree_manifest}")
+endif()
+file(CONFIGURE OUTPUT ${REGFREE_GEN}/regfree_host.exe.manifest CONTENT "${regfree_manifest}" @ONLY)
 file(CONFIGURE OUTPUT ${REGFREE_GEN}/regfree_host.rc CONTENT "1 24 \"${REGFREE_GEN}/regfree_host.exe.manifest\"\n")
 set_source_files_properties(${REGFREE_GEN}/regfree_host.rc PROPERTIES OBJECT_DEPENDS ${REGFREE_GEN}/regfree_host.exe.manifest)
 

@@ -20,6 +20,7 @@ namespace {
 
 using testing_support::BinDir;
 using testing_support::kModuleFileName;
+using testing_support::RegistryKeyExists;
 using testing_support::RunRegsvr32;
 using testing_support::Utf8;
 
@@ -35,13 +36,13 @@ struct ModuleClass {
     bool control;
 };
 const ModuleClass kClasses[] = {{L"VelPhonebookControl", &CLSID_VelPhonebookControl, true},
-                                       {L"VelPhonebookControl2", &CLSID_VelPhonebookControl2, true},
-                                       {L"MRUList", &CLSID_MRUList, false},
-                                       {L"AddressBook", &CLSID_AddressBook, false}};
+                                {L"VelPhonebookControl2", &CLSID_VelPhonebookControl2, true},
+                                {L"MRUList", &CLSID_MRUList, false},
+                                {L"AddressBook", &CLSID_AddressBook, false}};
 
 // The controls' status bits for the content aspect.
 constexpr DWORD kControlMiscStatus = OLEMISC_RECOMPOSEONRESIZE | OLEMISC_CANTLINKINSIDE | OLEMISC_INSIDEOUT |
-                                            OLEMISC_ACTIVATEWHENVISIBLE | OLEMISC_SETCLIENTSITEFIRST;
+                                     OLEMISC_ACTIVATEWHENVISIBLE | OLEMISC_SETCLIENTSITEFIRST;
 
 // A key (below the classes root), a value of it ("" the default) and its data
 // (no name and no data: the key alone); `present` false: the key must not exist.
@@ -100,7 +101,7 @@ void ExpectEntries(HKEY root, const std::wstring& prefix, const std::vector<Entr
     for (const Entry& e : entries) {
         const std::wstring key = prefix + e.key;
         if (!e.present || (e.name.empty() && e.data.empty())) {
-            EXPECT_EQ(e.present, testing_support::RegistryKeyExists(root, key)) << Utf8(key);
+            EXPECT_EQ(e.present, RegistryKeyExists(root, key)) << Utf8(key);
             continue;
         }
         const auto data = testing_support::RegistryText(root, key, e.name.empty() ? nullptr : e.name.c_str());
@@ -111,7 +112,7 @@ void ExpectEntries(HKEY root, const std::wstring& prefix, const std::vector<Entr
 
 void ExpectNoModuleKeys(HKEY root, const std::wstring& prefix) {
     for (const std::wstring& key : ModuleKeys())
-        EXPECT_FALSE(testing_support::RegistryKeyExists(root, prefix + key)) << Utf8(prefix + key);
+        EXPECT_FALSE(RegistryKeyExists(root, prefix + key)) << Utf8(prefix + key);
 }
 
 const std::wstring kUserClasses = L"Software\\Classes\\";
@@ -180,12 +181,12 @@ TEST_F(Registration, RegsvrWritesTheClassesAndTheTypeLibraryAndRemovesThem) {
     const std::wstring stale = L"CLSID\\" + GuidText(CLSID_MRUList) + L"\\LocalServer32";
     ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_CLASSES_ROOT, stale.c_str(), nullptr, REG_SZ, L"x", 4));
     ASSERT_EQ(0, RunRegsvr32(false));
-    EXPECT_FALSE(testing_support::RegistryKeyExists(HKEY_CLASSES_ROOT, stale));
+    EXPECT_FALSE(RegistryKeyExists(HKEY_CLASSES_ROOT, stale));
 
     ASSERT_EQ(0, RunRegsvr32(true));
     ExpectNoModuleKeys(HKEY_CLASSES_ROOT, L"");
-    EXPECT_TRUE(testing_support::RegistryKeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
-    EXPECT_TRUE(testing_support::RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib"));
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib"));
     EXPECT_EQ(0, RunRegsvr32(true)) << "unregistering twice is fine";
 }
 
@@ -199,7 +200,7 @@ TEST_F(Registration, PerUserRegistrationWritesTheSameForTheUserAlone) {
     // Wine keeps a 32-bit process's user classes in one view, with the type
     // library in the key both share: the keys are there, read apart.
     for (const std::wstring& key : ModuleKeys())
-        EXPECT_TRUE(testing_support::RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + key)) << Utf8(key);
+        EXPECT_TRUE(RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + key)) << Utf8(key);
 #endif
     ExpectNoModuleKeys(HKEY_LOCAL_MACHINE, kUserClasses);
     ASSERT_EQ(0, RunUserRegsvr32(true));
@@ -224,7 +225,7 @@ TEST_F(Registration, DllInstallTakesNoOtherCommandLineThanUser) {
             EXPECT_EQ(E_INVALIDARG, install(installing, line)) << (line ? Utf8(line) : "(null)");
     ExpectNoModuleKeys(HKEY_CURRENT_USER, kUserClasses);
     ASSERT_EQ(S_OK, install(TRUE, L"USER")) << "the word is taken in any case";
-    EXPECT_TRUE(testing_support::RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + L"Zantix.MRUList"));
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + L"Zantix.MRUList"));
     ASSERT_EQ(S_OK, install(FALSE, L"User"));
     ExpectNoModuleKeys(HKEY_CURRENT_USER, kUserClasses);
 }

@@ -1,9 +1,7 @@
-# The integration guide's examples, taken out of docs/integration.md when the
-# build is configured (a change of the guide configures again) into bin/guide/:
-# every C++ example (with the resource script of the same name, if the guide
-# has one) is built there as a program of its own, against the type library's
-# generated header alone, as a host programmer builds it; scripts and the
-# expected outputs lie beside them for test_guide to run and compare.
+# The guide's examples, taken out of docs/integration.md at configure time into
+# bin/guide/: each C++ example (with its resource script, if any) is built as a
+# program of its own against the type library's generated header alone, as a
+# host programmer builds it; scripts and expected outputs lie beside them.
 set(GUIDE ${CMAKE_SOURCE_DIR}/docs/integration.md)
 set(GUIDE_EXTRACT ${CMAKE_CURRENT_SOURCE_DIR}/guide/extract_examples.py)
 set(GUIDE_DIR ${CMAKE_BINARY_DIR}/bin/guide)
@@ -36,40 +34,9 @@ foreach(example ${guide_examples})
     endif()
 endforeach()
 
-# Registration-free: the early-binding example once more, with the guide's
-# application manifest embedded, in a folder of its own beside a copy of the
-# module and of its assembly manifest. A 32-bit build changes the manifest as
-# the guide tells a 32-bit host to (x86 for amd64).
-if(EXISTS ${GUIDE_DIR}/regfree_host.exe.manifest AND EXISTS ${GUIDE_DIR}/early_binding.cpp)
-    set(GUIDE_REGFREE ${GUIDE_DIR}/regfree)
-    set(GUIDE_GEN ${CMAKE_BINARY_DIR}/generated/guide)
-    file(READ ${GUIDE_DIR}/regfree_host.exe.manifest guide_manifest)
-    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-        string(REPLACE "processorArchitecture=\"amd64\"" "processorArchitecture=\"x86\"" guide_manifest
-               "${guide_manifest}")
-    endif()
-    # Written through configure_file, which leaves an unchanged file alone.
-    file(WRITE ${GUIDE_GEN}/regfree_host.exe.manifest.in "${guide_manifest}")
-    configure_file(${GUIDE_GEN}/regfree_host.exe.manifest.in ${GUIDE_GEN}/regfree_host.exe.manifest COPYONLY)
-    file(WRITE ${GUIDE_GEN}/regfree_host.rc.in "1 24 \"${GUIDE_GEN}/regfree_host.exe.manifest\"\n")
-    configure_file(${GUIDE_GEN}/regfree_host.rc.in ${GUIDE_GEN}/regfree_host.rc COPYONLY)
-    set_source_files_properties(${GUIDE_GEN}/regfree_host.rc PROPERTIES
-                                OBJECT_DEPENDS ${GUIDE_GEN}/regfree_host.exe.manifest)
-    add_guide_example(guide_regfree_host ${GUIDE_REGFREE} "${GUIDE_DIR}/early_binding.cpp;${GUIDE_GEN}/regfree_host.rc")
-    set_target_properties(guide_regfree_host PROPERTIES OUTPUT_NAME early_binding)
-    set(module_assembly ${CMAKE_BINARY_DIR}/bin/Zantix.VelPhonebook.manifest)
-    add_custom_command(
-        OUTPUT ${GUIDE_REGFREE}/${MODULE_FILE_NAME} ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest
-        COMMAND ${CMAKE_COMMAND} -E make_directory ${GUIDE_REGFREE}
-        COMMAND ${CMAKE_COMMAND} -E copy_if_different $<TARGET_FILE:VelPhonebook64> ${GUIDE_REGFREE}/${MODULE_FILE_NAME}
-        COMMAND ${CMAKE_COMMAND} -E copy_if_different ${module_assembly} ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest
-        DEPENDS VelPhonebook64 assembly_manifest ${module_assembly}
-        COMMENT "Copying the module and its assembly manifest beside the guide's registration-free host"
-        VERBATIM)
-    add_custom_target(guide_regfree_folder DEPENDS ${GUIDE_REGFREE}/${MODULE_FILE_NAME}
-                                                   ${GUIDE_REGFREE}/Zantix.VelPhonebook.manifest)
-    add_dependencies(test_guide guide_regfree_folder)
-endif()
-
-# The AddressBook example writes to the Windows address book: its stand-in.
-add_dependencies(test_guide standin_wab32)
+# Registration-free: the early-binding example again, with the guide's
+# application manifest, beside the module tests' registration-free host.
+add_guide_example(guide_regfree_host ${CMAKE_BINARY_DIR}/bin/regfree
+                  "${GUIDE_DIR}/early_binding.cpp;${CMAKE_BINARY_DIR}/generated/regfree/regfree_host.rc")
+set_target_properties(guide_regfree_host PROPERTIES OUTPUT_NAME early_binding)
+add_dependencies(test_guide regfree_folder standin_wab32)

@@ -1,20 +1,12 @@
 #!/usr/bin/env python3
 """Takes the examples out of the integration guide, so that the guide itself is
-what the tests compile and run.
+what the tests compile and run. Markers, each on the line before a fenced block:
 
-Markers in the guide, each on the line just before what it marks:
+  <!-- example: NAME -->   the block is the file NAME
+  <!-- output: NAME -->    the block is what the example NAME prints (NAME.expected)
 
-  <!-- example: NAME -->   the fenced block that follows is the file NAME
-  <!-- output: NAME -->    the fenced block that follows is what the example
-                           NAME prints (written as NAME.expected)
-  <!-- identifiers -->     the table that follows names type-library entries
-                           (first `name` of a row), their identifier ({GUID})
-                           and any ProgIDs (`Zantix.*`) of a row; written to
-                           identifiers.txt, one row a line: name GUID ProgID...
-
-The guide itself is copied there too (integration.md). Files are rewritten
-only when they change, so that nothing is rebuilt for nothing. Prints the
-example file names, separated by ";", for CMake.
+The guide itself is copied there too (integration.md, for its tables). Files
+are rewritten only when they change; prints the example names, ";"-separated.
 
   extract_examples.py GUIDE OUTPUT_DIR
 """
@@ -23,50 +15,10 @@ import re
 import sys
 
 MARKER = re.compile(r"^<!--\s*(example|output):\s*([\w.\-]+)\s*-->\s*$")
-IDENTIFIERS = re.compile(r"^<!--\s*identifiers\s*-->\s*$")
-GUID = re.compile(r"\{[0-9A-Fa-f]{8}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{4}-[0-9A-Fa-f]{12}\}")
-
-
-def fail(line_number, message):
-    sys.exit(f"extract_examples: line {line_number}: {message}")
-
-
-def fenced_block(lines, start, line_number):
-    """The text of the fenced block at lines[start] and the index after it."""
-    if start >= len(lines) or not lines[start].startswith("```"):
-        fail(line_number, "a marker must be followed by a fenced block")
-    fence = re.match(r"^(`{3,})", lines[start]).group(1)
-    body = []
-    i = start + 1
-    while i < len(lines) and lines[i].rstrip() != fence:
-        body.append(lines[i])
-        i += 1
-    if i == len(lines):
-        fail(line_number, "the fenced block does not end")
-    return "".join(body), i + 1
-
-
-def table(lines, start, line_number):
-    rows = []
-    i = start
-    while i < len(lines) and lines[i].startswith("|"):
-        cells = re.findall(r"`([^`]+)`", lines[i])
-        guid = GUID.search(lines[i])
-        if cells and guid:
-            progids = [c for c in cells if c.startswith("Zantix.")]
-            rows.append(" ".join([cells[0], guid.group(0).upper()] + progids))
-        i += 1
-    if not rows:
-        fail(line_number, "the identifiers marker must be followed by a table with identifiers")
-    return rows, i
 
 
 def write(path, text):
-    old = None
-    if os.path.exists(path):
-        with open(path, encoding="utf-8", newline="") as f:
-            old = f.read()
-    if old != text:
+    if not os.path.exists(path) or open(path, encoding="utf-8", newline="").read() != text:
         with open(path, "w", encoding="utf-8", newline="") as f:
             f.write(text)
 
@@ -75,41 +27,32 @@ def main():
     guide, output_dir = sys.argv[1], sys.argv[2]
     with open(guide, encoding="utf-8") as f:
         lines = f.readlines()
-    examples, outputs, identifiers = {}, {}, []
+    found = {"example": {}, "output": {}}
     i = 0
     while i < len(lines):
         marker = MARKER.match(lines[i])
-        if marker:
-            kind, name = marker.groups()
-            text, after = fenced_block(lines, i + 1, i + 1)
-            target = examples if kind == "example" else outputs
-            if name in target:
-                fail(i + 1, f"a second {kind} {name}")
-            target[name] = text
-            i = after
-            continue
-        if IDENTIFIERS.match(lines[i]):
-            rows, i = table(lines, i + 1, i + 1)
-            identifiers += rows
-            continue
         i += 1
-    for name in outputs:
-        if name not in examples:
-            sys.exit(f"extract_examples: output for {name}, which is no example")
-    if not examples:
-        sys.exit("extract_examples: the guide has no example")
-
+        if not marker:
+            continue
+        kind, name = marker.groups()
+        fence = re.match(r"^(`{3,})", lines[i]) if i < len(lines) else None
+        end = next((j for j in range(i + 1, len(lines)) if fence and lines[j].rstrip() == fence.group(1)), None)
+        if end is None or name in found[kind]:
+            sys.exit(f"extract_examples: line {i}: {kind} {name} needs one whole fenced block")
+        found[kind][name] = "".join(lines[i + 1:end])
+        i = end + 1
+    examples, outputs = found["example"], found["output"]
+    if not examples or set(outputs) - set(examples):
+        sys.exit("extract_examples: no example, or an output of no example")
     os.makedirs(output_dir, exist_ok=True)
     for name, text in examples.items():
-        # Scripts run under cscript, which reads them in the system's code page.
+        # cscript reads scripts in the system's code page, with its line ends.
         write(os.path.join(output_dir, name), text.replace("\n", "\r\n") if name.endswith((".vbs", ".js")) else text)
     for name, text in outputs.items():
         write(os.path.join(output_dir, name + ".expected"), text)
-    # The expected outputs say what the test runs: none of an example the guide no longer has.
-    for stale in set(f for f in os.listdir(output_dir) if f.endswith(".expected")) - {n + ".expected" for n in outputs}:
+    # What the test runs: no output of an example the guide no longer has.
+    for stale in {f for f in os.listdir(output_dir) if f.endswith(".expected")} - {n + ".expected" for n in outputs}:
         os.remove(os.path.join(output_dir, stale))
-    write(os.path.join(output_dir, "identifiers.txt"), "".join(row + "\n" for row in identifiers))
-    # The whole text, for the test that looks up every member of the type library in it.
     write(os.path.join(output_dir, "integration.md"), "".join(lines))
     print(";".join(sorted(examples)), end="")
 

@@ -1,4 +1,3 @@
-// Tools of the log tests: registry values, log files read back and parsed.
 #include "log_test_support.h"
 
 #include "com/unique_any.h"
@@ -12,25 +11,18 @@
 namespace logtest {
 
 constexpr wchar_t kByteOrderMark = 0xFEFF;
-constexpr int kHighestBackupLooked = 30;
 
 std::wstring LogFolder() {
     wchar_t appData[MAX_PATH] = L"";
     ::SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
     return std::wstring(appData) + L"\\Quorvel\\Orvanta\\";
 }
-
-std::wstring DefaultLogPath() {
-    return LogFolder() + L"\\FaxData.log";
-}
-
-std::wstring BackupPath(int number) {
-    return LogFolder() + L"\\FaxData(" + std::to_wstring(number) + L").log";
-}
+std::wstring DefaultLogPath() { return LogFolder() + L"\\FaxData.log"; }
+std::wstring BackupPath(int n) { return LogFolder() + L"\\FaxData(" + std::to_wstring(n) + L").log"; }
 
 std::vector<int> ExistingBackups() {
     std::vector<int> numbers;
-    for (int n = 0; n <= kHighestBackupLooked; ++n)
+    for (int n = 0; n <= 30; ++n)
         if (::GetFileAttributesW(BackupPath(n).c_str()) != INVALID_FILE_ATTRIBUTES) numbers.push_back(n);
     return numbers;
 }
@@ -39,33 +31,20 @@ void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const
     const std::wstring path = subkey ? std::wstring(kLoggerKeyPath) + L"\\" + subkey : kLoggerKeyPath;
     ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_CURRENT_USER, path.c_str(), name, type, data, size));
 }
-
-void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey) {
-    SetRaw(name, REG_DWORD, &value, sizeof(value), subkey);
-}
-
+void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey) { SetRaw(name, REG_DWORD, &value, sizeof(value), subkey); }
 void SetText(const wchar_t* name, const std::wstring& text, const wchar_t* subkey) {
     SetRaw(name, REG_SZ, text.c_str(), DWORD((text.size() + 1) * sizeof(wchar_t)), subkey);
 }
 
 DWORD GetDword(const wchar_t* name, DWORD missing) {
     DWORD value = 0, size = sizeof(value);
-    const LSTATUS status =
-        ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_REG_DWORD, nullptr, &value, &size);
-    return status == ERROR_SUCCESS ? value : missing;
-}
-
-std::wstring GetText(const wchar_t* name) {
-    wchar_t text[MAX_PATH] = L"";
-    DWORD type = REG_NONE, size = sizeof(text);
-    ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_ANY | RRF_NOEXPAND, &type, text, &size);
-    return type == REG_SZ ? text : L"";
+    return ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_REG_DWORD, nullptr, &value, &size) == ERROR_SUCCESS
+               ? value : missing;
 }
 
 std::wstring ReadLog(const std::wstring& path, bool* hasMark) {
-    com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                       OPEN_EXISTING, 0, nullptr));
+    com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                       nullptr, OPEN_EXISTING, 0, nullptr));
     std::wstring text;
     wchar_t buffer[32768];
     DWORD read = 0;
@@ -86,28 +65,27 @@ std::vector<std::wstring> ReadLogLines(const std::wstring& path) {
     return lines;
 }
 
+// "[KTX <tag>][dd:mm:yyyy][hh:mm:ss:mmm][<source>][<message>]", errors and
+// warnings with "[Last error = <n>]" after the message, the others never.
 bool ParseLine(const std::wstring& line, ParsedLine& out) {
     wchar_t tag[5] = L"";
     SYSTEMTIME& t = out.time;
     int head = 0;
-    swscanf(line.c_str(), L"[KTX %4l[A-Za-z]][%2hu:%2hu:%4hu][%2hu:%2hu:%2hu:%3hu][%n", tag, &t.wDay,
-            &t.wMonth, &t.wYear, &t.wHour, &t.wMinute, &t.wSecond, &t.wMilliseconds, &head);
+    swscanf(line.c_str(), L"[KTX %4l[A-Za-z]][%2hu:%2hu:%4hu][%2hu:%2hu:%2hu:%3hu][%n", tag, &t.wDay, &t.wMonth,
+            &t.wYear, &t.wHour, &t.wMinute, &t.wSecond, &t.wMilliseconds, &head);
     out.tag = tag;
     // Every field has all its digits (and nothing else) only when the head is this long.
-    if (head != int(out.tag.size()) + 33 ||
-        line.find_first_not_of(L"0123456789:[]", out.tag.size() + 6) < size_t(head))
+    if (head != int(out.tag.size()) + 33 || line.find_first_not_of(L"0123456789:[]", out.tag.size() + 6) < size_t(head))
         return false;
     const std::wstring rest = line.substr(size_t(head));
     const size_t sourceEnd = rest.find(L"][");
     if (sourceEnd == std::wstring::npos || rest.back() != L']') return false;
     out.source = rest.substr(0, sourceEnd);
     out.message = rest.substr(sourceEnd + 2, rest.size() - sourceEnd - 3);
-    // Errors and warnings carry the last error, the others never do.
     static const std::wstring kLastError = L"][Last error = ";
     const size_t at = out.message.rfind(kLastError);
     const std::wstring digits = at == std::wstring::npos ? L"" : out.message.substr(at + kLastError.size());
-    const bool hasLastError =
-        !digits.empty() && digits.find_first_not_of(L"0123456789") == std::wstring::npos;
+    const bool hasLastError = !digits.empty() && digits.find_first_not_of(L"0123456789") == std::wstring::npos;
     out.lastError = hasLastError ? DWORD(std::stoul(digits)) : 0;
     if (hasLastError) out.message.erase(at);
     return hasLastError == (out.tag == L"Err" || out.tag == L"Warn");
@@ -115,10 +93,8 @@ bool ParseLine(const std::wstring& line, ParsedLine& out) {
 
 Messages FileMessages(const std::wstring& path) {
     Messages messages;
-    for (const std::wstring& line : ReadLogLines(path)) {
-        ParsedLine parsed;
-        messages.push_back(ParseLine(line, parsed) ? parsed.message : L"<bad line>");
-    }
+    ParsedLine parsed;
+    for (const std::wstring& line : ReadLogLines(path)) messages.push_back(ParseLine(line, parsed) ? parsed.message : L"<bad line>");
     return messages;
 }
 
@@ -136,7 +112,7 @@ void WriteFilledLog(const std::wstring& path, ULONGLONG bytes, const std::wstrin
 void ResetLogState() {
     testing_support::DeleteUserKey(kLoggerKeyPath);
     ::DeleteFileW(DefaultLogPath().c_str());
-    for (int n = 0; n <= kHighestBackupLooked; ++n) ::DeleteFileW(BackupPath(n).c_str());
+    for (int n = 0; n <= 30; ++n) ::DeleteFileW(BackupPath(n).c_str());
 }
 
 }  // namespace logtest

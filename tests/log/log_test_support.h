@@ -1,6 +1,7 @@
-// Tools of the log tests: the Logger key and the log files in the Wine
-// prefix, log files read back and their lines taken apart, and the fixture
-// that starts and ends every test with no key and no log file.
+// Tools of the log tests: the Logger key and the log files in the Wine prefix
+// (paths from the shell folder, not from the logger), files read back and
+// their lines taken apart, and a fixture that starts and ends every test with
+// no key and no log file.
 #pragma once
 
 #include "log/logger.h"
@@ -17,41 +18,34 @@ namespace logtest {
 
 using Messages = std::vector<std::wstring>;
 
-// From the shell folder, not from the logger: "<AppData>\Quorvel\Orvanta\",
-// the log file "<folder>\FaxData.log" (so with a doubled backslash), the
-// backups "<folder>\FaxData(n).log", and which backups 0 to 30 exist.
-std::wstring LogFolder();
-std::wstring DefaultLogPath();
-std::wstring BackupPath(int number);
-std::vector<int> ExistingBackups();
+std::wstring LogFolder();         // "<AppData>\Quorvel\Orvanta\"
+std::wstring DefaultLogPath();    // "<folder>\FaxData.log" (so with a doubled backslash)
+std::wstring BackupPath(int n);   // "<folder>\FaxData(n).log"
+std::vector<int> ExistingBackups();  // of 0 to 30
 
-// Values of the Logger key (and of one of its subkeys).
+// Values of the Logger key (or a subkey); GetDword gives `missing` for an
+// absent value or one of another type.
 void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const wchar_t* subkey = nullptr);
 void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey = nullptr);
 void SetText(const wchar_t* name, const std::wstring& text, const wchar_t* subkey = nullptr);
-// `missing` ("") when the value is absent or of another type.
 DWORD GetDword(const wchar_t* name, DWORD missing);
-std::wstring GetText(const wchar_t* name);
 
-// The text of a log file after its byte-order mark, if it has one; its lines
-// without their "\n".
+// A log file's text after its byte-order mark, if any; its lines without "\n".
 std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr);
 std::vector<std::wstring> ReadLogLines(const std::wstring& path);
 
 struct ParsedLine {
     std::wstring tag;  // "Err", "Warn", "Info", "Verb"
     SYSTEMTIME time{};
-    std::wstring source;
-    std::wstring message;
+    std::wstring source, message;
     DWORD lastError = 0;  // 0 in lines without it
 };
-// Takes one line (without its "\n") apart; false when it matches no format.
+// Takes one line apart; false when it matches no format.
 bool ParseLine(const std::wstring& line, ParsedLine& out);
-// The message of each line of a log file, "<bad line>" when it does not parse.
+// The message of each line of a file, "<bad line>" for one that does not parse.
 Messages FileMessages(const std::wstring& path);
 
-// Writes a log file of exactly `bytes` bytes (mark and filler lines carrying
-// `marker`) the way the logger would have left it.
+// A log file of exactly `bytes` bytes (mark and lines carrying `marker`), as the logger leaves one.
 void WriteFilledLog(const std::wstring& path, ULONGLONG bytes, const std::wstring& marker);
 
 // Deletes the Logger key, the log file and its backups.
@@ -60,8 +54,7 @@ void ResetLogState();
 class LoggerTest : public testing::Test {
 protected:
     void SetUp() override { ResetLogState(); }
-    // Leaves the logger with the defaults, and no key or file behind.
-    void TearDown() override {
+    void TearDown() override {  // the logger back on the defaults, nothing left
         ResetLogState();
         Reload();
         ResetLogState();

@@ -1,12 +1,9 @@
-// A script client: records one sent fax through Zantix.MRUList by name,
-// the way a host written in a script language would. Prints "OK" or
-// "FAIL: reason"; the caller checks the store.
-//   cscript //nologo mru_update.js "Name 123;Other 456"
-var list = WScript.Arguments.length > 0 ? WScript.Arguments(0) : "Script Sender 555-0142";
+// Records one sent fax through Zantix.MRUList by name, as a script host does:
+//   cscript //nologo mru_update.js "Name 123;Other 456"    prints "OK" or "FAIL: reason"
 try {
     var mru = new ActiveXObject("Zantix.MRUList");
     mru.Initialize();
-    mru.UpdateMRU(list);
+    mru.UpdateMRU(WScript.Arguments(0));
     mru.Terminate();
     WScript.Echo("OK");
 } catch (e) {

@@ -1,10 +1,7 @@
-// A second program that changes Outlook's contacts by name, as a user's
-// add-in or script would:
-//   cscript outlook_change.js add NAME FAX      (prints the new EntryID)
-//   cscript outlook_change.js change ENTRYID NAME
-//   cscript outlook_change.js delete ENTRYID
-// Prints "done MODE" when every call went through; a script error does not
-// change cscript's exit code, so the caller looks for that line.
+// Changes Outlook's contacts by name from a second program, as a user's add-in would:
+//   cscript outlook_change.js add NAME FAX | change ENTRYID NAME | delete ENTRYID
+// Prints the new EntryID (add), then "done MODE" when every call went through
+// (a script error leaves cscript's exit code alone).
 var args = WScript.Arguments;
 var app = new ActiveXObject("Outlook.Application");
 var ns = app.GetNamespace("MAPI");

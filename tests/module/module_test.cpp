@@ -1,0 +1,342 @@
+// The module seen from outside: regsvr32 for the machine and for the user,
+// the registration-free client, the embedded type library, the class objects
+// and the unload rule. What the registration must write is written out from
+// the registration rules.
+#include "com/com_ptr.h"
+#include "module/VelPhonebook_h.h"
+#include "support/test_support.h"
+
+#include <gtest/gtest.h>
+#include <olectl.h>
+
+#include <algorithm>
+#include <cwctype>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing_support::BinDir;
+using testing_support::kModuleFileName;
+using testing_support::RegistryKeyExists;
+using testing_support::RunRegsvr32;
+using testing_support::Utf8;
+
+std::wstring GuidText(REFGUID guid) {
+    wchar_t text[64];
+    ::StringFromGUID2(guid, text, 64);
+    return text;
+}
+
+struct ModuleClass {
+    const wchar_t* name;
+    const CLSID* clsid;
+    bool control;
+};
+const ModuleClass kClasses[] = {{L"VelPhonebookControl", &CLSID_VelPhonebookControl, true},
+                                {L"VelPhonebookControl2", &CLSID_VelPhonebookControl2, true},
+                                {L"MRUList", &CLSID_MRUList, false},
+                                {L"AddressBook", &CLSID_AddressBook, false}};
+
+// The controls' status bits for the content aspect.
+constexpr DWORD kControlMiscStatus = OLEMISC_RECOMPOSEONRESIZE | OLEMISC_CANTLINKINSIDE | OLEMISC_INSIDEOUT |
+                                     OLEMISC_ACTIVATEWHENVISIBLE | OLEMISC_SETCLIENTSITEFIRST;
+
+// A key (below the classes root), a value of it ("" the default) and its data
+// (no name and no data: the key alone); `present` false: the key must not exist.
+struct Entry {
+    std::wstring key, name, data;
+    bool present = true;
+};
+
+// What registering the module at `path` writes, class by class, and the type library.
+std::vector<Entry> RegisteredEntries(const std::wstring& path) {
+    const std::wstring libid = GuidText(LIBID_VELPHONEBOOKLib);
+    std::vector<Entry> entries;
+    for (const ModuleClass& c : kClasses) {
+        const std::wstring progId = std::wstring(L"Zantix.") + c.name, versioned = progId + L".1";
+        const std::wstring clsid = GuidText(*c.clsid), key = L"CLSID\\" + clsid;
+        const std::wstring description = std::wstring(L"Orvanta ") + c.name + L" Class";
+        entries.insert(entries.end(), {{versioned, L"", description},
+                                       {versioned + L"\\CLSID", L"", clsid},
+                                       {progId, L"", description},
+                                       {progId + L"\\CLSID", L"", clsid},
+                                       {progId + L"\\CurVer", L"", versioned},
+                                       {key, L"", description},
+                                       {key + L"\\ProgID", L"", versioned},
+                                       {key + L"\\VersionIndependentProgID", L"", progId},
+                                       {key + L"\\Programmable", L"", L""},
+                                       {key + L"\\InprocServer32", L"", path},
+                                       {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
+                                       {key + L"\\TypeLib", L"", libid},
+                                       {key + L"\\Version", L"", L"1.1"},
+                                       {key + L"\\Control", L"", L"", c.control},
+                                       {key + L"\\Insertable", L"", L"", c.control},
+                                       {key + L"\\ToolboxBitmap32", L"", path + L", 101", c.control},
+                                       {key + L"\\MiscStatus", L"", L"0", c.control},
+                                       {key + L"\\MiscStatus\\1", L"", std::to_wstring(kControlMiscStatus), c.control}});
+    }
+#ifdef _WIN64
+    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\win64", L"", path});
+#else
+    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\win32", L"", path});
+#endif
+    return entries;
+}
+
+// The keys that name the module's classes and its type library.
+std::vector<std::wstring> ModuleKeys() {
+    std::vector<std::wstring> keys{L"TypeLib\\" + GuidText(LIBID_VELPHONEBOOKLib) + L"\\1.1"};
+    for (const ModuleClass& c : kClasses)
+        keys.insert(keys.end(), {std::wstring(L"Zantix.") + c.name, std::wstring(L"Zantix.") + c.name + L".1",
+                                 L"CLSID\\" + GuidText(*c.clsid)});
+    return keys;
+}
+
+// Checks the entries below `prefix` of `root` ("" below HKEY_CLASSES_ROOT);
+// data compared ignoring case (paths come back as the system spells them).
+void ExpectEntries(HKEY root, const std::wstring& prefix, const std::vector<Entry>& entries) {
+    for (const Entry& e : entries) {
+        const std::wstring key = prefix + e.key;
+        if (!e.present || (e.name.empty() && e.data.empty())) {
+            EXPECT_EQ(e.present, RegistryKeyExists(root, key)) << Utf8(key);
+            continue;
+        }
+        const auto data = testing_support::RegistryText(root, key, e.name.empty() ? nullptr : e.name.c_str());
+        EXPECT_TRUE(data && _wcsicmp(data->c_str(), e.data.c_str()) == 0)
+            << Utf8(key + L" [" + e.name + L"] = " + data.value_or(L"(none)") + L", not " + e.data);
+    }
+}
+
+void ExpectNoModuleKeys(HKEY root, const std::wstring& prefix) {
+    for (const std::wstring& key : ModuleKeys())
+        EXPECT_FALSE(RegistryKeyExists(root, prefix + key)) << Utf8(prefix + key);
+}
+
+const std::wstring kUserClasses = L"Software\\Classes\\";
+
+// regsvr32 /s [/u] /n /i:user on the module beside the test program.
+int RunUserRegsvr32(bool unregister) {
+    return testing_support::RunProcess(std::wstring(L"regsvr32.exe /s ") + (unregister ? L"/u " : L"") +
+                                       L"/n /i:user \"" + BinDir() + kModuleFileName + L"\"");
+}
+
+// Runs a client program (path relative to the test program's folder); what it
+// printed, and whether its last line is its verdict "PASS" (under Wine a
+// crashed process may still end with 0).
+std::string RunClient(const std::wstring& program, const std::wstring& mode, bool* passed) {
+    std::string output;
+    testing_support::RunProcess(L"\"" + BinDir() + program + L"\" " + mode, &output);
+    std::string text = "\n" + output;
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    *passed = text.size() >= 6 && text.compare(text.size() - 6, 6, "\nPASS\n") == 0;
+    return output;
+}
+
+// Whether the output has this line (ignoring case: paths come back as the system spells them).
+bool HasLine(const std::string& output, const std::wstring& line) {
+    std::wstring text = L"\n" + testing_support::FromUtf8(output) + L"\n", wanted = L"\n" + line + L"\n";
+    text.erase(std::remove(text.begin(), text.end(), L'\r'), text.end());
+    for (std::wstring* s : {&text, &wanted}) std::transform(s->begin(), s->end(), s->begin(), ::towupper);
+    return text.find(wanted) != std::wstring::npos;
+}
+
+// The registry view of the other architecture (a 64-bit process's module is
+// not registered for 32-bit processes, nor the other way round).
+#ifdef _WIN64
+constexpr REGSAM kOtherView = KEY_WOW64_32KEY;
+#else
+constexpr REGSAM kOtherView = KEY_WOW64_64KEY;
+#endif
+
+class Registration : public ::testing::Test {
+protected:
+    // Every case starts with the module registered nowhere; the other test
+    // programs expect it registered for the machine, and only so.
+    void SetUp() override {
+        ASSERT_EQ(0, RunRegsvr32(true));
+        ASSERT_EQ(0, RunUserRegsvr32(true));
+        ExpectNoModuleKeys(HKEY_CLASSES_ROOT, L"");
+    }
+    void TearDown() override {
+        RunUserRegsvr32(true);
+        RunRegsvr32(false);
+    }
+};
+
+TEST_F(Registration, RegsvrWritesTheClassesAndTheTypeLibraryAndRemovesThem) {
+    const std::wstring path = BinDir() + kModuleFileName;
+    ASSERT_EQ(0, RunRegsvr32(false));
+    ExpectEntries(HKEY_CLASSES_ROOT, L"", RegisteredEntries(path));
+    com::UniqueHKey other;
+    EXPECT_NE(ERROR_SUCCESS, ::RegOpenKeyExW(HKEY_CLASSES_ROOT, (L"CLSID\\" + GuidText(CLSID_MRUList)).c_str(), 0,
+                                             KEY_READ | kOtherView, other.put()))
+        << "registered in the other architecture's view";
+    com::ComPtr<ITypeLib> library;
+    EXPECT_EQ(S_OK, ::LoadRegTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, library.put()));
+
+    // Registering again rewrites a class's key as a whole.
+    const std::wstring stale = L"CLSID\\" + GuidText(CLSID_MRUList) + L"\\LocalServer32";
+    ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_CLASSES_ROOT, stale.c_str(), nullptr, REG_SZ, L"x", 4));
+    ASSERT_EQ(0, RunRegsvr32(false));
+    EXPECT_FALSE(RegistryKeyExists(HKEY_CLASSES_ROOT, stale));
+
+    ASSERT_EQ(0, RunRegsvr32(true));
+    ExpectNoModuleKeys(HKEY_CLASSES_ROOT, L"");
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib"));
+    EXPECT_EQ(0, RunRegsvr32(true)) << "unregistering twice is fine";
+}
+
+// DllInstall with "user" (regsvr32 /n /i:user) writes the same under the
+// user's classes alone; removing it leaves a machine registration as it was.
+TEST_F(Registration, PerUserRegistrationWritesTheSameForTheUserAlone) {
+    ASSERT_EQ(0, RunUserRegsvr32(false));
+#ifdef _WIN64
+    ExpectEntries(HKEY_CURRENT_USER, kUserClasses, RegisteredEntries(BinDir() + kModuleFileName));
+#else
+    // Wine keeps a 32-bit process's user classes in one view, with the type
+    // library in the key both share: the keys are there, read apart.
+    for (const std::wstring& key : ModuleKeys())
+        EXPECT_TRUE(RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + key)) << Utf8(key);
+#endif
+    ExpectNoModuleKeys(HKEY_LOCAL_MACHINE, kUserClasses);
+    ASSERT_EQ(0, RunUserRegsvr32(true));
+    ExpectNoModuleKeys(HKEY_CURRENT_USER, kUserClasses);
+    EXPECT_EQ(0, RunUserRegsvr32(true)) << "removing twice is fine";
+
+    ASSERT_EQ(0, RunRegsvr32(false));
+    ASSERT_EQ(0, RunUserRegsvr32(false));
+    ASSERT_EQ(0, RunUserRegsvr32(true));
+    ExpectEntries(HKEY_CLASSES_ROOT, L"", RegisteredEntries(BinDir() + kModuleFileName));
+}
+
+TEST_F(Registration, DllInstallTakesNoOtherCommandLineThanUser) {
+    testing_support::ComApartment apartment;
+    com::UniqueModule module(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
+    const auto install = reinterpret_cast<HRESULT(WINAPI*)(BOOL, LPCWSTR)>(
+        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllInstall")));
+    ASSERT_TRUE(install);
+    for (const wchar_t* line : {static_cast<const wchar_t*>(nullptr), L"", L"machine", L"users", L"use", L"user ",
+                                L" user", L"/i:user", L"user,machine"})
+        for (const BOOL installing : {TRUE, FALSE})
+            EXPECT_EQ(E_INVALIDARG, install(installing, line)) << (line ? Utf8(line) : "(null)");
+    ExpectNoModuleKeys(HKEY_CURRENT_USER, kUserClasses);
+    ASSERT_EQ(S_OK, install(TRUE, L"USER")) << "the word is taken in any case";
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CURRENT_USER, kUserClasses + L"Zantix.MRUList"));
+    ASSERT_EQ(S_OK, install(FALSE, L"User"));
+    ExpectNoModuleKeys(HKEY_CURRENT_USER, kUserClasses);
+}
+
+// The library in the module: its identifier, version and the system kind of
+// the module's architecture.
+TEST(TypeLibrary, CarriesItsIdentityAndSystemKind) {
+    com::ComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, ::LoadTypeLibEx((BinDir() + kModuleFileName).c_str(), REGKIND_NONE, library.put()));
+    TLIBATTR* attributes = nullptr;
+    ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
+    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), GuidText(attributes->guid));
+    EXPECT_EQ(1, attributes->wMajorVerNum);
+    EXPECT_EQ(1, attributes->wMinorVerNum);
+#ifdef _WIN64
+    EXPECT_EQ(SYS_WIN64, attributes->syskind);
+#else
+    EXPECT_EQ(SYS_WIN32, attributes->syskind);
+#endif
+    library->ReleaseTLibAttr(attributes);
+}
+
+// The module's exports called directly: the unload rule counts objects and
+// locks (a stray unlock counts for nothing), class objects for its classes only.
+TEST(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
+    testing_support::ComApartment apartment;
+    com::UniqueModule module(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
+    ASSERT_TRUE(module);
+    const auto canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
+        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllCanUnloadNow")));
+    const auto getClassObject = reinterpret_cast<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(
+        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllGetClassObject")));
+    ASSERT_TRUE(canUnload && getClassObject);
+    const auto factory = [&] {
+        com::ComPtr<IClassFactory> f;
+        EXPECT_EQ(S_OK, getClassObject(CLSID_MRUList, IID_IClassFactory, f.put_void()));
+        return f;
+    };
+    com::ComPtr<IUnknown> none;
+    EXPECT_EQ(CLASS_E_CLASSNOTAVAILABLE, getClassObject(IID_IUnknown, IID_IClassFactory, none.put_void()));
+    EXPECT_EQ(S_OK, canUnload());
+
+    com::ComPtr<IClassFactory> classObject = factory();
+    EXPECT_EQ(S_FALSE, canUnload()) << "a class object holds the module";
+    com::ComPtr<IMRUList> mru;
+    ASSERT_EQ(S_OK, classObject->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
+    EXPECT_EQ(CLASS_E_NOAGGREGATION, classObject->CreateInstance(mru.get(), IID_IUnknown, none.put_void()));
+    EXPECT_EQ(E_NOINTERFACE, classObject->CreateInstance(nullptr, IID_IClassFactory, none.put_void()));
+    classObject.reset();
+    EXPECT_EQ(S_FALSE, canUnload()) << "an object holds the module";
+    com::ComPtr<IDispatch> dispatch = mru.query<IDispatch>();
+    EXPECT_EQ(mru.query<IUnknown>().get(), dispatch.query<IUnknown>().get()) << "one identity";
+    mru.reset();
+    EXPECT_EQ(S_FALSE, canUnload()) << "any interface of the object holds it";
+    dispatch.reset();
+    EXPECT_EQ(S_OK, canUnload());
+
+    ASSERT_EQ(S_OK, factory()->LockServer(TRUE));
+    EXPECT_EQ(S_FALSE, canUnload()) << "a lock holds it after its class object is gone";
+    factory()->LockServer(FALSE);
+    EXPECT_EQ(S_OK, canUnload());
+    EXPECT_EQ(S_OK, factory()->LockServer(FALSE));
+    ASSERT_EQ(S_OK, factory()->LockServer(TRUE));
+    EXPECT_EQ(S_FALSE, canUnload()) << "the stray unlock did not eat this lock";
+    ASSERT_EQ(S_OK, factory()->CreateInstance(nullptr, __uuidof(IMRUList), mru.put_void()));
+    factory()->LockServer(FALSE);
+    factory()->LockServer(FALSE);
+    EXPECT_EQ(S_FALSE, canUnload()) << "a stray unlock does not free a live object's hold";
+    mru.reset();
+    EXPECT_EQ(S_OK, canUnload());
+}
+
+// Registration-free use: a program whose application manifest depends on the
+// module's assembly (bin/regfree/regfree_host.exe, beside a copy of the module
+// and of its assembly manifest: a private assembly) creates every
+// class with nothing in the registry, each class as its registration
+// describes it.
+
+TEST(RegistrationFree, HostCreatesEveryClassWithNothingRegistered) {
+    ASSERT_EQ(0, RunRegsvr32(true));
+    ASSERT_EQ(0, RunUserRegsvr32(true));
+    bool passed = false;
+    std::string output = RunClient(L"activation_client.exe", L"absent", &passed);
+    EXPECT_TRUE(passed) << "a program without the manifest finds nothing:\n" << output;
+
+    const std::wstring copy = BinDir() + L"regfree\\" + kModuleFileName;
+    const std::wstring misc = std::to_wstring(kControlMiscStatus);
+    output = RunClient(L"regfree\\regfree_host.exe", L"create", &passed);
+    EXPECT_TRUE(passed) << output;
+    ASSERT_EQ(0, RunRegsvr32(false));
+    for (const ModuleClass& c : kClasses) {
+        const std::wstring progId = std::wstring(L"Zantix.") + c.name;
+        for (const std::wstring& name : {progId, progId + L".1"}) {
+            // Through the activation context a ProgID may resolve to an alias of the class identifier.
+            EXPECT_TRUE(HasLine(output, L"created " + name + L" from " + copy) ||
+                        HasLine(output, L"created " + name + L" (by an alias) from " + copy))
+                << Utf8(name) << " from the copy beside the host\n" << output;
+            if (!c.control) continue;
+            EXPECT_TRUE(HasLine(output, L"misc status " + name + L" " + misc)) << Utf8(name) << "\n" << output;
+        }
+    }
+    EXPECT_TRUE(HasLine(output, L"MRUList: Initialize, GetMRU, Terminate through IMRUList")) << output;
+    EXPECT_TRUE(HasLine(output, L"type library found")) << output;
+    // Apartment-threaded, as registered (a client's apartment would not show it).
+    std::ifstream file(Utf8(BinDir() + L"Zantix.VelPhonebook.manifest"));
+    std::stringstream manifest;
+    manifest << file.rdbuf();
+    const std::string text = manifest.str();
+    size_t apartment = 0;
+    for (size_t at = 0; (at = text.find("threadingModel=\"Apartment\"", at)) != std::string::npos; ++at) ++apartment;
+    EXPECT_EQ(4u, apartment) << text;
+}
+
+}  // namespace

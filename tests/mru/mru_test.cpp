@@ -1,0 +1,301 @@
+// The recipient list text both ways, as literal tables; MRUList as a host
+// uses it: registered with regsvr32, created by ProgID, called through its
+// interface and from a script engine.
+#include "com/com_ptr.h"
+#include "com/strings.h"
+#include "module/VelPhonebook_h.h"
+#include "mru/mru_text.h"
+#include "support/mru_fixture.h"
+
+using namespace testing_support;
+using com::ComPtr;
+using com::UniqueBstr;
+using com::UniqueSafeArray;
+using Texts = std::vector<std::wstring>;
+
+namespace {
+
+// A piece and the name and number it splits into (no number: no recipient).
+TEST(RecipientText, SplitsAPieceIntoNameAndTrailingNumber) {
+    const wchar_t* const cases[][3] = {
+        {L"Ann Smith +1-555-0100", L"Ann Smith", L"+1-555-0100"},
+        {L"555 0100", L"555", L"0100"},  // the name ends at the last space before the number
+        {L"Ann", L"", L""},
+        {L"123", L"", L"123"},
+        {L"   Ann 123", L"Ann", L"123"},  // leading spaces go
+        {L"Ann 123 ", L"", L""},          // trailing spaces stay, so no number reaches the end
+        {L"Ann  123", L"Ann ", L"123"},   // only leading spaces leave the name
+        {L"", L"", L""},
+        {L"    ", L"", L""},
+        {L"  42", L"", L"42"},
+        {L"*#+-0", L"", L"*#+-0"},
+        {L"Ann -", L"Ann", L"-"},  // any run of number characters is a number
+        {L"Fax (555) 0100", L"Fax (555)", L"0100"},
+        {L"A B  C 1 2 3", L"A B  C 1 2", L"3"},
+        {L"Ann 12a", L"", L""},
+        {L"Ann\t123", L"", L""},  // only a space separates
+        {L"Ann \uFF11\uFF12", L"", L""},  // full-width digits are no number characters
+        {L"Jos\u00e9 M\u00fcller 4711", L"Jos\u00e9 M\u00fcller", L"4711"},
+        // The trimming pattern's "." stops at line terminators, and only at them.
+        {L"Ann\n 123", L"", L""},
+        {L"Ann\r 123", L"", L""},
+        {L"Ann\u2028 123", L"", L""},
+        {L"\u2029Ann 123", L"", L""},
+        {L"\u2027Ann 123", L"\u2027Ann", L"123"},
+        {L"Ann\v 123", L"Ann\v", L"123"},
+        {L"\U0001F600 \U0001F600 12", L"\U0001F600 \U0001F600", L"12"},
+    };
+    for (const auto& [piece, name, number] : cases) {
+        std::wstring gotName = L"stale", gotNumber = L"stale";
+        SplitRecipient(piece, gotName, gotNumber);
+        EXPECT_EQ(number, gotNumber) << testing::PrintToString(std::wstring(piece));
+        EXPECT_EQ(name, gotName) << testing::PrintToString(std::wstring(piece));
+    }
+}
+
+struct Case {
+    std::wstring text;
+    Texts names, numbers;
+};
+
+// Texts and the lists they give (long ones: the small-stack test of MRUList).
+TEST(RecipientText, TextGivesTheListsOfItsRecipients) {
+    const Case cases[] = {
+        {L"", {}, {}},
+        {L";", {}, {}},
+        {L"  Ann Smith +1-555;;Nobody; 42;Bob *7#", {L"Ann Smith", L"", L"Bob"}, {L"+1-555", L"42", L"*7#"}},
+        {L"A 1;A 1", {L"A", L"A"}, {L"1", L"1"}},
+        {L"A 1;", {L"A"}, {L"1"}},
+        {std::wstring(L"A 1\0B 2", 7), {std::wstring(L"A 1\0B", 5)}, {L"2"}},  // a null is text like any other
+    };
+    for (const Case& c : cases) {
+        const RecipientLists lists = TextToLists(c.text);
+        EXPECT_TRUE(c.names == lists.names) << testing::PrintToString(c.text.substr(0, 60));
+        EXPECT_TRUE(c.numbers == lists.numbers) << testing::PrintToString(c.text.substr(0, 60));
+    }
+}
+
+TEST(RecipientText, ListsGiveTheText) {
+    const Case cases[] = {
+        {L"123", {L"", L"Bob"}, {L"123", L""}},
+        {L"Ann 1;2;Cid 3", {L"Ann", L"", L"Cid"}, {L"1", L"2", L"3"}},
+        {L"Ann 1", {L"Ann", L"Extra"}, {L"1"}},  // the longer list's extra elements are ignored
+        {L"Ann 1", {L"Ann"}, {L"1", L"2"}},
+        {L"", {}, {L"1"}},
+        {L"", {L"A"}, {L""}},
+        {L"Ann Smith  +1", {L"Ann Smith "}, {L"+1"}},  // no trimming on the way out
+    };
+    for (const Case& c : cases) EXPECT_EQ(c.text, ListsToText(c.names, c.numbers));
+}
+
+ComPtr<IMRUList> CreateMRUList() {
+    CLSID clsid{};
+    ComPtr<IMRUList> mru;
+    if (SUCCEEDED(::CLSIDFromProgID(L"Zantix.MRUList", &clsid)))
+        ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMRUList), mru.put_void());
+    return mru;
+}
+
+class MRUListTest : public MRUStoreTest {
+protected:
+    static void SetUpTestSuite() { ASSERT_EQ(0, RunRegsvr32(false)); }
+    void SetUp() override {
+        MRUStoreTest::SetUp();
+        ASSERT_TRUE(m_mru = CreateMRUList());
+    }
+    HRESULT Update(const std::wstring& text) { return m_mru->UpdateMRU(UniqueBstr(com::AllocBstr(text)).get()); }
+    std::wstring GetMRU() {
+        UniqueBstr list;
+        EXPECT_EQ(S_OK, m_mru->GetMRU(list.put()));
+        return com::FromBstr(list.get());
+    }
+    // "ID/Name/Fax/Favorite" of each stored entry, in order.
+    static Texts Stored() {
+        Texts entries;
+        for (const std::wstring& subkey : MRUSubkeys()) {
+            const auto favorite = ReadMRUValue(subkey, L"Favorite");
+            entries.push_back(ReadMRUValue(subkey, L"ID")->text() + L"/" + ReadMRUValue(subkey, L"Name")->text() + L"/" +
+                              ReadMRUValue(subkey, L"Fax")->text() + L"/" +
+                              (favorite && favorite->bytes.at(0) ? L"1" : L"0"));
+        }
+        return entries;
+    }
+    static WORD StoredYear(const std::wstring& subkey) {
+        const auto value = ReadMRUValue(subkey, L"Date");
+        return value && value->bytes.size() == sizeof(SYSTEMTIME) ? reinterpret_cast<const SYSTEMTIME*>(value->bytes.data())->wYear : 0;
+    }
+    static UniqueSafeArray Strings(const Texts& texts) {
+        UniqueSafeArray array;
+        EXPECT_EQ(S_OK, com::MakeStringArray(texts, array.put()));
+        return array;
+    }
+    static Texts Read(SAFEARRAY* array) {
+        Texts texts;
+        EXPECT_EQ(S_OK, com::ReadStringArray(array, texts));
+        return texts;
+    }
+
+    ComApartment m_apartment;
+    ComPtr<IMRUList> m_mru;
+};
+
+TEST_F(MRUListTest, InitializeAndTerminateKeepACount) {
+    EXPECT_EQ(E_FAIL, m_mru->Terminate());
+    EXPECT_EQ(S_OK, m_mru->Initialize());
+    EXPECT_EQ(S_FALSE, m_mru->Initialize());
+    EXPECT_EQ(S_FALSE, m_mru->Terminate());
+    EXPECT_EQ(S_OK, m_mru->Terminate());
+    EXPECT_EQ(E_FAIL, m_mru->Terminate());
+    EXPECT_EQ(S_OK, Update(L"A 1")) << "the other methods work whatever the count";
+}
+
+// The last recipient of a fax goes first; one sent to again moves there with
+// its identifier and favourite mark and a new date (the first stored entry
+// of its name and number, compared exactly).
+TEST_F(MRUListTest, UpdatePutsTheSentRecipientsFirst) {
+    EXPECT_EQ(L"", GetMRU()) << "a missing store";
+    ASSERT_EQ(S_OK, Update(L"A 1;B 2"));
+    EXPECT_EQ((Texts{L"2 B/B/2/0", L"1 A/A/1/0"}), Stored());
+    EXPECT_EQ(L"B 2;A 1", GetMRU());
+    SYSTEMTIME now;
+    ::GetSystemTime(&now);
+    EXPECT_EQ(now.wYear, StoredYear(L"00")) << "dated now, in UTC";
+
+    DeleteUserKey(kMRUKeyPath);
+    WriteRawMRUEntry(L"00", L"first", L"A", L"1", /*favorite*/ 1);
+    WriteRawMRUEntry(L"01", L"second", L"A", L"1");
+    WriteRawMRUEntry(L"02", L"2 B", L"B", L"2");
+    const SYSTEMTIME old{2001, 1, 1, 1, 0, 0, 0, 0};
+    WriteMRUValue(L"00", L"Date", REG_BINARY, &old, sizeof old);
+    ASSERT_EQ(S_OK, Update(L"A 1;C 3;A 1;B 2;a 1"));
+    EXPECT_EQ((Texts{L"1 a/a/1/0", L"2 B/B/2/0", L"first/A/1/1", L"3 C/C/3/0", L"second/A/1/0"}), Stored());
+    EXPECT_EQ(now.wYear, StoredYear(L"02")) << "a resent recipient gets a new date";
+}
+
+// Thirty recipients are kept: the former last one goes, of a longer fax the
+// last thirty are kept; GetMRU gives the first thirty and changes nothing.
+TEST_F(MRUListTest, ThirtyRecipientsAreKept) {
+    for (int i = 0; i < 30; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", (L"N" + std::to_wstring(i)).c_str(), L"1");
+    ASSERT_EQ(S_OK, Update(L"New 99"));
+    Texts stored = Stored();
+    ASSERT_EQ(30u, stored.size());
+    EXPECT_EQ(L"99 New/New/99/0", stored.front());
+    EXPECT_EQ(L"id/N28/1/0", stored.back());
+
+    std::wstring text;
+    for (int i = 0; i < 40; ++i) text += L"R" + std::to_wstring(i) + L" " + std::to_wstring(100 + i) + L";";
+    ASSERT_EQ(S_OK, Update(text));
+    stored = Stored();
+    ASSERT_EQ(30u, stored.size());
+    EXPECT_EQ(L"139 R39/R39/139/0", stored.front());
+    EXPECT_EQ(L"110 R10/R10/110/0", stored.back());
+
+    DeleteUserKey(kMRUKeyPath);
+    for (int i = 0; i < 35; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", L"N", std::to_wstring(i).c_str());
+    WriteRawMRUEntry(L"01", L"id", L"No number", L"");
+    text = GetMRU();
+    EXPECT_EQ(28, std::count(text.begin(), text.end(), L';')) << "29 pieces from the first 30: one has no number";
+    EXPECT_EQ(0u, text.find(L"N 0;N 2;"));
+    EXPECT_EQ(35u, MRUSubkeys().size());
+}
+
+TEST_F(MRUListTest, BadArgumentsAreRejected) {
+    UniqueBstr text(com::AllocBstr(L"A 1"));
+    UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1));
+    SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
+    UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
+    BSTR out = nullptr;
+    SAFEARRAY* array = nullptr;
+    EXPECT_EQ(E_INVALIDARG, m_mru->UpdateMRU(nullptr));
+    EXPECT_EQ(E_INVALIDARG, m_mru->GetMRU(nullptr));
+    EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(nullptr, numbers.get(), numbers.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(nullptr, &array, text.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&array, nullptr, text.get()));
+    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&array, &array, nullptr));
+    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get()}) {
+        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, wrong, numbers.get()));
+        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, numbers.get(), wrong));
+    }
+    EXPECT_TRUE(MRUSubkeys().empty()) << "nothing was written";
+}
+
+// Arrays are read whatever their lower bound, a null element as empty; they
+// are made zero-based, and empty (not missing) for no recipient.
+TEST_F(MRUListTest, ArraysInAndOut) {
+    SAFEARRAYBOUND bound{2, 5};
+    UniqueSafeArray shifted(::SafeArrayCreate(VT_BSTR, 1, &bound));
+    LONG index = 6;
+    ASSERT_EQ(S_OK, ::SafeArrayPutElement(shifted.get(), &index, UniqueBstr(com::AllocBstr(L"Zed")).get()));
+    UniqueBstr out;
+    ASSERT_EQ(S_OK, m_mru->ListsToString(out.put(), shifted.get(), Strings({L"1", L"2"}).get()));
+    EXPECT_EQ(L"1;Zed 2", com::FromBstr(out.get()));
+
+    UniqueSafeArray names, numbers;
+    ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), UniqueBstr(com::AllocBstr(L"Ann 1; 42")).get()));
+    LONG lower = -1;
+    ASSERT_EQ(S_OK, ::SafeArrayGetLBound(names.get(), 1, &lower));
+    EXPECT_EQ(0, lower);
+    EXPECT_EQ((Texts{L"Ann", L""}), Read(names.get()));
+    EXPECT_EQ((Texts{L"1", L"42"}), Read(numbers.get()));
+    ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), UniqueBstr(com::AllocBstr(L"")).get()));
+    ASSERT_TRUE(names.get() && numbers.get()) << "no recipients is an empty array, not a missing one";
+    EXPECT_TRUE(Read(names.get()).empty() && Read(numbers.get()).empty());
+}
+
+// On a thread with a 256 KB stack (smaller than any host's): a long piece, a
+// long text and a deep tree another program left in the store's key neither
+// overflow the stack nor lose a recipient. An overflow ends the thread (the
+// results stay unset) or the program (the run has no summary).
+TEST_F(MRUListTest, LongInputOnASmallStack) {
+    com::UniqueHKey key;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CURRENT_USER, kMRUKeyPath, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                               key.put(), nullptr));
+    for (int level = 0; level < 500; ++level) {
+        com::UniqueHKey deeper;
+        ASSERT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(key.get(), L"deep", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                                   deeper.put(), nullptr));
+        key = std::move(deeper);
+    }
+    key.reset();
+    const std::wstring longName(1'000'000, L'n');
+    std::wstring manyPieces;
+    for (int i = 0; i < 40'000; ++i) manyPieces += L"  R" + std::to_wstring(i) + L" +" + std::to_wstring(i) + L";x;";
+    HRESULT results[4] = {E_PENDING, E_PENDING, E_PENDING, E_PENDING};
+    Texts names[2], numbers[2];
+    ASSERT_TRUE(RunOnThread(256 * 1024, [&] {
+        ComApartment apartment;
+        const ComPtr<IMRUList> mru = CreateMRUList();
+        if (!mru) return;
+        const std::wstring texts[2] = {manyPieces, longName + L" +49-30#1*2"};
+        for (int i = 0; i < 2; ++i) {
+            UniqueBstr text(com::AllocBstr(texts[i]));
+            UniqueSafeArray nameArray, numberArray;
+            results[2 * i] = mru->StringToLists(nameArray.put(), numberArray.put(), text.get());
+            com::ReadStringArray(nameArray.get(), names[i]);
+            com::ReadStringArray(numberArray.get(), numbers[i]);
+            results[2 * i + 1] = mru->UpdateMRU(text.get());
+        }
+    }));
+    for (HRESULT result : results) EXPECT_EQ(S_OK, result);
+    ASSERT_EQ(40'000u, names[0].size());
+    ASSERT_EQ(40'000u, numbers[0].size());
+    EXPECT_EQ(L"R39999", names[0].back());
+    EXPECT_EQ(L"+39999", numbers[0].back());
+    EXPECT_TRUE(names[1] == Texts{longName} && numbers[1] == Texts{L"+49-30#1*2"});
+    const Texts stored = Stored();
+    ASSERT_EQ(30u, stored.size()) << "the foreign tree is gone";
+    EXPECT_TRUE(stored.front() == L"+49-30#1*2 " + longName + L"/" + longName + L"/+49-30#1*2/0") << "written whole";
+    EXPECT_EQ(L"+39999 R39999/R39999/+39999/0", stored[1]);
+    EXPECT_EQ(L"+39971 R39971/R39971/+39971/0", stored.back());
+}
+
+// A caller nobody here wrote: JScript through IDispatch, by name.
+TEST_F(MRUListTest, AScriptClientRecordsASentFax) {
+    std::string output;
+    ASSERT_EQ(0, RunProcess(L"cscript.exe //nologo \"" + BinDir() + L"mru_update.js\" \"Script Sender 555-0142;Other 77\"",
+                            &output));
+    ASSERT_NE(std::string::npos, output.find("OK")) << output;
+    EXPECT_EQ((Texts{L"77 Other/Other/77/0", L"555-0142 Script Sender/Script Sender/555-0142/0"}), Stored());
+}
+
+}  // namespace

@@ -5,9 +5,9 @@
 //   text_bench                          all measurements
 //   text_bench --probe old|new LENGTH   split one piece on a 1 MB stack
 #include "com/strings.h"
-#include "mru/child/long_texts.h"
+#include "text/long_texts.h"
 #include "mru/mru_list.h"
-#include "mru/regex_text.h"
+#include "text/regex_text.h"
 #include "support/test_support.h"
 
 #include <windows.h>

@@ -1,5 +1,5 @@
 // The recipient list text split with std::wregex, exactly as the format's
-// patterns read. Only a reference for the tests and the benchmark: the
+// patterns read. Only a reference for the benchmark: the
 // library's engine recurses per character, so this overflows the stack on
 // long pieces.
 #pragma once

@@ -6,7 +6,6 @@
 
 #include "support/mru_fixture.h"
 #include "ui_harness.h"
-#include "win/display.h"
 
 #include <gtest/gtest.h>
 
@@ -141,6 +140,7 @@ TEST_F(EntryDialogTest, FirstButtonNeedsANameAndThreeToFortyFiveCharactersWithou
         {L" A ", L"  123  ", true},
         {L"Ann", std::wstring(45, L'9'), true},
         {L"Ann", L" ;  ", false},
+        {L"Ann", std::wstring(46, L'9'), false},  // set as a whole, past the typing limit
         {L"Ann", L"1 2 3 4 5 6 7 8 9 0 1 2 3 4 5 6 7 8 9 0 1 2 3", true},
     };
     CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"x", L""), nullptr);
@@ -165,7 +165,7 @@ TEST_F(EntryDialogTest, NewRecipientIsStoredTrimmedAndWithoutSpacesInTheNumber) 
                       EXPECT_EQ(Captions(), L"OK/Cancel");
                       Set(213, L"  Bob Miller \t");
                       Set(214, L" 5 5 5 ");
-                      ClickWindow(Item(215));
+                      Click(215);
                   })}),
               1);
     EXPECT_EQ(dialog.Record().name, L"Bob Miller");
@@ -210,42 +210,29 @@ TEST_F(EntryDialogTest, NewPairIsRefusedOnlyWhenTheBookHoldsTheSameNameAndNumber
     }
 }
 
-TEST_F(EntryDialogTest, SavingUnchangedFindsItselfAndWarnsInRedWithTheImage) {
+TEST_F(EntryDialogTest, SavingUnchangedFindsItselfAndWarnsInRed) {
     MRUOwner owner;
-    CRecipient ann = Recipient(L"a1", L"Ann", L"111");
-    ASSERT_EQ(owner.Source()->Add(ann), S_OK);
-    ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeView, ann, &owner);
-    std::wstring captionAfter;
-    bool faxFocused = false;
-    std::unique_ptr<ScreenShot> shot;
-    RECT warningText{}, warningImage{}, prompt{};
-    Run(dialog,
-        {[&] {
-             Click(215);  // Edit
-             faxFocused = ::GetFocus() == Item(214);
-             Click(215);  // Save, nothing changed
-             captionAfter = Text(215);
-             ::UpdateWindow(window);
-             return true;
-         },
-         [&] {
-             using win::ScaleX;
-             using win::ScaleY;
-             warningText = ClientToScreenRect(window, RECT{ScaleX(58), ScaleY(53), ScaleX(400), ScaleY(71)});
-             warningImage = ClientToScreenRect(window, RECT{ScaleX(30), ScaleY(53), ScaleX(48), ScaleY(71)});
-             prompt = ClientToScreenRect(window, RECT{ScaleX(30), ScaleY(30), ScaleX(400), ScaleY(48)});
-             shot = std::make_unique<ScreenShot>();
-             return true;
-         },
-         Close()});
-    EXPECT_TRUE(faxFocused);
+    CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, AddAnn(owner), &owner);
+    int redBefore = -1, redAfter = -1;
+    Run(dialog, {Do([&] {
+                     ::UpdateWindow(window);
+                     redBefore = CountPixels(window, RGB(255, 0, 0), 8);
+                     Click(215);  // Edit
+                     EXPECT_EQ(::GetFocus(), Item(214)) << "the number gets the focus";
+                     Click(215);  // Save, nothing changed
+                     EXPECT_EQ(Captions(), L"Save/Cancel") << "the dialog stays in edit mode";
+                     ::UpdateWindow(window);
+                     redAfter = CountPixels(window, RGB(255, 0, 0), 8);
+                     RECT dialogRect{}, hostRect{};
+                     ::GetWindowRect(window, &dialogRect);
+                     ::GetWindowRect(host.get(), &hostRect);
+                     EXPECT_NEAR(dialogRect.left + dialogRect.right, hostRect.left + hostRect.right, 1)
+                         << "centred on its parent";
+                 }),
+                 Close()});
     EXPECT_TRUE(dialog.IsDuplicate());
-    EXPECT_EQ(captionAfter, L"Save") << "the dialog stays in edit mode";
-    ASSERT_TRUE(shot);
-    EXPECT_GT(shot->Count(warningText, RGB(255, 0, 0), 8), 20) << "the warning is red";
-    EXPECT_GT(shot->Count(warningImage, RGB(220, 40, 40), 24), 40) << "the warning sign is drawn";
-    EXPECT_GT(shot->Count(prompt, RGB(85, 85, 85), 4), 20) << "the prompt is grey";
-    EXPECT_EQ(shot->Count(prompt, RGB(255, 0, 0), 60), 0);
+    EXPECT_EQ(redBefore, 0);
+    EXPECT_GT(redAfter, 20) << "the warning is painted in red";
 }
 
 // Without an owner only the dialog's copy changes, on purpose.
@@ -274,81 +261,39 @@ TEST_F(EntryDialogTest, SavingAChangeReturnsToViewModeAndWritesOnlyThroughAnOwne
     }
 }
 
-TEST_F(EntryDialogTest, CancelInEditModeGoesBackToViewModeKeepingTheTypedText) {
-    MRUOwner owner;
-    CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, AddAnn(owner), &owner);
-    EXPECT_EQ(Run(dialog, {Do([&] {
-                               Click(215);
-                               EXPECT_EQ(Captions(), L"Save/Cancel");
-                               Set(213, L"Annie");
-                               Click(216);
-                               EXPECT_EQ(Captions(), L"Edit/Close");
-                               EXPECT_EQ(Text(213), L"Annie");
-                               EXPECT_TRUE(::IsWindowVisible(window));
-                           }),
-                           Do([&] { Click(216); })}),  // Close
-              2);
-    EXPECT_EQ(Stored()[0].name, L"Ann") << "nothing was written";
-}
-
-// Escape is the keyboard's way out of the dialog in every mode, edit mode
-// included: it closes with 2 and writes nothing (the Cancel button is the
-// way back from edit mode to view mode). A user who presses Escape wants
-// the window gone, and what was typed was never saved.
-TEST_F(EntryDialogTest, EscapeInEditModeClosesTheDialogAndWritesNothing) {
+// In edit mode the second button goes back to view mode keeping what was
+// typed; Escape (the dialog manager's IDCANCEL) closes the dialog in every
+// mode with 2. Neither writes anything.
+TEST_F(EntryDialogTest, CancelInEditModeGoesBackToViewModeAndEscapeCloses) {
     MRUOwner owner;
     CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, AddAnn(owner), &owner);
     EXPECT_EQ(Run(dialog, {Do([&] {
                       Click(215);
                       EXPECT_EQ(Captions(), L"Save/Cancel");
                       Set(213, L"Annie");
+                      Click(216);
+                      EXPECT_EQ(Captions(), L"Edit/Close");
+                      EXPECT_EQ(Text(213), L"Annie");
+                      EXPECT_TRUE(::IsWindowVisible(window));
+                      Click(215);
                       ::SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
                   })}),
               2);
     EXPECT_EQ(Stored()[0].name, L"Ann") << "nothing was written";
 }
 
+// A command that reaches the disabled button anyway is not a press.
 TEST_F(EntryDialogTest, ReadOnlyKeepsTheFirstButtonDisabledEvenInViewMode) {
     for (bool readOnly : {false, true}) {
         CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, Recipient(L"a1", L"Ann", L"111"), nullptr);
         dialog.SetReadOnly(readOnly);
-        DWORD clicked = 0;
-        Run(dialog,
-            {Do([&] {
-                 EXPECT_EQ(Enabled(215), !readOnly);
-                 ClickWindow(Item(215));
-                 clicked = ::GetTickCount();
-             }),
-             [&] { return readOnly ? ::GetTickCount() - clicked > 300 : Text(215) == L"Save"; }, Close()});
+        Run(dialog, {Do([&] {
+                         EXPECT_EQ(Enabled(215), !readOnly);
+                         ::SendMessageW(window, WM_COMMAND, MAKEWPARAM(215, BN_CLICKED), LPARAM(Item(215)));
+                     }),
+                     Close()});
         EXPECT_EQ(dialog.Mode(), DWORD(readOnly ? CEntryInfoDlg::ModeView : CEntryInfoDlg::ModeEdit));
     }
-}
-
-TEST_F(EntryDialogTest, LayoutFollowsTheScaledNumbersAndTheDialogIsCentredOnItsParent) {
-    CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"x", L"123"), nullptr);
-    Run(dialog, {Do([&] {
-                     using win::ScaleX;
-                     using win::ScaleY;
-                     RECT client{}, dialogRect{}, hostRect{};
-                     ::GetClientRect(window, &client);
-                     const RECT name = ChildRect(window, Item(213)), fax = ChildRect(window, Item(214));
-                     const RECT first = ChildRect(window, Item(215)), second = ChildRect(window, Item(216));
-                     EXPECT_EQ(WindowText(window), L"Address Book");
-                     EXPECT_EQ(client.right, ScaleX(430));
-                     EXPECT_EQ(client.bottom, ScaleY(263));
-                     EXPECT_EQ(name.left, ScaleX(155) + ScaleX(6));
-                     EXPECT_EQ(name.right, client.right - ScaleX(30));
-                     EXPECT_EQ(name.top, ScaleY(86));
-                     EXPECT_EQ(name.bottom, ScaleY(122));
-                     EXPECT_EQ(fax.top, ScaleY(137));
-                     EXPECT_EQ(second.right, client.right - ScaleX(15));
-                     EXPECT_EQ(first.right, second.left - ScaleX(20));
-                     EXPECT_EQ(first.bottom - first.top, ScaleY(36));
-                     ::GetWindowRect(window, &dialogRect);
-                     ::GetWindowRect(host.get(), &hostRect);
-                     EXPECT_NEAR(dialogRect.left + dialogRect.right, hostRect.left + hostRect.right, 1);
-                 }),
-                 Close()});
 }
 
 }  // namespace

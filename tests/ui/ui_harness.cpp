@@ -155,90 +155,32 @@ void PasteText(HWND edit, const std::wstring& text) {
     ::SendMessageW(edit, WM_PASTE, 0, 0);
 }
 
-void ClickWindow(HWND window) {
-    RECT rect{};
-    ::GetWindowRect(window, &rect);
-    const int x = (rect.left + rect.right) / 2, y = (rect.top + rect.bottom) / 2;
-    const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
-    INPUT inputs[3]{};
-    for (INPUT& input : inputs) {
-        input.type = INPUT_MOUSE;
-        input.mi.dx = LONG((x * 65535LL) / (width - 1));
-        input.mi.dy = LONG((y * 65535LL) / (height - 1));
-    }
-    inputs[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
-    inputs[1].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
-    inputs[2].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
-    ::SendInput(3, inputs, sizeof(INPUT));
-}
-
 std::wstring WindowText(HWND window) {
     wchar_t text[600] = {};
     ::GetWindowTextW(window, text, 600);
     return text;
 }
 
-RECT ChildRect(HWND parent, HWND child) {
-    RECT rect{};
-    ::GetWindowRect(child, &rect);
-    ::MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
-}
-
-ScreenShot::ScreenShot()
-    : m_width(::GetSystemMetrics(SM_CXVIRTUALSCREEN)),
-      m_height(::GetSystemMetrics(SM_CYVIRTUALSCREEN)),
-      m_pixels(size_t(m_width) * size_t(m_height)) {
-    const com::UniqueScreenDc screen(::GetDC(nullptr));
-    const com::UniqueDc memory(::CreateCompatibleDC(screen.get()));
-    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), m_width, -m_height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
+int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client) {
+    if (::IsRectEmpty(&client)) ::GetClientRect(window, &client);
+    const int width = client.right - client.left, height = client.bottom - client.top;
+    const com::UniqueScreenDc source(::GetDC(window));
+    const com::UniqueDc memory(::CreateCompatibleDC(source.get()));
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
     void* bits = nullptr;
-    const com::UniqueGdiObject bitmap(
-        ::CreateDIBSection(screen.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    const com::UniqueGdiObject bitmap(::CreateDIBSection(source.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
     const HGDIOBJ previous = ::SelectObject(memory.get(), bitmap.get());
-    ::BitBlt(memory.get(), 0, 0, m_width, m_height, screen.get(), 0, 0, SRCCOPY);
+    ::BitBlt(memory.get(), 0, 0, width, height, source.get(), client.left, client.top, SRCCOPY);
     ::GdiFlush();
-    memcpy(m_pixels.data(), bits, m_pixels.size() * 4);
+    int count = 0;
+    for (int i = 0; i < width * height; ++i) {
+        const DWORD p = static_cast<const DWORD*>(bits)[i];  // 0x00RRGGBB
+        count += std::abs(int((p >> 16) & 0xFF) - GetRValue(colour)) <= tolerance &&
+                 std::abs(int((p >> 8) & 0xFF) - GetGValue(colour)) <= tolerance &&
+                 std::abs(int(p & 0xFF) - GetBValue(colour)) <= tolerance;
+    }
     ::SelectObject(memory.get(), previous);
-}
-
-COLORREF ScreenShot::At(int x, int y) const {
-    if (x < 0 || y < 0 || x >= m_width || y >= m_height) return CLR_INVALID;
-    const DWORD p = m_pixels[size_t(y) * size_t(m_width) + size_t(x)];
-    return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
-}
-
-std::vector<COLORREF> ScreenShot::In(const RECT& rect) const {
-    std::vector<COLORREF> found;
-    for (int y = std::max(rect.top, 0L); y < std::min(rect.bottom, LONG(m_height)); ++y)
-        for (int x = std::max(rect.left, 0L); x < std::min(rect.right, LONG(m_width)); ++x)
-            found.push_back(At(x, y));
-    return found;
-}
-
-int ScreenShot::Count(const RECT& rect, COLORREF colour, int tolerance) const {
-    const auto matches = [&](COLORREF c) {
-        return std::abs(GetRValue(c) - GetRValue(colour)) <= tolerance &&
-               std::abs(GetGValue(c) - GetGValue(colour)) <= tolerance &&
-               std::abs(GetBValue(c) - GetBValue(colour)) <= tolerance;
-    };
-    const auto pixels = In(rect);
-    return int(std::count_if(pixels.begin(), pixels.end(), matches));
-}
-
-int ScreenShot::Darkest(const RECT& rect) const {
-    int darkest = 3 * 255;
-    for (COLORREF c : In(rect)) darkest = std::min(darkest, Brightness(c));
-    return darkest;
-}
-
-RECT ClientToScreenRect(HWND window, RECT rect) {
-    ::MapWindowPoints(window, nullptr, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
-}
-
-int Brightness(COLORREF colour) {
-    return GetRValue(colour) + GetGValue(colour) + GetBValue(colour);
+    return count;
 }
 
 namespace {
@@ -349,7 +291,6 @@ public:
         // GoogleTest's first trace on a thread starts a thread that watches
         // it for its thread-local data, and keeps a handle to it.
         { SCOPED_TRACE("warm-up"); }
-        ScreenShot shot;
         ::OpenClipboard(nullptr);
         ::CloseClipboard();
         // The first dialog of a process loads fonts and GDI+ for good.
@@ -357,7 +298,7 @@ public:
         {
             ModalScript script({[] { return FindDialog() != nullptr; }, Do([] {
                                     ::UpdateWindow(FindDialog());
-                                    ClickWindow(::GetDlgItem(FindDialog(), IDOK));
+                                    ::SendMessageW(::GetDlgItem(FindDialog(), IDOK), BM_CLICK, 0, 0);
                                 }),
                                 [] { return FindDialog() == nullptr; }});
             ui::ShowMessageBox(nullptr, host.get(), L"Warm-up", L"", MB_OK);
@@ -382,7 +323,7 @@ public:
                                 }),
                                 [&] { return entry.IsDuplicate(); }, Do([&] {
                                     ::UpdateWindow(dialog);
-                                    ScreenShot shot;
+                                    CountPixels(dialog, 0, 0);
                                     ::PostMessageW(dialog, WM_CLOSE, 0, 0);
                                 })});
             ui::DoModalShaded(entry, host.get());

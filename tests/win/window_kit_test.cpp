@@ -1,6 +1,6 @@
 // The window kit: message maps with chained layers, the default processing
-// of what no layer handles, dialog results, subclassing and the end of a
-// window's life as its object sees it.
+// of what no layer handles, dialog results, subclassing, the end of a
+// window's life as its object sees it, and mirrored dialogs.
 #include "win/controls.h"
 #include "win/display.h"
 #include "win/window_impl.h"
@@ -158,27 +158,6 @@ TEST(WindowKitTest, SubclassSeesTheWindowsMessagesFirstUntilItGoes) {
     ::DestroyWindow(edit);
     EXPECT_EQ(filter.hwnd(), nullptr);
     EXPECT_EQ(filter.finalMessages, 1);
-}
-
-TEST(WindowKitTest, ListViewWrapperFindsRowsByTheirData) {
-    win::ActivationScope scope;
-    win::ListViewCtrl list(::CreateWindowExW(0, WC_LISTVIEWW, L"", WS_POPUP | LVS_REPORT, 0, 0, 200, 100, nullptr,
-                                             nullptr, nullptr, nullptr));
-    ASSERT_TRUE(list.hwnd());
-    list.InsertColumn(0, L"#", 30);
-    list.InsertColumn(1, L"Name", 90);
-    for (int i = 0; i < 3; ++i) {
-        const int row = list.InsertItem(i, std::to_wstring(i + 1).c_str(), 100 + i);
-        list.SetItemText(row, 1, (L"name " + std::to_wstring(i)).c_str());
-    }
-    EXPECT_EQ(list.FindItemByData(102), 2);
-    EXPECT_EQ(list.FindItemByData(7), -1);
-    EXPECT_EQ(list.GetItemText(2, 1), L"name 2");
-    EXPECT_EQ(list.GetItemText(1, 1, 3), L"nam") << "the text is cut at the asked length";
-    list.SetItemState(1, LVIS_SELECTED, LVIS_SELECTED);
-    EXPECT_EQ(list.GetNextItem(-1, LVNI_SELECTED), 1);
-    EXPECT_EQ(list.GetHeader().GetItemCount(), 2);
-    ::DestroyWindow(list);
 }
 
 }  // namespace

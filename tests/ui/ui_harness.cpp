@@ -272,6 +272,8 @@ public:
                                     ::SendMessageW(item(215), BM_CLICK, 0, 0);
                                     ::UpdateWindow(dialog);
                                     CountPixels(dialog, 0, 0);
+                                    const com::UniqueScreenDc screen(::GetDC(nullptr));
+                                    ::GetPixel(screen.get(), 0, 0);
                                 }),
                                 CloseDialog(), [] { return FindDialog() && !::GetDlgItem(FindDialog(), 215); },
                                 CloseDialog()});  // the message box below

@@ -141,7 +141,7 @@ std::wstring WindowText(HWND window) {
 }
 
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client) {
-    if (::IsRectEmpty(&client)) ::GetClientRect(window, &client);
+    if (window && ::IsRectEmpty(&client)) ::GetClientRect(window, &client);
     const int width = client.right - client.left, height = client.bottom - client.top;
     const com::UniqueScreenDc source(::GetDC(window));
     const com::UniqueDc memory(::CreateCompatibleDC(source.get()));

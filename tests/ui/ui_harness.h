@@ -64,7 +64,8 @@ void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
 
 // Pixels of the window's client rectangle (all of it when empty) that are
-// the colour within the tolerance per channel, read back from the window.
+// the colour within the tolerance per channel, read back from the window;
+// without a window, of the screen rectangle as the screen shows it.
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client = {});
 
 // What a dialog must give back: windows, GDI and USER objects, threads and
@@ -130,17 +131,13 @@ public:
     std::vector<Call> calls;
     bool failWindow = false;
 
-    RecordingSkin() = default;
     virtual ~RecordingSkin() = default;
     ULONG References() const { return m_references; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override { return --m_references; }  // lives on the test's stack
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        if (count) *count = 0;
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override { return count ? (*count = 0, S_OK) : E_POINTER; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,

@@ -1,8 +1,8 @@
 // The window kit: message maps with chained layers, the default processing
-// of what no layer handles, dialog results, subclassing, the end of a
-// window's life as its object sees it, and mirrored dialogs.
+// of what no layer handles, dialog results, subclassing and the end of a
+// window's life as its object sees it. (Mirroring for right-to-left
+// languages is checked on the module's own dialogs by the text-fit tests.)
 #include "win/controls.h"
-#include "win/display.h"
 #include "win/window_impl.h"
 
 #include <gtest/gtest.h>
@@ -161,43 +161,3 @@ TEST(WindowKitTest, SubclassSeesTheWindowsMessagesFirstUntilItGoes) {
 }
 
 }  // namespace
-
-// A dialog for a language read from right to left is mirrored from its
-// template on, so its controls are mirrored too (they take the layout when
-// the dialog creates them, before any of its code runs); a number field
-// is turned back to left to right. Other dialogs are left as they are.
-class MirroredDialog : public win::DialogImpl<MirroredDialog> {
-public:
-    enum { IDD = 901 };
-    explicit MirroredDialog(bool rightToLeft) : m_rightToLeft(rightToLeft) {}
-    bool RightToLeftLayout() const noexcept { return m_rightToLeft; }
-    BEGIN_MSG_MAP(MirroredDialog)
-    END_MSG_MAP()
-
-private:
-    bool m_rightToLeft;
-};
-
-TEST(WindowKitTest, RightToLeftDialogsAreMirroredWithTheirControls) {
-    const auto extended = [](HWND window) { return ::GetWindowLongPtrW(window, GWL_EXSTYLE); };
-    for (const bool rightToLeft : {false, true}) {
-        SCOPED_TRACE(rightToLeft ? "right to left" : "left to right");
-        MirroredDialog dialog(rightToLeft);
-        ASSERT_TRUE(dialog.Create(nullptr));
-        const HWND button = dialog.GetDlgItem(IDOK), edit = dialog.GetDlgItem(300);
-        EXPECT_EQ((extended(dialog.hwnd()) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        EXPECT_EQ((extended(button) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        EXPECT_EQ((extended(edit) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        // The button at x 10 of the template stands at the right edge, on
-        // the screen.
-        RECT window{}, rect{};
-        ::GetWindowRect(dialog.hwnd(), &window);
-        ::GetWindowRect(button, &rect);
-        const LONG width = window.right - window.left;
-        EXPECT_EQ(rect.left - window.left > width / 2, rightToLeft) << rect.left - window.left << " of " << width;
-
-        win::Window(edit).KeepLeftToRight();
-        EXPECT_EQ(extended(edit) & (WS_EX_LAYOUTRTL | WS_EX_RTLREADING | WS_EX_RIGHT), 0);
-        EXPECT_EQ((extended(button) & WS_EX_LAYOUTRTL) != 0, rightToLeft) << "only the number field";
-    }
-}

@@ -108,19 +108,6 @@ HWND FindShader() {
     return nullptr;
 }
 
-void TypeText(HWND window, const std::wstring& text) {
-    ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
-    ::SetFocus(window);
-    for (wchar_t c : text)
-        for (DWORD flags : {KEYEVENTF_UNICODE, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP}) {
-            INPUT input{};
-            input.type = INPUT_KEYBOARD;
-            input.ki.wScan = c;
-            input.ki.dwFlags = flags;
-            ::SendInput(1, &input, sizeof(input));
-        }
-}
-
 void PasteText(HWND edit, const std::wstring& text) {
     if (!::OpenClipboard(nullptr)) return;
     ::EmptyClipboard();
@@ -265,10 +252,19 @@ public:
             ui::CEntryInfoDlg entry(ui::CEntryInfoDlg::ModeNew, ann, &owner);
             HWND dialog = nullptr;
             const auto item = [&](int id) { return ::GetDlgItem(dialog, id); };
-            ModalScript script({[&] { return (dialog = FindDialog()) != nullptr; }, Do([&] { TypeText(item(214), L"1a-"); }),
+            ModalScript script({[&] { return (dialog = FindDialog()) != nullptr; }, Do([&] {
+                                    // The first keyboard input of the process.
+                                    ::SetFocus(item(214));
+                                    INPUT key[2] = {{INPUT_KEYBOARD}, {INPUT_KEYBOARD}};
+                                    key[0].ki = {0, L'1', KEYEVENTF_UNICODE};
+                                    key[1].ki = {0, L'1', KEYEVENTF_UNICODE | KEYEVENTF_KEYUP};
+                                    ::SendInput(2, key, sizeof(INPUT));
+                                }),
                                 [&] { return WindowText(item(214)).size() > 3; }, Do([&] {
+                                    PasteText(item(213), std::wstring(140, L'n'));
                                     PasteText(item(214), L"1a1");
-                                    ::SetWindowTextW(item(214), L"111");
+                                    ::SetWindowTextW(item(213), L"Ann");
+                                    ::SetWindowTextW(item(214), L"111");  // refused: the book holds it
                                     ::SendMessageW(item(215), BM_CLICK, 0, 0);
                                     ::UpdateWindow(dialog);
                                     CountPixels(dialog, 0, 0);

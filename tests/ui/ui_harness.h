@@ -1,6 +1,6 @@
 // Tools of the dialog tests (and of the control tests that open dialogs): a
 // host window, a script of steps that drives a modal dialog from a timer
-// inside its own modal loop, real keyboard input, a recording skin service,
+// inside its own modal loop, the clipboard, a recording skin service,
 // a window's own pixels and the resources a dialog must give back.
 #pragma once
 
@@ -56,9 +56,6 @@ HWND FindDialog();
 HWND FindShadow();
 HWND FindShader();
 
-// Real keyboard input into the window: it gets the focus, then the text is
-// typed as Unicode key events through the system's input queue.
-void TypeText(HWND window, const std::wstring& text);
 // Puts the text on the clipboard and pastes it into the edit box.
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);

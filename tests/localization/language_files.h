@@ -1,5 +1,6 @@
-// Test helpers for language files: a writer for the XML layout (root, module
-// element, strings and dialogs) and a scratch folder that removes itself.
+// Language files for the tests and benchmarks: a writer for the XML layout
+// (root, module element, strings and dialogs) and a scratch folder that
+// removes itself with the files written through it.
 #pragma once
 
 #include <windows.h>
@@ -11,34 +12,26 @@
 namespace loc_test {
 
 using Texts = std::vector<std::pair<int, std::string>>;
-
 struct DialogTexts {
     int id;
     std::string caption;  // no caption element when empty
     Texts controls;
 };
 
-// The UTF-8 text of a language file for one module; the module's element
-// stands on a line of its own between the root's tags.
-inline std::string LanguageXml(const std::string& moduleName, const Texts& strings,
-                               const std::vector<DialogTexts>& dialogs = {}) {
+inline std::string LanguageXml(const std::string& module, const Texts& strings, const std::vector<DialogTexts>& dialogs = {}) {
     const auto items = [](const Texts& texts) {
         std::string xml;
-        for (const auto& [id, text] : texts)
-            xml += "<string id=\"" + std::to_string(id) + "\">" + text + "</string>";
+        for (const auto& [id, text] : texts) xml += "<string id=\"" + std::to_string(id) + "\">" + text + "</string>";
         return xml;
     };
-    std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Zantix>\n<" + moduleName +
-                      "><resources><strings>" + items(strings) + "</strings>";
-    for (const DialogTexts& dialog : dialogs)
-        xml += "<dlg id=\"" + std::to_string(dialog.id) + "\">" +
-               (dialog.caption.empty() ? "" : "<caption>" + dialog.caption + "</caption>") +
-               items(dialog.controls) + "</dlg>";
-    return xml + "</resources></" + moduleName + ">\n</Zantix>\n";
+    std::string xml = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Zantix>\n<" + module + "><resources><strings>" +
+                      items(strings) + "</strings>";
+    for (const DialogTexts& d : dialogs)
+        xml += "<dlg id=\"" + std::to_string(d.id) + "\">" + (d.caption.empty() ? "" : "<caption>" + d.caption + "</caption>") +
+               items(d.controls) + "</dlg>";
+    return xml + "</resources></" + module + ">\n</Zantix>\n";
 }
 
-// A fresh folder under the temporary folder; the files written through it
-// and the folder itself are deleted with it.
 class ScratchFolder {
 public:
     explicit ScratchFolder(const wchar_t* name) {
@@ -51,12 +44,10 @@ public:
         for (const std::wstring& file : m_files) ::DeleteFileW(file.c_str());
         ::RemoveDirectoryW(m_path.c_str());
     }
-
     const std::wstring& path() const { return m_path; }
     bool Write(const std::wstring& name, const std::string& bytes) {
         m_files.push_back(m_path + name);
-        const HANDLE file = ::CreateFileW(m_files.back().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr);
+        const HANDLE file = ::CreateFileW(m_files.back().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
         DWORD written = 0;
         const BOOL ok = ::WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr);
         ::CloseHandle(file);

@@ -1,6 +1,6 @@
 // The localizer on real files and the real XML service: which file is
-// loaded, string look-up with the built-in fallback, bad files, and a real
-// dialog window localized from its template.
+// loaded, string look-up with the built-in fallback, hostile files, and a
+// real dialog window localized from its template.
 #include "localization/localizer.h"
 #include "language_files.h"
 #include "localization/string_ids.h"
@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <tuple>
 
 using namespace localization;
 using loc_test::LanguageXml;
@@ -18,123 +17,68 @@ using loc_test::ScratchFolder;
 
 namespace {
 
-constexpr LANGID kGermanSwiss = 0x0807;
-constexpr LANGID kGerman = 0x0407;
-constexpr LANGID kFrench = 0x040C;
-constexpr LANGID kEnglish = 0x0409;
-constexpr LANGID kEnglishUK = 0x0809;
-constexpr wchar_t kModule[] = L"VelPhonebook";
+constexpr LANGID kGermanSwiss = 0x0807, kGerman = 0x0407, kFrench = 0x040C, kEnglish = 0x0409, kEnglishUK = 0x0809;
+using Localizer = CLocalizerHelperT<void>;
+using Files = std::vector<std::pair<std::wstring, std::string>>;
 
-// A language file whose string 101 tells which file it is.
-std::string Tagged(const std::string& tag, const std::string& module = "VelPhonebook") {
-    return LanguageXml(module, {{IDS_REMOVE, tag}});
+std::wstring RemoveText(const Files& files, const LanguageList& languages) {
+    ScratchFolder folder(L"velphonebook-loc");
+    for (const auto& [name, bytes] : files) EXPECT_TRUE(folder.Write(name, bytes));
+    return Localizer({folder.path(), L"VelPhonebook", languages}).LoadText(IDS_REMOVE);
 }
 
-class LocalizerTest : public testing::Test {
-protected:
-    using Localizer = CLocalizerHelperT<void>;
-    Localizer Make(LanguageList languages) {
-        return Localizer({m_folder.path(), kModule, std::move(languages)});
-    }
-
-    testing_support::ComApartment m_apartment;
-    ScratchFolder m_folder{L"velphonebook-loc"};
-};
-
-// Which file answers, if any; bad files give the built-in texts.
-TEST_F(LocalizerTest, FirstLanguageWithAUsableFileWinsUntilEnglish) {
+// The first language with a file that parses wins; English ends the walk
+// (its texts are the built-in ones unless it has a file of its own).
+TEST(LocalizerTest, FirstLanguageWithAUsableFileWinsUntilEnglish) {
+    testing_support::ComApartment apartment;
     const std::wstring de = L"Zantix.de.xml", fr = L"Zantix.fr.xml";
-    const std::string german = Tagged("Entfernen"), french = Tagged("Supprimer");
+    const std::string german = LanguageXml("VelPhonebook", {{IDS_REMOVE, "Entfernen"}}),
+                      french = LanguageXml("VelPhonebook", {{IDS_REMOVE, "Supprimer"}});
     const std::string malformed = "<Zantix><VelPhonebook><resources><strings><string id=\"101\">X</strin>";
-    const LanguageList swissFrench = {kGermanSwiss, kFrench, kGerman, kEnglish},
-                       germanOnly = {kGerman, kEnglish};
+    const std::string otherRoot = "<Other><VelPhonebook><resources><strings><string id=\"101\">X</string>"
+                                  "</strings></resources></VelPhonebook></Other>";
+    const LanguageList swissFrench = {kGermanSwiss, kFrench, kGerman, kEnglish}, germanOnly = {kGerman, kEnglish};
     const struct {
-        const char* name;
-        std::vector<std::pair<std::wstring, std::string>> files;
+        Files files;
         LanguageList languages;
         const wchar_t* text;
     } cases[] = {
-        {"German first", {{de, german}, {fr, french}}, swissFrench, L"Entfernen"},
-        {"French next", {{fr, french}}, swissFrench, L"Supprimer"},
-        {"unparsable passed over",
-         {{de, malformed}, {fr, french}},
-         {kGerman, kFrench, kEnglish},
-         L"Supprimer"},
-        {"English ends", {{de, german}}, {kEnglish, kGerman}, L"Remove"},
-        {"any English ends", {{de, german}}, {kEnglishUK, kGerman}, L"Remove"},
-        {"English file",
-         {{de, german}, {L"Zantix.xml", Tagged("Take away")}},
-         {kEnglishUK, kGerman},
-         L"Take away"},
-        {"malformed", {{de, malformed}}, germanOnly, L"Remove"},
-        {"truncated", {{de, german.substr(0, german.size() / 2)}}, germanOnly, L"Remove"},
-        {"wrong root",
-         {{de,
-           "<Other><VelPhonebook><resources><strings><string id=\"101\">X</string></strings></resources>"
-           "</VelPhonebook></Other>"}},
-         germanOnly,
-         L"Remove"},
-        {"wrong module", {{de, Tagged("X", "VelPhonebook64")}}, germanOnly, L"Remove"},
+        {{{de, german}, {fr, french}}, swissFrench, L"Entfernen"},
+        {{{fr, french}}, swissFrench, L"Supprimer"},
+        {{{de, malformed}, {fr, french}}, {kGerman, kFrench, kEnglish}, L"Supprimer"},
+        {{{de, german}}, {kEnglish, kGerman}, L"Remove"},
+        {{{de, german}}, {kEnglishUK, kGerman}, L"Remove"},
+        {{{de, german}, {L"Zantix.xml", LanguageXml("VelPhonebook", {{IDS_REMOVE, "Take away"}})}},
+         {kEnglishUK, kGerman}, L"Take away"},
+        {{{de, malformed}}, germanOnly, L"Remove"},
+        {{{de, german.substr(0, german.size() / 2)}}, germanOnly, L"Remove"},
+        {{{de, otherRoot}}, germanOnly, L"Remove"},
+        {{{de, LanguageXml("VelPhonebook64", {{IDS_REMOVE, "X"}})}}, germanOnly, L"Remove"},
     };
-    for (const auto& c : cases) {
-        ScratchFolder folder(L"velphonebook-loc-files");
-        for (const auto& [name, bytes] : c.files) ASSERT_TRUE(folder.Write(name, bytes));
-        const Localizer localizer({folder.path(), kModule, c.languages});
-        std::wstring text;
-        EXPECT_TRUE(localizer.LoadText(IDS_REMOVE, text)) << c.name;
-        EXPECT_EQ(text, c.text) << c.name;
-    }
-}
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(RemoveText(cases[i].files, cases[i].languages), cases[i].text) << "case " << i;
 
-TEST_F(LocalizerTest, LanguageFileOverridesOnlyNonEmptyTexts) {
-    ASSERT_TRUE(
-        m_folder.Write(L"Zantix.ko.xml", LanguageXml("VelPhonebook", {{IDS_REMOVE, "삭제"},
-                                                                      {IDS_NEW_RECIPIENT, ""},
-                                                                      {IDS_COLUMN_NAME, "<b>Name</b>"},
-                                                                      {998, "Only here"}})));
-    const std::tuple<UINT, bool, const wchar_t*> cases[] = {
-        {IDS_REMOVE, true, L"삭제"},
-        {IDS_NEW_RECIPIENT, true, L"New Recipient"},  // empty element
-        {IDS_COLUMN_NAME, true, L"Name"},             // element without text of its own
-        {IDS_ADDRESS_EXISTS, true,
-         L"This address already exists.\nPlease modify either user name or phone number."},
-        {998, true, L"Only here"},
-        {999, false, L""},
-    };
-    const Localizer localizer = Make({0x0412, kEnglish});
-    ASSERT_TRUE(localizer.IsLoaded());
-    for (const auto& [id, found, expected] : cases) {
+    // Per string: only a non-empty text of the string's own replaces the built-in one.
+    ScratchFolder folder(L"velphonebook-loc-ko");
+    ASSERT_TRUE(folder.Write(L"Zantix.ko.xml", LanguageXml("VelPhonebook", {{IDS_REMOVE, "삭제"}, {IDS_NEW_RECIPIENT, ""},
+                                                                            {IDS_COLUMN_NAME, "<b>Name</b>"}, {998, "Only here"}})));
+    const Localizer localizer({folder.path(), L"VelPhonebook", {0x0412, kEnglish}});
+    const std::tuple<UINT, bool, const wchar_t*> strings[] = {
+        {IDS_REMOVE, true, L"삭제"}, {IDS_NEW_RECIPIENT, true, L"New Recipient"}, {IDS_COLUMN_NAME, true, L"Name"},
+        {998, true, L"Only here"},  {999, false, L""}};
+    for (const auto& [id, found, expected] : strings) {
         std::wstring text = L"stale";
         EXPECT_EQ(localizer.LoadText(id, text), found) << id;
         EXPECT_EQ(text, expected) << id;
     }
 }
 
-// The XML service parses on the caller's thread: a file nested far deeper
-// than any real one neither overflows a small stack nor hides the others' texts.
-TEST_F(LocalizerTest, ADeeplyNestedFileIsSafeOnASmallStack) {
-    std::string deep;
-    for (int i = 0; i < 100'000; ++i) deep += "<x>";
-    for (int i = 0; i < 100'000; ++i) deep += "</x>";
-    ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", LanguageXml("VelPhonebook", {{IDS_REMOVE, "Entfernen"}, {998, deep}})));
-    bool loaded = false, found = false;
-    std::wstring text;
-    ASSERT_TRUE(testing_support::RunOnThread(256 * 1024, [&] {
-        testing_support::ComApartment apartment;
-        const Localizer localizer = Make({kGerman, kEnglish});
-        loaded = localizer.IsLoaded();
-        found = localizer.LoadText(IDS_REMOVE, text);
-    }));
-    EXPECT_TRUE(found) << "the thread did not get through";
-    EXPECT_EQ(loaded ? L"Entfernen" : L"Remove", text) << "loaded " << loaded;
-}
-
-// Files nobody should have put there: a document type whose entities expand
-// a billionfold, an external entity that would pull in another file of the
-// machine, an external document type, and a file far too large for a language
-// file. Each is refused or read without the document type's doing: nothing of
-// the other file shows, the built-in text answers, and the load returns.
-TEST_F(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
+// Files nobody should have put there, read on a small stack: nesting far
+// deeper than any real file, entities that expand a billionfold, an external
+// entity or document type that would pull in another file of the machine,
+// and a file far too large. Each is refused or read without its document
+// type's doing: nothing of the other file shows and the load returns.
+TEST(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
     ScratchFolder secrets{L"velphonebook-secret"};
     ASSERT_TRUE(secrets.Write(L"secret.txt", "SECRET-OUTSIDE"));
     std::string secretUrl = "file:///";
@@ -145,122 +89,76 @@ TEST_F(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
         for (int i = 0; i < 10; ++i) laughs += std::string("&") + char(e - 1) + ";";
         laughs += "\">";
     }
-    laughs += "]>";
+    std::string deep;
+    for (int i = 0; i < 100'000; ++i) deep += "<x>";
+    for (int i = 0; i < 100'000; ++i) deep += "</x>";
     const std::string body = "<Zantix><VelPhonebook><resources><strings><string id=\"101\">";
     const std::string tail = "</string></strings></resources></VelPhonebook></Zantix>";
-    struct Case {
-        const char* what;
-        std::string xml;
-    };
-    const Case cases[] = {
-        {"billion laughs", "<?xml version=\"1.0\"?>" + laughs + body + "&k;" + tail},
-        {"external entity", "<?xml version=\"1.0\"?><!DOCTYPE Zantix [<!ENTITY x SYSTEM \"" + secretUrl + "\">]>" +
-                                body + "&x;" + tail},
+    const std::pair<const char*, std::string> cases[] = {
+        {"deep", LanguageXml("VelPhonebook", {{IDS_REMOVE, "Entfernen"}, {998, deep}})},
+        {"billion laughs", "<?xml version=\"1.0\"?>" + laughs + "]>" + body + "&k;" + tail},
+        {"external entity",
+         "<?xml version=\"1.0\"?><!DOCTYPE Zantix [<!ENTITY x SYSTEM \"" + secretUrl + "\">]>" + body + "&x;" + tail},
         {"external document type",
          "<?xml version=\"1.0\"?><!DOCTYPE Zantix SYSTEM \"" + secretUrl + "\">" + body + "Entfernen" + tail},
         {"too large", "<?xml version=\"1.0\"?>" + body + "Entfernen" + std::string(40 * 1024 * 1024, ' ') + tail},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", c.xml));
+    for (const auto& [what, xml] : cases) {
+        SCOPED_TRACE(what);
+        ScratchFolder folder(L"velphonebook-hostile");
+        ASSERT_TRUE(folder.Write(L"Zantix.de.xml", xml));
+        std::wstring text = L"not returned";
         const auto started = std::chrono::steady_clock::now();
-        const Localizer localizer = Make({kGerman, kEnglish});
-        const std::wstring text = localizer.LoadText(IDS_REMOVE);
-        const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started);
-        std::printf("  %s: loaded %d, %lld ms\n", c.what, int(localizer.IsLoaded()), (long long)ms.count());
-        EXPECT_EQ(text.find(L"SECRET"), std::wstring::npos) << "another file of the machine was read";
-        EXPECT_EQ(text.find(L"haha"), std::wstring::npos) << "the entities were expanded";
-        EXPECT_TRUE(text == L"Remove" || text == L"Entfernen");
+        ASSERT_TRUE(testing_support::RunOnThread(256 * 1024, [&] {
+            testing_support::ComApartment apartment;
+            text = Localizer({folder.path(), L"VelPhonebook", {kGerman, kEnglish}}).LoadText(IDS_REMOVE);
+        }));
+        std::printf("  %s: %lld ms\n", what,
+                    (long long)std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count());
+        EXPECT_TRUE(text == L"Remove" || text == L"Entfernen") << testing_support::Utf8(text.substr(0, 40));
     }
 }
 
-// The test program's dialog template 900, with a control inside control 217
-// that is not part of the template, localized from the file in m_folder.
-constexpr int kDialogId = 900;
-constexpr int kNested = 220;
-
-class DialogTest : public LocalizerTest {
-protected:
-    void WriteDialog(const std::string& caption) {
-        const loc_test::Texts controls = {{1, "Übernehmen"}, {2, "Abbrechen"}, {217, "Name:"},
-                                          {214, "Eingabe"},  {219, ""},        {kNested, "Verschachtelt"}};
-        const loc_test::DialogTexts other = {kDialogId - 1, "Falsch", {{1, "Falsch"}, {218, "Falsch"}}};
-        ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml",
-                                   LanguageXml("VelPhonebook", {}, {other, {kDialogId, caption, controls}})));
-    }
-    void Localize(LANGID language) {
-        m_dialog.reset(::CreateDialogParamW(::GetModuleHandleW(nullptr), MAKEINTRESOURCEW(kDialogId), nullptr,
-                                            &Proc, 0));
-        ASSERT_TRUE(m_dialog);
-        ::CreateWindowW(L"STATIC", L"Nested", WS_CHILD | WS_VISIBLE, 0, 0, 40, 10, Window(217),
-                        reinterpret_cast<HMENU>(kNested), nullptr, nullptr);
-        Make({language, kEnglish}).LocalizeDialog(m_dialog.get(), kDialogId);
-    }
-    HWND Window(int id) const {
-        return id == 0 ? m_dialog.get() : ::GetDlgItem(id == kNested ? Window(217) : m_dialog.get(), id);
-    }
-    std::wstring Text(int id = 0) const {
-        wchar_t text[256] = L"";
-        ::GetWindowTextW(Window(id), text, 256);
-        return text;
-    }
-    bool HasGuiFont(int id) const {
-        return ::SendMessageW(Window(id), WM_GETFONT, 0, 0) == LRESULT(::GetStockObject(DEFAULT_GUI_FONT));
-    }
-    static INT_PTR CALLBACK Proc(HWND, UINT message, WPARAM, LPARAM) { return message == WM_INITDIALOG; }
-
-    com::UniqueWindow m_dialog;
-};
-
-// A dialog of the file replaces the caption and the texts of direct
-// children it has; without a caption element, or without a file, the
-// template's texts stay and only the font changes.
-TEST_F(DialogTest, CaptionAndTextsOfDirectChildrenAreReplaced) {
-    WriteDialog("Adressbuch");
-    Localize(kGerman);
-    EXPECT_EQ(Text(), L"Adressbuch");
-    EXPECT_EQ(Text(1), L"Übernehmen");
-    EXPECT_EQ(Text(2), L"Abbrechen");
-    EXPECT_EQ(Text(217), L"Name:");
-    EXPECT_EQ(Text(214), L"");              // no text of its own: left alone
-    EXPECT_EQ(Text(218), L"Untranslated");  // only another dialog has it
-    EXPECT_EQ(Text(219), L"Blank");         // empty element
-    EXPECT_EQ(Text(kNested), L"Nested");    // not a direct child
-    for (const int id : {1, 2, 214, 217, 218, 219}) EXPECT_TRUE(HasGuiFont(id)) << id;
-    EXPECT_FALSE(HasGuiFont(kNested));
-
-    WriteDialog("");
-    Localize(kGerman);
-    EXPECT_EQ(Text(), L"Address Book");
-    EXPECT_EQ(Text(1), L"Übernehmen");
-    Localize(kFrench);
-    EXPECT_EQ(Text(), L"Address Book");
-    EXPECT_EQ(Text(217), L"Name");
-    EXPECT_TRUE(HasGuiFont(217));
-}
-
-// The real product path: this program's folder, its base name and the list
-// the sibling library gives, as a control or dialog of the module would.
-TEST_F(LocalizerTest, DefaultLocalizerUsesTheModulesFolderNameAndList) {
-    ASSERT_TRUE(m_folder.Write(L"Zantix.de.xml", Tagged("Entfernen", "test_localization")));
-    const std::wstring bin = testing_support::BinDir();
-    const std::wstring sibling = bin + kSiblingLibraryName, file = bin + L"Zantix.de.xml";
-    // The shipped German file lies there too: out of the way for the test,
-    // and back afterwards.
-    const std::wstring shipped = file + L".shipped";
-    const bool hadShipped = ::MoveFileExW(file.c_str(), shipped.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
-    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", L"0807:040C");
-    EXPECT_TRUE(::CopyFileW((bin + L"zantixui\\" + kSiblingLibraryName).c_str(), sibling.c_str(), FALSE));
-    EXPECT_TRUE(::CopyFileW((m_folder.path() + L"Zantix.de.xml").c_str(), file.c_str(), FALSE));
+// Dialog 900 of this program, with a control inside control 217 that is not
+// part of the template: the file's dialog replaces the caption and the texts
+// of direct children that have a text; every direct child gets the GUI font.
+TEST(LocalizerTest, ADialogGetsItsCaptionAndTheTextsOfItsDirectChildren) {
+    testing_support::ComApartment apartment;
+    ScratchFolder folder(L"velphonebook-dialog");
+    const auto localize = [&](const std::string& caption, LANGID language) {
+        const loc_test::DialogTexts other = {899, "Falsch", {{1, "Falsch"}, {218, "Falsch"}}};
+        const loc_test::DialogTexts own = {900, caption, {{1, "Übernehmen"}, {217, "Name:"}, {214, "Eingabe"}, {219, ""}, {220, "Innen"}}};
+        EXPECT_TRUE(folder.Write(L"Zantix.de.xml", LanguageXml("VelPhonebook", {}, {other, own})));
+        com::UniqueWindow dialog(::CreateDialogParamW(::GetModuleHandleW(nullptr), MAKEINTRESOURCEW(900), nullptr,
+                                                      [](HWND, UINT m, WPARAM, LPARAM) WINAPI -> INT_PTR { return m == WM_INITDIALOG; }, 0));
+        ::CreateWindowW(L"STATIC", L"Nested", WS_CHILD, 0, 0, 40, 10, ::GetDlgItem(dialog.get(), 217), HMENU(220), nullptr, nullptr);
+        Localizer({folder.path(), L"VelPhonebook", {language, kEnglish}}).LocalizeDialog(dialog.get(), 900);
+        return dialog;
+    };
+    const auto text = [](HWND window) {
+        wchar_t buffer[64] = L"";
+        ::GetWindowTextW(window, buffer, 64);
+        return std::wstring(buffer);
+    };
+    const auto guiFont = [](HWND window) { return ::SendMessageW(window, WM_GETFONT, 0, 0) == LRESULT(::GetStockObject(DEFAULT_GUI_FONT)); };
     {
-        const Localizer localizer;
-        EXPECT_EQ(localizer.Document().Path(), file);
-        EXPECT_EQ(localizer.LoadText(IDS_REMOVE), L"Entfernen");
+        const com::UniqueWindow dialog = localize("Adressbuch", kGerman);
+        const auto item = [&](int id) { return ::GetDlgItem(dialog.get(), id); };
+        EXPECT_EQ(text(dialog.get()), L"Adressbuch");
+        EXPECT_EQ(text(item(1)), L"Übernehmen");
+        EXPECT_EQ(text(item(2)), L"Cancel") << "not in the file";
+        EXPECT_EQ(text(item(217)), L"Name:");
+        EXPECT_EQ(text(item(214)), L"") << "no text of its own: left alone";
+        EXPECT_EQ(text(item(218)), L"Untranslated") << "only another dialog has it";
+        EXPECT_EQ(text(item(219)), L"Blank") << "empty element";
+        EXPECT_EQ(text(::GetDlgItem(item(217), 220)), L"Nested") << "not a direct child";
+        for (const int id : {1, 2, 214, 217, 218, 219}) EXPECT_TRUE(guiFont(item(id))) << id;
+        EXPECT_FALSE(guiFont(::GetDlgItem(item(217), 220)));
     }
-    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", nullptr);
-    ::DeleteFileW(sibling.c_str());
-    ::DeleteFileW(file.c_str());
-    if (hadShipped) ::MoveFileExW(shipped.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING);
+    EXPECT_EQ(text(localize("", kGerman).get()), L"Address Book") << "no caption element";
+    const com::UniqueWindow french = localize("Adressbuch", kFrench);
+    EXPECT_EQ(text(::GetDlgItem(french.get(), 217)), L"Name") << "no file";
+    EXPECT_TRUE(guiFont(::GetDlgItem(french.get(), 217)));
 }
 
 }  // namespace

@@ -9,63 +9,38 @@
 
 #include <intrin.h>
 
-#include <algorithm>
 #include <cstdlib>
 
 namespace ui_test {
 namespace {
 
-const wchar_t* HostClass() {
-    static const wchar_t* name = [] {
-        WNDCLASSEXW info{};
-        info.cbSize = sizeof(info);
-        info.lpfnWndProc = &::DefWindowProcW;
-        info.hInstance = ::GetModuleHandleW(nullptr);
-        info.hCursor = ::LoadCursorW(nullptr, IDC_ARROW);
-        // Created once for the process, before any count is taken.
-        info.hbrBackground = ::CreateSolidBrush(kHostColour);
-        info.lpszClassName = L"UiTestHost";
-        ::RegisterClassExW(&info);
-        return L"UiTestHost";
-    }();
-    return name;
-}
-
 ModalScript* g_script = nullptr;
-constexpr DWORD kStepTimeoutMs = 5000;
 
-std::vector<HWND> ThreadWindows() {
+std::vector<HWND> ThreadWindows(DWORD exStyle = 0) {
     std::vector<HWND> found;
-    const auto collect = [](HWND hwnd, LPARAM context) WINAPI -> BOOL {
-        reinterpret_cast<std::vector<HWND>*>(context)->push_back(hwnd);
+    ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND hwnd, LPARAM list) WINAPI -> BOOL {
+        reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
         return TRUE;
-    };
-    ::EnumThreadWindows(::GetCurrentThreadId(), collect, reinterpret_cast<LPARAM>(&found));
-    return found;
-}
-
-// Windows of this thread with all the given extended style bits.
-std::vector<HWND> ThreadWindowsWithExStyle(DWORD exStyle) {
+    }, reinterpret_cast<LPARAM>(&found));
     std::vector<HWND> result;
-    for (HWND hwnd : ThreadWindows())
+    for (HWND hwnd : found)
         if ((DWORD(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE)) & exStyle) == exStyle) result.push_back(hwnd);
     return result;
-}
-
-void SendKey(WORD scan, DWORD flags) {
-    INPUT input{};
-    input.type = INPUT_KEYBOARD;
-    input.ki.wScan = scan;
-    input.ki.dwFlags = flags;
-    ::SendInput(1, &input, sizeof(input));
 }
 
 }  // namespace
 
 com::UniqueWindow ShowHostWindow(const RECT& rect) {
-    com::UniqueWindow host(::CreateWindowExW(0, HostClass(), L"Host", WS_POPUP | WS_VISIBLE, rect.left,
-                                             rect.top, rect.right - rect.left, rect.bottom - rect.top,
-                                             nullptr, nullptr, ::GetModuleHandleW(nullptr), nullptr));
+    static const bool registered = [] {
+        // The brush is created once for the process, before any count is taken.
+        WNDCLASSEXW info{sizeof(info), 0, &::DefWindowProcW, 0, 0, ::GetModuleHandleW(nullptr), nullptr,
+                         ::LoadCursorW(nullptr, IDC_ARROW), ::CreateSolidBrush(kHostColour), nullptr, L"UiTestHost"};
+        return ::RegisterClassExW(&info) != 0;
+    }();
+    com::UniqueWindow host(::CreateWindowExW(0, L"UiTestHost", L"Host", WS_POPUP | WS_VISIBLE, rect.left, rect.top,
+                                             rect.right - rect.left, rect.bottom - rect.top, nullptr, nullptr,
+                                             ::GetModuleHandleW(nullptr), nullptr));
+    EXPECT_TRUE(registered && host);
     ::SetForegroundWindow(host.get());
     ::UpdateWindow(host.get());
     return host;
@@ -94,7 +69,7 @@ void ModalScript::Run() {
     if (m_steps[m_next]()) {
         ++m_next;
         m_stepStart = ::GetTickCount();
-    } else if (::GetTickCount() - m_stepStart > kStepTimeoutMs) {
+    } else if (::GetTickCount() - m_stepStart > 5000) {
         m_failure = "step " + std::to_string(m_next) + " did not complete";
         m_next = m_steps.size();
         if (const HWND dialog = FindDialog()) ::PostMessageW(dialog, WM_CLOSE, 0, 0);
@@ -123,23 +98,14 @@ HWND FindDialog() {
 }
 
 HWND FindShadow() {
-    const auto found = ThreadWindowsWithExStyle(WS_EX_LAYERED | WS_EX_TRANSPARENT);
+    const auto found = ThreadWindows(WS_EX_LAYERED | WS_EX_TRANSPARENT);
     return found.empty() ? nullptr : found.front();
 }
 
 HWND FindShader() {
-    for (HWND hwnd : ThreadWindowsWithExStyle(WS_EX_LAYERED))
+    for (HWND hwnd : ThreadWindows(WS_EX_LAYERED))
         if (!(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE) & WS_EX_TRANSPARENT)) return hwnd;
     return nullptr;
-}
-
-void TypeText(HWND window, const std::wstring& text) {
-    ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
-    ::SetFocus(window);
-    for (wchar_t c : text) {
-        SendKey(c, KEYEVENTF_UNICODE);
-        SendKey(c, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP);
-    }
 }
 
 void PasteText(HWND edit, const std::wstring& text) {
@@ -155,90 +121,32 @@ void PasteText(HWND edit, const std::wstring& text) {
     ::SendMessageW(edit, WM_PASTE, 0, 0);
 }
 
-void ClickWindow(HWND window) {
-    RECT rect{};
-    ::GetWindowRect(window, &rect);
-    const int x = (rect.left + rect.right) / 2, y = (rect.top + rect.bottom) / 2;
-    const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
-    INPUT inputs[3]{};
-    for (INPUT& input : inputs) {
-        input.type = INPUT_MOUSE;
-        input.mi.dx = LONG((x * 65535LL) / (width - 1));
-        input.mi.dy = LONG((y * 65535LL) / (height - 1));
-    }
-    inputs[0].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE;
-    inputs[1].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_LEFTDOWN | MOUSEEVENTF_ABSOLUTE;
-    inputs[2].mi.dwFlags = MOUSEEVENTF_MOVE | MOUSEEVENTF_LEFTUP | MOUSEEVENTF_ABSOLUTE;
-    ::SendInput(3, inputs, sizeof(INPUT));
-}
-
 std::wstring WindowText(HWND window) {
     wchar_t text[600] = {};
     ::GetWindowTextW(window, text, 600);
     return text;
 }
 
-RECT ChildRect(HWND parent, HWND child) {
-    RECT rect{};
-    ::GetWindowRect(child, &rect);
-    ::MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
-}
-
-ScreenShot::ScreenShot()
-    : m_width(::GetSystemMetrics(SM_CXVIRTUALSCREEN)),
-      m_height(::GetSystemMetrics(SM_CYVIRTUALSCREEN)),
-      m_pixels(size_t(m_width) * size_t(m_height)) {
-    const com::UniqueScreenDc screen(::GetDC(nullptr));
-    const com::UniqueDc memory(::CreateCompatibleDC(screen.get()));
-    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), m_width, -m_height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
+int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client) {
+    if (window && ::IsRectEmpty(&client)) ::GetClientRect(window, &client);
+    const int width = client.right - client.left, height = client.bottom - client.top;
+    const com::UniqueScreenDc source(::GetDC(window));
+    const com::UniqueDc memory(::CreateCompatibleDC(source.get()));
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
     void* bits = nullptr;
-    const com::UniqueGdiObject bitmap(
-        ::CreateDIBSection(screen.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
+    const com::UniqueGdiObject bitmap(::CreateDIBSection(source.get(), &info, DIB_RGB_COLORS, &bits, nullptr, 0));
     const HGDIOBJ previous = ::SelectObject(memory.get(), bitmap.get());
-    ::BitBlt(memory.get(), 0, 0, m_width, m_height, screen.get(), 0, 0, SRCCOPY);
+    ::BitBlt(memory.get(), 0, 0, width, height, source.get(), client.left, client.top, SRCCOPY);
     ::GdiFlush();
-    memcpy(m_pixels.data(), bits, m_pixels.size() * 4);
+    int count = 0;
+    for (int i = 0; i < width * height; ++i) {
+        const DWORD p = static_cast<const DWORD*>(bits)[i];  // 0x00RRGGBB
+        count += std::abs(int((p >> 16) & 0xFF) - GetRValue(colour)) <= tolerance &&
+                 std::abs(int((p >> 8) & 0xFF) - GetGValue(colour)) <= tolerance &&
+                 std::abs(int(p & 0xFF) - GetBValue(colour)) <= tolerance;
+    }
     ::SelectObject(memory.get(), previous);
-}
-
-COLORREF ScreenShot::At(int x, int y) const {
-    if (x < 0 || y < 0 || x >= m_width || y >= m_height) return CLR_INVALID;
-    const DWORD p = m_pixels[size_t(y) * size_t(m_width) + size_t(x)];
-    return RGB((p >> 16) & 0xFF, (p >> 8) & 0xFF, p & 0xFF);
-}
-
-std::vector<COLORREF> ScreenShot::In(const RECT& rect) const {
-    std::vector<COLORREF> found;
-    for (int y = std::max(rect.top, 0L); y < std::min(rect.bottom, LONG(m_height)); ++y)
-        for (int x = std::max(rect.left, 0L); x < std::min(rect.right, LONG(m_width)); ++x)
-            found.push_back(At(x, y));
-    return found;
-}
-
-int ScreenShot::Count(const RECT& rect, COLORREF colour, int tolerance) const {
-    const auto matches = [&](COLORREF c) {
-        return std::abs(GetRValue(c) - GetRValue(colour)) <= tolerance &&
-               std::abs(GetGValue(c) - GetGValue(colour)) <= tolerance &&
-               std::abs(GetBValue(c) - GetBValue(colour)) <= tolerance;
-    };
-    const auto pixels = In(rect);
-    return int(std::count_if(pixels.begin(), pixels.end(), matches));
-}
-
-int ScreenShot::Darkest(const RECT& rect) const {
-    int darkest = 3 * 255;
-    for (COLORREF c : In(rect)) darkest = std::min(darkest, Brightness(c));
-    return darkest;
-}
-
-RECT ClientToScreenRect(HWND window, RECT rect) {
-    ::MapWindowPoints(window, nullptr, reinterpret_cast<POINT*>(&rect), 2);
-    return rect;
-}
-
-int Brightness(COLORREF colour) {
-    return GetRValue(colour) + GetGValue(colour) + GetBValue(colour);
+    return count;
 }
 
 namespace {
@@ -248,29 +156,22 @@ namespace {
 // (of 64-bit fields in 32-bit processes too) whose type byte (offset 14) is
 // zero for a free entry, so the objects can be counted there instead.
 DWORD GdiObjectCount() {
-    const DWORD reported = ::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS);
-    if (reported) return reported;
+    if (const DWORD reported = ::GetGuiResources(::GetCurrentProcess(), GR_GDIOBJECTS)) return reported;
 #ifdef _WIN64
-    const BYTE* peb = reinterpret_cast<const BYTE*>(__readgsqword(0x60));
-    const BYTE* table = *reinterpret_cast<const BYTE* const*>(peb + 0xF8);
+    const BYTE* table = *reinterpret_cast<const BYTE* const*>(reinterpret_cast<const BYTE*>(__readgsqword(0x60)) + 0xF8);
 #else
-    const BYTE* peb = reinterpret_cast<const BYTE*>(__readfsdword(0x30));
-    const BYTE* table = *reinterpret_cast<const BYTE* const*>(peb + 0x94);
+    const BYTE* table = *reinterpret_cast<const BYTE* const*>(reinterpret_cast<const BYTE*>(__readfsdword(0x30)) + 0x94);
 #endif
-    if (!table) return 0;
-    constexpr size_t kEntries = 0x10000, kEntrySize = 24, kTypeOffset = 14;
     DWORD count = 0;
-    for (size_t i = 0; i < kEntries; ++i)
-        if (table[i * kEntrySize + kTypeOffset]) ++count;
+    for (size_t i = 0; table && i < 0x10000; ++i) count += table[i * 24 + 14] != 0;
     return count;
 }
 
 }  // namespace
 
 ResourceCounts CountResources() {
-    return {int(ThreadWindows().size()), GdiObjectCount(),
-            ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS), testing_support::ThreadCount(),
-            testing_support::HandleCount()};
+    return {int(ThreadWindows().size()), GdiObjectCount(), ::GetGuiResources(::GetCurrentProcess(), GR_USEROBJECTS),
+            testing_support::ThreadCount(), testing_support::HandleCount()};
 }
 
 ResourceCounts SettledResources(const ResourceCounts& baseline) {
@@ -295,6 +196,10 @@ CRecipient Recipient(const wchar_t* id, const wchar_t* name, const wchar_t* fax)
     return r;
 }
 
+namespace {
+const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
+}
+
 HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
     if (!out) return E_POINTER;
     const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
@@ -303,27 +208,18 @@ HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
     return known ? S_OK : E_NOINTERFACE;
 }
 
-namespace {
-const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
-}
-
 HRESULT RecordingSkin::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {
     if (count != 1) return E_INVALIDARG;
-    for (DISPID i = 0; i < 3; ++i)
-        if (_wcsicmp(names[0], kSkinNames[i]) == 0) {
-            ids[0] = i + 1;
-            return S_OK;
-        }
     ids[0] = DISPID_UNKNOWN;
-    return DISP_E_UNKNOWNNAME;
+    for (DISPID i = 0; i < 3; ++i)
+        if (_wcsicmp(names[0], kSkinNames[i]) == 0) ids[0] = i + 1;
+    return ids[0] == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK;
 }
 
-HRESULT RecordingSkin::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT*,
-                              EXCEPINFO*, UINT*) {
+HRESULT RecordingSkin::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters, VARIANT*, EXCEPINFO*,
+                              UINT*) {
     if (id < 1 || id > 3 || !parameters) return DISP_E_MEMBERNOTFOUND;
-    Call call;
-    call.name = kSkinNames[id - 1];
-    call.flags = flags;
+    Call call{kSkinNames[id - 1], {}, {}, flags};
     // Automation passes the last argument first.
     for (UINT i = parameters->cArgs; i-- > 0;) {
         const VARIANT& argument = parameters->rgvarg[i];
@@ -331,38 +227,23 @@ HRESULT RecordingSkin::Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* p
         call.values.push_back(argument.vt == VT_UI8 ? argument.ullVal : ULONGLONG(argument.ulVal));
     }
     calls.push_back(call);
-    if (id == 2 && failWindow) return E_FAIL;
-    return S_OK;
+    return id == 2 && failWindow ? E_FAIL : S_OK;
 }
 
 }  // namespace ui_test
 
 namespace {
 
-// Process-wide set-up that the platform does once (the display connection's
-// helpers, the MRU book's named objects): done before any test counts what
-// a dialog leaves behind.
+// What the platform sets up once per process (the display connection's
+// helpers, fonts and GDI+ of the first dialog, the clipboard, the MRU book's
+// named objects, GoogleTest's thread-local watcher): done before any test
+// counts what a dialog leaves behind.
 class WarmUp : public ::testing::Environment {
 public:
     void SetUp() override {
         using namespace ui_test;
-        // GoogleTest's first trace on a thread starts a thread that watches
-        // it for its thread-local data, and keeps a handle to it.
         { SCOPED_TRACE("warm-up"); }
-        ScreenShot shot;
-        ::OpenClipboard(nullptr);
-        ::CloseClipboard();
-        // The first dialog of a process loads fonts and GDI+ for good.
         const com::UniqueWindow host = ShowHostWindow();
-        {
-            ModalScript script({[] { return FindDialog() != nullptr; }, Do([] {
-                                    ::UpdateWindow(FindDialog());
-                                    ClickWindow(::GetDlgItem(FindDialog(), IDOK));
-                                }),
-                                [] { return FindDialog() == nullptr; }});
-            ui::ShowMessageBox(nullptr, host.get(), L"Warm-up", L"", MB_OK);
-        }
-        // And the entry dialog: typing, pasting, the warning image.
         testing_support::DeleteUserKey(kMRUKeyPath);
         {
             MRUOwner owner;
@@ -371,21 +252,29 @@ public:
             ui::CEntryInfoDlg entry(ui::CEntryInfoDlg::ModeNew, ann, &owner);
             HWND dialog = nullptr;
             const auto item = [&](int id) { return ::GetDlgItem(dialog, id); };
-            ModalScript script({[&] { return (dialog = FindDialog()) != nullptr; },
-                                Do([&] { TypeText(item(214), L"1a-"); }),
+            ModalScript script({[&] { return (dialog = FindDialog()) != nullptr; }, Do([&] {
+                                    // The first keyboard input of the process.
+                                    ::SetFocus(item(214));
+                                    INPUT key[2] = {{INPUT_KEYBOARD}, {INPUT_KEYBOARD}};
+                                    key[0].ki = {0, L'1', KEYEVENTF_UNICODE};
+                                    key[1].ki = {0, L'1', KEYEVENTF_UNICODE | KEYEVENTF_KEYUP};
+                                    ::SendInput(2, key, sizeof(INPUT));
+                                }),
                                 [&] { return WindowText(item(214)).size() > 3; }, Do([&] {
-                                    ::SetWindowTextW(item(214), L"");
+                                    PasteText(item(213), std::wstring(140, L'n'));
                                     PasteText(item(214), L"1a1");
                                     ::SetWindowTextW(item(213), L"Ann");
-                                    ::SetWindowTextW(item(214), L"111");
+                                    ::SetWindowTextW(item(214), L"111");  // refused: the book holds it
                                     ::SendMessageW(item(215), BM_CLICK, 0, 0);
-                                }),
-                                [&] { return entry.IsDuplicate(); }, Do([&] {
                                     ::UpdateWindow(dialog);
-                                    ScreenShot shot;
-                                    ::PostMessageW(dialog, WM_CLOSE, 0, 0);
-                                })});
+                                    CountPixels(dialog, 0, 0);
+                                    const com::UniqueScreenDc screen(::GetDC(nullptr));
+                                    ::GetPixel(screen.get(), 0, 0);
+                                }),
+                                CloseDialog(), [] { return FindDialog() && !::GetDlgItem(FindDialog(), 215); },
+                                CloseDialog()});  // the message box below
             ui::DoModalShaded(entry, host.get());
+            ui::ShowMessageBox(nullptr, host.get(), L"Warm-up", L"", MB_OK);
         }
         testing_support::DeleteUserKey(kMRUKeyPath);
     }

@@ -1,7 +1,7 @@
-// Tools of the dialog tests: a host window, a script of steps that drives a
-// modal dialog from a timer inside its own modal loop, real keyboard input,
-// a recording skin service, screen pixels and the resources a dialog must
-// give back.
+// Tools of the dialog tests (and of the control tests that open dialogs): a
+// host window, a script of steps that drives a modal dialog from a timer
+// inside its own modal loop, the clipboard, a recording skin service,
+// a window's own pixels and the resources a dialog must give back.
 #pragma once
 
 #include "com/unique_any.h"
@@ -12,7 +12,6 @@
 #include <windows.h>
 
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -57,42 +56,14 @@ HWND FindDialog();
 HWND FindShadow();
 HWND FindShader();
 
-// Real keyboard input into the window: it gets the focus, then the text is
-// typed as Unicode key events through the system's input queue.
-void TypeText(HWND window, const std::wstring& text);
 // Puts the text on the clipboard and pastes it into the edit box.
 void PasteText(HWND edit, const std::wstring& text);
-// A real mouse click in the middle of the window.
-void ClickWindow(HWND window);
 std::wstring WindowText(HWND window);
-// A child's rectangle in its parent's client coordinates (the screen's
-// without a parent).
-RECT ChildRect(HWND parent, HWND child);
 
-// The screen as this process sees it (the virtual desktop), read back
-// with BitBlt; pixels are 0x00RRGGBB.
-class ScreenShot {
-public:
-    ScreenShot();
-    COLORREF At(int x, int y) const;  // RGB()
-    int width() const { return m_width; }
-    int height() const { return m_height; }
-    const std::vector<DWORD>& pixels() const { return m_pixels; }
-    // Pixels of the screen rectangle equal to the colour (within tolerance
-    // per channel).
-    int Count(const RECT& rect, COLORREF colour, int tolerance = 0) const;
-    // The darkest pixel's brightness (sum of the channels) in the rectangle.
-    int Darkest(const RECT& rect) const;
-
-private:
-    std::vector<COLORREF> In(const RECT& rect) const;  // the pixels on the screen
-
-    int m_width = 0, m_height = 0;
-    std::vector<DWORD> m_pixels;
-};
-// The screen rectangle of part of a window's client area.
-RECT ClientToScreenRect(HWND window, RECT rect);
-int Brightness(COLORREF colour);
+// Pixels of the window's client rectangle (all of it when empty) that are
+// the colour within the tolerance per channel, read back from the window;
+// without a window, of the screen rectangle as the screen shows it.
+int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client = {});
 
 // What a dialog must give back: windows, GDI and USER objects, threads and
 // handles of this process.
@@ -157,17 +128,13 @@ public:
     std::vector<Call> calls;
     bool failWindow = false;
 
-    RecordingSkin() = default;
     virtual ~RecordingSkin() = default;
     ULONG References() const { return m_references; }
 
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override { return ++m_references; }
     ULONG STDMETHODCALLTYPE Release() override { return --m_references; }  // lives on the test's stack
-    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override {
-        if (count) *count = 0;
-        return S_OK;
-    }
+    HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override { return count ? (*count = 0, S_OK) : E_POINTER; }
     HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
     HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD flags, DISPPARAMS* parameters,

@@ -1,8 +1,8 @@
 // The window kit: message maps with chained layers, the default processing
 // of what no layer handles, dialog results, subclassing and the end of a
-// window's life as its object sees it.
+// window's life as its object sees it. (Mirroring for right-to-left
+// languages is checked on the module's own dialogs by the text-fit tests.)
 #include "win/controls.h"
-#include "win/display.h"
 #include "win/window_impl.h"
 
 #include <gtest/gtest.h>
@@ -160,65 +160,4 @@ TEST(WindowKitTest, SubclassSeesTheWindowsMessagesFirstUntilItGoes) {
     EXPECT_EQ(filter.finalMessages, 1);
 }
 
-TEST(WindowKitTest, ListViewWrapperFindsRowsByTheirData) {
-    win::ActivationScope scope;
-    win::ListViewCtrl list(::CreateWindowExW(0, WC_LISTVIEWW, L"", WS_POPUP | LVS_REPORT, 0, 0, 200, 100, nullptr,
-                                             nullptr, nullptr, nullptr));
-    ASSERT_TRUE(list.hwnd());
-    list.InsertColumn(0, L"#", 30);
-    list.InsertColumn(1, L"Name", 90);
-    for (int i = 0; i < 3; ++i) {
-        const int row = list.InsertItem(i, std::to_wstring(i + 1).c_str(), 100 + i);
-        list.SetItemText(row, 1, (L"name " + std::to_wstring(i)).c_str());
-    }
-    EXPECT_EQ(list.FindItemByData(102), 2);
-    EXPECT_EQ(list.FindItemByData(7), -1);
-    EXPECT_EQ(list.GetItemText(2, 1), L"name 2");
-    EXPECT_EQ(list.GetItemText(1, 1, 3), L"nam") << "the text is cut at the asked length";
-    list.SetItemState(1, LVIS_SELECTED, LVIS_SELECTED);
-    EXPECT_EQ(list.GetNextItem(-1, LVNI_SELECTED), 1);
-    EXPECT_EQ(list.GetHeader().GetItemCount(), 2);
-    ::DestroyWindow(list);
-}
-
 }  // namespace
-
-// A dialog for a language read from right to left is mirrored from its
-// template on, so its controls are mirrored too (they take the layout when
-// the dialog creates them, before any of its code runs); a number field
-// is turned back to left to right. Other dialogs are left as they are.
-class MirroredDialog : public win::DialogImpl<MirroredDialog> {
-public:
-    enum { IDD = 901 };
-    explicit MirroredDialog(bool rightToLeft) : m_rightToLeft(rightToLeft) {}
-    bool RightToLeftLayout() const noexcept { return m_rightToLeft; }
-    BEGIN_MSG_MAP(MirroredDialog)
-    END_MSG_MAP()
-
-private:
-    bool m_rightToLeft;
-};
-
-TEST(WindowKitTest, RightToLeftDialogsAreMirroredWithTheirControls) {
-    const auto extended = [](HWND window) { return ::GetWindowLongPtrW(window, GWL_EXSTYLE); };
-    for (const bool rightToLeft : {false, true}) {
-        SCOPED_TRACE(rightToLeft ? "right to left" : "left to right");
-        MirroredDialog dialog(rightToLeft);
-        ASSERT_TRUE(dialog.Create(nullptr));
-        const HWND button = dialog.GetDlgItem(IDOK), edit = dialog.GetDlgItem(300);
-        EXPECT_EQ((extended(dialog.hwnd()) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        EXPECT_EQ((extended(button) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        EXPECT_EQ((extended(edit) & WS_EX_LAYOUTRTL) != 0, rightToLeft);
-        // The button at x 10 of the template stands at the right edge, on
-        // the screen.
-        RECT window{}, rect{};
-        ::GetWindowRect(dialog.hwnd(), &window);
-        ::GetWindowRect(button, &rect);
-        const LONG width = window.right - window.left;
-        EXPECT_EQ(rect.left - window.left > width / 2, rightToLeft) << rect.left - window.left << " of " << width;
-
-        win::Window(edit).KeepLeftToRight();
-        EXPECT_EQ(extended(edit) & (WS_EX_LAYOUTRTL | WS_EX_RTLREADING | WS_EX_RIGHT), 0);
-        EXPECT_EQ((extended(button) & WS_EX_LAYOUTRTL) != 0, rightToLeft) << "only the number field";
-    }
-}

@@ -1,3 +1,5 @@
+// Pictures of the dialogs for people to look at (no test uses them). Built
+// on request (target ui_screens) and run by scripts/screens/screenshots.sh.
 // Shows one of the dialogs over a host window for a screenshot and waits:
 //     ui_screens.exe entry|message|shadow OUTPUT_FOLDER
 // "entry": the entry dialog refusing a recipient the book already holds
@@ -18,6 +20,7 @@
 #include "ui_harness.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace {
@@ -46,13 +49,27 @@ bool SavePng(std::vector<DWORD>& pixels, int width, int height, const std::wstri
     return saved;
 }
 
-// Saves the screen, announces the scene and waits for the go-ahead.
+// Saves the screen as this process sees it (read back with BitBlt),
+// announces the scene and waits for the go-ahead.
 bool Announce() {
     ::UpdateWindow(ui_test::FindDialog());
-    const ui_test::ScreenShot shot;
-    std::vector<DWORD> opaque(shot.pixels());
+    const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
+    std::vector<DWORD> opaque(size_t(width) * size_t(height));
+    const HDC screen = ::GetDC(nullptr);
+    const HDC memory = ::CreateCompatibleDC(screen);
+    BITMAPINFO info{{sizeof(BITMAPINFOHEADER), width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0}, {}};
+    void* bits = nullptr;
+    const HBITMAP bitmap = ::CreateDIBSection(screen, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    const HGDIOBJ previous = ::SelectObject(memory, bitmap);
+    ::BitBlt(memory, 0, 0, width, height, screen, 0, 0, SRCCOPY);
+    ::GdiFlush();
+    memcpy(opaque.data(), bits, opaque.size() * 4);
+    ::SelectObject(memory, previous);
+    ::DeleteObject(bitmap);
+    ::DeleteDC(memory);
+    ::ReleaseDC(nullptr, screen);
     for (DWORD& p : opaque) p |= 0xFF000000u;
-    SavePng(opaque, shot.width(), shot.height(), OutputName(L"_gdi.png"));
+    SavePng(opaque, width, height, OutputName(L"_gdi.png"));
     std::printf("READY %ls\n", g_scene.c_str());
     std::fflush(stdout);
     const std::wstring done = g_folder + L"\\done";

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# Screenshots of the dialogs at 96 and 144 dots per inch, kept in
-# tests/ui/artifacts/. Run through the build tree's Wine prefix:
-#     scripts/wine-run.sh build tests/ui/screenshots.sh build
+# Screenshots of the dialogs at 96 and 144 dots per inch, for people to look
+# at (no test reads them), written to BUILD/screens/ (or the folder given second). Build the program
+# first, then run through the build tree's Wine prefix:
+#     cmake --build build --target ui_screens
+#     scripts/wine-run.sh build scripts/screens/screenshots.sh build
 # For each resolution the user's LogPixels is set (and restored at the end),
 # each scene of ui_screens.exe is shown, and the X display is captured with
 # xwd once the scene reports READY.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
-here=$(cd "$(dirname "$0")" && pwd)
-out="$here/artifacts"
+out="${2:-$build/screens}"
 mkdir -p "$out"
 key='HKCU\Control Panel\Desktop'
 

@@ -48,7 +48,7 @@ TEST(IdentifierTable, HandsOutKeysFromOneComparingExactly) {
     ListSource source;
     const std::pair<const wchar_t*, ULONG_PTR> steps[] = {
         {L"first", 1}, {L"second", 2}, {L"first", 1}, {L"FIRST", 3}, {L"first ", 4}, {L"second", 2}, {L"", 0}};
-    for (const auto& [identifier, key] : steps) EXPECT_EQ(key, source.KeyFromIdentifier(identifier)) << identifier;
+    for (const auto& [identifier, key] : steps) EXPECT_EQ(key, source.KeyFromIdentifier(identifier));
     EXPECT_EQ(5u, source.IdentifierCount());
     EXPECT_EQ(L"FIRST", source.IdentifierFromKey(3));
     for (ULONG_PTR outside : {ULONG_PTR(0), ULONG_PTR(5), ULONG_PTR(-1)})
@@ -66,7 +66,8 @@ TEST(IdentifierTable, FaxFilterAndFindByKey) {
     EXPECT_TRUE(out.empty());
 
     RecipientList list = {Record(4, L"a"), Record(7, L"first 7"), Record(7, L"second 7")};
-    EXPECT_EQ(L"first 7", source.FindByKey(list, 7)->name);
+    const auto seven = source.FindByKey(list, 7);
+    EXPECT_TRUE(seven != list.end() && seven->name == L"first 7");
     EXPECT_EQ(list.end(), source.FindByKey(list, 5));
 }
 
@@ -113,25 +114,20 @@ TEST(CompareLists, SplitsKeysIntoRemovedKeptAndAdded) {
 
 // The first of base, base1, base2, ... that no record carries, compared exactly.
 TEST(UniqueName, TakesTheFirstCandidateNoRecordHas) {
-    const struct {
-        std::vector<const wchar_t*> names;
-        const wchar_t* expected;
-    } cases[] = {
-        {{}, L"New Recipient"},
-        {{L"Ann", L"New Recipient1"}, L"New Recipient"},
-        {{L"New Recipient", L"New Recipient1"}, L"New Recipient2"},
-        {{L"New Recipient", L"New Recipient2"}, L"New Recipient1"},
-        {{L"New Recipient", L"new recipient1", L"New Recipient 1", L"New Recipient01"}, L"New Recipient1"},
-        {{L"New Recipient", L"New Recipient1", L"New Recipient1"}, L"New Recipient2"},
-        {{L"New Recipient", L"New Recipient1", L"New Recipient2", L"New Recipient3", L"New Recipient4",
-          L"New Recipient5", L"New Recipient6", L"New Recipient7", L"New Recipient8", L"New Recipient9",
-          L"New Recipient10"},
-         L"New Recipient11"},
+    const std::wstring n = L"New Recipient";
+    const std::pair<std::vector<std::wstring>, std::wstring> cases[] = {
+        {{}, n},
+        {{L"Ann", n + L"1"}, n},
+        {{n, n + L"1"}, n + L"2"},
+        {{n, n + L"2"}, n + L"1"},
+        {{n, L"new recipient1", n + L" 1", n + L"01"}, n + L"1"},
+        {{n, n + L"1", n + L"1"}, n + L"2"},
+        {{n, n + L"1", n + L"2", n + L"3", n + L"4", n + L"5", n + L"6", n + L"7", n + L"8", n + L"9", n + L"10"}, n + L"11"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [names, expected] : cases) {
         RecipientList records;
-        for (const wchar_t* name : c.names) records.push_back(Record(0, name));
-        EXPECT_EQ(c.expected, UniqueRecipientName(L"New Recipient", records)) << testing::PrintToString(c.names);
+        for (const std::wstring& name : names) records.push_back(Record(0, name));
+        EXPECT_EQ(expected, UniqueRecipientName(n, records)) << testing::PrintToString(names);
     }
 }
 

@@ -1,16 +1,12 @@
 // The Outlook contacts source against the Outlook stand-in: listing through
 // the folder's Table and item by item alike, the version and its reminders,
-// the operations and their failures, the connect failure and its log line,
-// and Outlook's events reaching the sinks.
+// the operations and their failures, and Outlook's events reaching a sink.
 #include "control/phonebook_event_handler.h"
 #include "sources/oab.h"
 #include "support/outlook_fixture.h"
 
 #include "com/invoke.h"
-#include "log/logger.h"
 
-#include <fstream>
-#include <iterator>
 #include <random>
 
 using namespace testing_support;
@@ -169,31 +165,6 @@ TEST_F(OutlookSourceTest, OperationsAndTheirFailures) {
     const auto lines = ReadStore();
     ASSERT_EQ(1u, lines.size()) << "Modify brings no contact back, Delete takes no list";
     EXPECT_NE(std::wstring::npos, lines[0].find(L"DLName=Team"));
-}
-
-// Outlook missing: Connect answers the platform's code and logs it.
-TEST(OutlookMissing, ConnectFailsWithThePlatformCodeAndLogsIt) {
-    ComApartment apartment;
-    ASSERT_TRUE(WaitForNoStandin(10000));
-    RunStandin(L"/UnregServer");
-    const std::wstring log = BinDir() + L"oab_connect_test.log";
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, kLoggerKeyPath, L"FilePath", REG_SZ, log.c_str(), DWORD(log.size() * 2 + 2));
-    CLogger::Instance().LoadConfiguration(true);
-    CLSID clsid{};
-    const HRESULT platform = ::CLSIDFromProgID(L"Outlook.Application", &clsid);
-    COAB source;
-    EXPECT_TRUE(FAILED(platform));
-    EXPECT_EQ(platform, source.Connect());
-    DeleteUserKey(kLoggerKeyPath);
-    CLogger::Instance().LoadConfiguration(true);
-    wchar_t expected[64];
-    swprintf(expected, 64, L"[Phonebook][COAB::Connect() failed. hr=0x%08Xh\n]", unsigned(platform));
-    std::ifstream file(log.c_str(), std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    file.close();
-    ::DeleteFileW(log.c_str());
-    const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
-    EXPECT_NE(std::wstring::npos, text.find(expected)) << Utf8(text);
 }
 
 // Contacts changed and deleted by another process reach a connected sink as

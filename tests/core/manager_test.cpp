@@ -1,8 +1,7 @@
 // The phonebook manager on the real books (the Outlook and address-book
 // stand-ins, the MRU store): the selections it takes, the owner's hooks
 // around an Outlook source, the fall-back from Windows Contacts to the
-// Windows Address Book, where the owner's window is registered, and the
-// user's preferred book.
+// Windows Address Book, and where the owner's window is registered.
 #include "core/phonebook_manager.h"
 
 #include "sources/mru_ab.h"
@@ -117,18 +116,6 @@ TEST_F(ManagerTest, TheOwnersWindowFollowsTheBookButIsNeverGivenToOutlook) {
     owner.SetNotifyWindow(window.hwnd(), true);
     EXPECT_EQ(0, window.WaitAfter(changeMRU, INT_MAX, 600));
     DeleteUserKey(kMRUKeyPath);
-}
-
-TEST(PreferredBook, IsTheUsersNumberOrTheWindowsBook) {
-    constexpr wchar_t kRecipientsKey[] = L"SOFTWARE\\Quorvel\\Orvanta\\Recipients";
-    DeleteUserKey(kRecipientsKey);
-    EXPECT_EQ(kWindowsBook, CPhonebookManagerStandalone::ReadPreferredKind());
-    const DWORD mru = DWORD(-1);
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_DWORD, &mru, sizeof mru);
-    EXPECT_EQ(kMRUBook, CPhonebookManagerStandalone::ReadPreferredKind());
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_SZ, L"1", 4);
-    EXPECT_EQ(kWindowsBook, CPhonebookManagerStandalone::ReadPreferredKind()) << "a text is no choice";
-    DeleteUserKey(kRecipientsKey);
 }
 
 }  // namespace

@@ -59,7 +59,7 @@ struct OutlookClient {
 
 // Registers the stand-in for the suite and removes it afterwards; each test
 // starts with an empty store, the default version and no stand-in running,
-// and must leave none running.
+// and one still running afterwards is ended.
 class OutlookTest : public ::testing::Test {
 protected:
     static void SetUpTestSuite();

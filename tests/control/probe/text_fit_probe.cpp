@@ -1,51 +1,30 @@
-// Hosts both phonebook controls, made by a copy of the module in a folder of
-// its own, and reports every text of theirs that the room it is shown in
-// cannot hold. Run once per user-interface language (the module picks its
-// language once per process) and screen resolution.
+// Reports every text of both controls, of the entry dialog and of the
+// message box that its room cannot hold (the rules: text_measure.h), and the
+// layout of their windows. Run once per language and screen resolution as
 //
-//   text_fit_probe.exe FOLDER LANGUAGES ROWS [--squeeze]
+//   VelPhonebook.exe LANGUAGES ROWS
 //
-// FOLDER holds the module, its language files and the language
-// library (the tests' stand-in, which answers with the
-// variable ZANTIXUI_ORIGINAL_LIST). LANGUAGES is that list: hexadecimal
-// language identifiers separated by colons. ROWS is the number of recipients
-// in the recently used book, which both controls show. --squeeze narrows the
-// first control's "Add" button and its name column before measuring, so that
-// a test can see that a text too wide for its room is reported.
-//
-// The controls are hosted at the demo's size (480 x 380 pixels at 96 dpi,
-// scaled to the screen) in Wine's ATL host: the first control without and
-// then with check boxes, the second as it is; each list header in its first
-// state and sorted by each column in turn (a sorted column shows its image).
-//
-// What is measured, with the font the window answers to WM_GETFONT:
-// - buttons with text (push buttons: the client width less 3 pixels per side
-//   at 96 dpi, scaled, for the frame and the focus rectangle; check boxes and
-//   radio buttons: less the box and a gap as well); owner-drawn buttons draw
-//   images and are skipped;
-// - static texts (single-line ones by width, wrapping ones by the height
-//   their wrapped lines need);
-// - every header item with text: the item's width less its divider (2 px),
-//   the header's padding (three edge widths per side), and what is drawn
-//   beside the text: the sort arrow (8/13 of the header's height, with its
-//   padding), else the item's image or bitmap (its width, with its padding),
-//   and a header check box.
-// Any other visible child window with text is reported as unmeasured. (The
-// list's own window text is its name for screen readers; it is not drawn.)
-//
-// Output, UTF-8, one line each, fields separated by tabs:
-//   dpi N
-//   text CONTROL WHERE TEXT NEEDED AVAILABLE      every text measured
-//   clipped CONTROL WHERE TEXT NEEDED AVAILABLE   a text wider than its room
-//   missing-glyphs CONTROL WHERE TEXT COUNT       characters no font could draw
-//   unmeasured CONTROL WHERE TEXT
-//   layout CONTROL WHERE mirrored|plain           the control's window and list
-//   verdict fits|clipped CLIPPED MEASURED
-// The exit code is 0 when the controls could be hosted and measured.
+// from a folder that holds it (a copy named after the module, so that its
+// own dialogs read the module's texts), a copy of the module, the language
+// files and the stand-in language library, which answers LANGUAGES
+// (hexadecimal identifiers, colons between). ROWS is the number of
+// recipients in the recently used book. The controls are hosted at the
+// demo's size in the ATL host: the first without and with check boxes, the
+// second as it is; each header as it starts and sorted by each column in
+// turn. Then the entry dialog in its three modes and the question before
+// 1,000 recipients are removed run modally, each measured from a timer in
+// its loop. Exit code 0 when everything could be shown and measured.
 #include "com/com_ptr.h"
+#include "com/module.h"
+#include "core/recipient.h"
 #include "localization/language.h"
+#include "localization/localizer.h"
+#include "localization/string_ids.h"
 #include "module/VelPhonebook_h.h"
 #include "text_measure.h"
+#include "ui/entry_info_dlg.h"
+#include "ui/message_box_dlg.h"
+#include "ui/ui_ids.h"
 
 #include <windows.h>
 #include <commctrl.h>
@@ -55,6 +34,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwctype>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -232,6 +212,84 @@ void CloseHost(Host& host) {
     DispatchWaiting();
 }
 
+// Measures the dialog of this thread once it shows, then closes it.
+struct Measurement {
+    HWND* dialog;
+    std::function<void()> measure;
+    bool done = false;
+};
+Measurement* g_current = nullptr;
+
+void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD) {
+    Measurement* current = g_current;
+    if (!current || current->done || !*current->dialog || !::IsWindowVisible(*current->dialog)) return;
+    current->done = true;
+    current->measure();
+    ::PostMessageW(*current->dialog, WM_CLOSE, 0, 0);
+}
+
+// Runs the dialog modally with the measurement in its loop; false when it
+// never showed (the timer gives up after 10 s by closing nothing: the
+// dialog is then still open, so a watchdog ends the process).
+bool RunMeasured(HWND* dialog, const std::function<void()>& measure, const std::function<void()>& run) {
+    Measurement measurement{dialog, measure};
+    g_current = &measurement;
+    const UINT_PTR timer = ::SetTimer(nullptr, 0, 50, &Tick);
+    run();
+    ::KillTimer(nullptr, timer);
+    g_current = nullptr;
+    return measurement.done;
+}
+
+void MeasurePaintedLine(const char* control, const std::string& where, HFONT font, const std::wstring& text,
+                        const RECT& rect) {
+    const SIZE size = TextSize(font, text, DT_SINGLELINE | DT_NOPREFIX);
+    const int width = rect.right - rect.left, height = rect.bottom - rect.top;
+    // Too tall for its band is as cut as too wide.
+    if (size.cy > height)
+        Report(control, where + " height", font, text, size.cy, height);
+    else
+        Report(control, where, font, text, size.cx, width);
+}
+
+void MeasureEntryDialog(const char* control, const ui::CEntryInfoDlg& dialog) {
+    ReportLayout(control, "window", dialog.m_hWnd);
+    ReportLayout(control, "name edit", ::GetDlgItem(dialog.m_hWnd, IDC_ENTRY_NAME));
+    ReportLayout(control, "fax edit", ::GetDlgItem(dialog.m_hWnd, IDC_ENTRY_FAX));
+    const char* names[] = {"prompt", "warning", "name label", "fax label"};
+    int index = 0;
+    for (const ui::CEntryInfoDlg::PaintedText& painted : dialog.PaintedTexts())
+        MeasurePaintedLine(control, names[index++], dialog.TextFont(), painted.text, painted.rect);
+    for (const int id : {IDC_ENTRY_FIRST, IDC_ENTRY_SECOND}) {
+        const HWND button = ::GetDlgItem(dialog.m_hWnd, id);
+        MeasureButton(control, "button " + std::to_string(id), button, WindowText(button));
+    }
+}
+
+void MeasureMessageBox(const char* control, const ui::CMessageBoxDlg& box) {
+    ReportLayout(control, "window", box.m_hWnd);
+    const RECT rect = box.TextRect();
+    const int width = rect.right - rect.left, height = rect.bottom - rect.top;
+    const SIZE wrapped = TextSize(box.TextFont(), box.Text(), DT_WORDBREAK | DT_NOPREFIX, width);
+    if (wrapped.cx > width)
+        Report(control, "text", box.TextFont(), box.Text(), wrapped.cx, width);
+    else
+        Report(control, "text height", box.TextFont(), box.Text(), wrapped.cy, height);
+    for (const int id : {IDOK, IDCANCEL}) {
+        const HWND button = ::GetDlgItem(box.m_hWnd, id);
+        if (::IsWindowVisible(button)) MeasureButton(control, "button " + std::to_string(id), button, WindowText(button));
+    }
+}
+
+// The texts of the module's string table as the module's windows get them.
+class Texts : public CLocalizerHelperT<Texts> {};
+
+std::wstring WithCount(std::wstring text, int count) {
+    const size_t at = text.find(L"%d");
+    if (at != std::wstring::npos) text.replace(at, 2, std::to_wstring(count));
+    return text;
+}
+
 int Fail(const char* what) {
     std::fprintf(stdout, "error\t%s\n", what);
     return 2;
@@ -240,13 +298,15 @@ int Fail(const char* what) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-    if (argc < 4) return Fail("usage: text_fit_probe FOLDER LANGUAGES ROWS [--squeeze]");
-    std::wstring folder = argv[1];
-    if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
-    const int rows = std::wcstol(argv[3], nullptr, 10);
-    const bool squeeze = argc > 4 && std::wstring(argv[4]) == L"--squeeze";
+    if (argc < 3) return Fail("usage: VelPhonebook.exe LANGUAGES ROWS");
+    wchar_t self[MAX_PATH] = {};
+    ::GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::wstring folder = self;
+    folder.resize(folder.rfind(L'\\') + 1);
+    const int rows = std::wcstol(argv[2], nullptr, 10);
     // Read by the language library when the module first asks for its language.
-    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", argv[2]);
+    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", argv[1]);
+    com::Module::SetInstance(::GetModuleHandleW(nullptr));
 
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const HDC screen = ::GetDC(nullptr);
@@ -276,17 +336,7 @@ int wmain(int argc, wchar_t** argv) {
     // The first load runs from the controls' timer.
     if (!PumpUntil([&] { return first.Rows() == rows && second.Rows() == rows; }, 10000))
         return Fail("the lists did not fill with the recently used book");
-    if (rows == 0) PumpUntil([] { return false; }, 700);
-
     const HWND firstList = first.List();
-    if (squeeze) {
-        const HWND add = ::GetDlgItem(first.ControlWindow(), 203);
-        RECT rect{};
-        ::GetWindowRect(add, &rect);
-        ::SetWindowPos(add, nullptr, 0, 0, Scale(12), rect.bottom - rect.top, SWP_NOMOVE | SWP_NOZORDER);
-        ::SendMessageW(firstList, LVM_SETCOLUMNWIDTH, 1, Scale(12));
-        DispatchWaiting();
-    }
     ReportLayout("control1", "window", first.ControlWindow());
     ReportLayout("control1", "list", firstList);
     ReportLayout("control2", "window", second.ControlWindow());
@@ -304,11 +354,44 @@ int wmain(int argc, wchar_t** argv) {
     MeasureHeader("control2", second.List());
     MeasureSortedHeader("control2", second.List(), second.control.get(), &SecondControlMode, false);
 
+    CloseHost(first);
+    CloseHost(second);
+
+    // A stuck dialog ends the run rather than hanging the test.
+    ::CreateThread(nullptr, 0, [](void*) WINAPI -> DWORD {
+        ::Sleep(60000);
+        ::ExitProcess(3);
+    }, nullptr, 0, nullptr);
+
+    const HWND host = ::CreateWindowExW(0, L"STATIC", L"Send fax", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 80, 60,
+                                        ::MulDiv(700, g_dpi, 96), ::MulDiv(540, g_dpi, 96), nullptr, nullptr,
+                                        nullptr, nullptr);
+    CRecipient someone;
+    someone.name = L"Recipient 1";
+    someone.faxNumber = L"+49 30 1234 5611";
+    const struct {
+        const char* control;
+        DWORD mode;
+    } entries[] = {{"entry-new", ui::CEntryInfoDlg::ModeNew},
+                   {"entry-view", ui::CEntryInfoDlg::ModeView},
+                   {"entry-edit", ui::CEntryInfoDlg::ModeEdit}};
+    for (const auto& entry : entries) {
+        ui::CEntryInfoDlg dialog(entry.mode, someone, nullptr);
+        if (!RunMeasured(&dialog.m_hWnd, [&] { MeasureEntryDialog(entry.control, dialog); },
+                         [&] { dialog.DoModal(host); }))
+            return Fail("the entry dialog did not show");
+    }
+
+    const Texts texts;
+    ui::CMessageBoxDlg box(WithCount(texts.LoadText(IDS_CONFIRM_REMOVE), 1000).c_str(),
+                           texts.LoadText(IDS_REMOVE).c_str(), MB_YESNO);
+    if (!RunMeasured(&box.m_hWnd, [&] { MeasureMessageBox("message", box); }, [&] { box.DoModal(host); }))
+        return Fail("the message box did not show");
+
     PrintLine({"verdict", g_tally.clipped ? "clipped" : "fits", std::to_string(g_tally.clipped),
                std::to_string(g_tally.measured)});
     std::fflush(stdout);
-    CloseHost(first);
-    CloseHost(second);
+    ::DestroyWindow(host);
     ::CoUninitialize();
     return 0;
 }

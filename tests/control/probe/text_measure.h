@@ -1,6 +1,17 @@
-// What the text-fit probes share: the measuring of a text against its room
-// in the font it is drawn with, the report lines, and the check for
-// characters no font could draw. (Header only: each probe is one file.)
+// What the text-fit probes share. A text is measured with DrawText in the
+// font its window answers to WM_GETFONT, against its room:
+// - push buttons: the client width less 3 px a side (at 96 dpi, scaled);
+//   check boxes and radio buttons: less the box and a gap too; owner-drawn
+//   buttons draw images and are skipped;
+// - static texts: single-line ones by width, wrapping ones by the height of
+//   their wrapped lines;
+// - header items: the width less the divider (2 px), three edge widths of
+//   padding a side, and what is drawn beside the text (the sort arrow, an
+//   image or bitmap, a check box).
+// Output lines, UTF-8, tab-separated: "dpi N"; "text|clipped CONTROL WHERE
+// TEXT NEEDED AVAILABLE"; "missing-glyphs CONTROL WHERE TEXT COUNT" (drawn
+// as the missing glyph); "unmeasured CONTROL WHERE TEXT"; "layout CONTROL
+// WHERE mirrored|plain"; "verdict fits|clipped CLIPPED MEASURED".
 #pragma once
 
 #include <windows.h>

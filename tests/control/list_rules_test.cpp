@@ -1,0 +1,507 @@
+// The lists of both control classes in a window of their own, driven by
+// real messages: sort modes and renumbering, the key-to-row map, in-place
+// editing with its keys, character filter, limits and rejections, check-box
+// mode; the second class's header sorting and comparison kinds.
+#include "support/control_host.h"
+
+#include "control/contact_list_view.h"
+#include "control/list_view.h"
+#include "win/window_impl.h"
+
+#include <functional>
+#include <map>
+
+namespace {
+
+using control_test::Click;
+using control_test::Pump;
+using control_test::PressKey;
+using control_test::Type;
+using Keys = std::vector<LPARAM>;
+using Texts = std::vector<std::wstring>;
+
+// The sort arrow a header shows where common controls draw them.
+int Shown(int arrow) { return listview::HeaderHasSortIndicators() ? arrow : 0; }
+
+// The parent of a list, as the control's dialog is: it hears the list's
+// end-of-edit notices (and may reject them) and its column clicks.
+class ListHost : public win::WindowImpl<ListHost> {
+public:
+    std::vector<std::pair<int, std::wstring>> commits;  // column, text
+    std::vector<int> commitRows;
+    int rejections = 0;
+    std::vector<UINT> columnClicks;
+
+    BEGIN_MSG_MAP(ListHost)
+        NOTIFY_CODE_HANDLER(listview::kEndEditNotify, OnEndEdit)
+        NOTIFY_CODE_HANDLER(LVN_COLUMNCLICK, OnColumnClick)
+    END_MSG_MAP()
+
+    LRESULT OnEndEdit(int, NMHDR* header, BOOL&) {
+        const auto* info = reinterpret_cast<const NMLVDISPINFOW*>(header);
+        commits.emplace_back(info->item.iSubItem, info->item.pszText ? info->item.pszText : L"");
+        commitRows.push_back(info->item.iItem);
+        return rejections > 0 ? (--rejections, 1) : 0;
+    }
+    LRESULT OnColumnClick(int, NMHDR* header, BOOL&) {
+        columnClicks.push_back(UINT(reinterpret_cast<NMLISTVIEW*>(header)->iSubItem));
+        return 0;
+    }
+};
+
+class ListTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(host.Create(nullptr, RECT{20, 20, 420, 320}, L"list host", WS_OVERLAPPEDWINDOW | WS_VISIBLE));
+        // The style word of the list in the first control's dialog.
+        const HWND hwnd = ::CreateWindowExW(0, WC_LISTVIEWW, L"", 0x50830209, 10, 10, 360, 240, host, HMENU(204),
+                                            nullptr, nullptr);
+        ASSERT_TRUE(hwnd && list.Attach(hwnd));
+        view = win::ListViewCtrl(hwnd);
+        list.SetUpColumns(L"#", L"Name", L"Fax Number", listview::CreateSortArrowImages());
+        // "#" 1..5 as filled; names and numbers out of order.
+        const std::tuple<LPARAM, const wchar_t*, const wchar_t*> rows[] = {
+            {101, L"delta", L"30"}, {102, L"Alpha", L"5"}, {103, L"charlie", L"100"}, {104, L"bravo", L"20"},
+            {105, L"Echo", L"4"}};
+        for (const auto& [key, name, fax] : rows)
+            list.AppendRow(key, {std::to_wstring(view.GetItemCount() + 1).c_str(), name, fax});
+        ::SetForegroundWindow(host);
+        ::SetFocus(hwnd);
+    }
+    void TearDown() override {
+        list.Detach();
+        ::DestroyWindow(host);
+    }
+    Texts Column(int column) const {
+        Texts texts;
+        for (int row = 0; row < view.GetItemCount(); ++row) texts.push_back(view.GetItemText(row, column));
+        return texts;
+    }
+    Keys KeysInOrder() const {
+        Keys keys;
+        for (int row = 0; row < view.GetItemCount(); ++row) keys.push_back(view.GetItemData(row));
+        return keys;
+    }
+    int HeaderImage(int column) {
+        HDITEMW item{};
+        item.mask = HDI_FORMAT | HDI_IMAGE;
+        view.GetHeader().GetItem(column, item);
+        return (item.fmt & HDF_IMAGE) ? item.iImage : -1;
+    }
+    HWND Box() { return list.EditBox().hwnd(); }
+    std::wstring BoxText() { return win::Window(Box()).GetText(); }
+    void Edit(int item, int column) {
+        list.SetEditPosition(item, listview::kStartAfterEdit);
+        ASSERT_TRUE(list.StartEdit(column));
+        ASSERT_TRUE(Box());
+    }
+
+    win::ActivationScope scope;
+    ListHost host;
+    listview::CPhonebookListView list;
+    win::ListViewCtrl view;
+};
+
+TEST_F(ListTest, EachModeSortsItsColumnInItsDirectionAndMarksTheHeader) {
+    const struct {
+        unsigned short mode;
+        Keys keys;
+        int images[3];  // 1 up, 0 down, -1 none
+    } cases[] = {
+        {1, {101, 102, 103, 104, 105}, {1, -1, -1}},
+        {2, {105, 104, 103, 102, 101}, {0, -1, -1}},
+        {3, {102, 105, 104, 103, 101}, {-1, 1, -1}},  // code units: capitals first
+        {4, {101, 103, 104, 105, 102}, {-1, 0, -1}},
+        {5, {103, 104, 101, 105, 102}, {-1, -1, 1}},  // texts, not numbers
+        {6, {102, 105, 101, 104, 103}, {-1, -1, 0}},
+        {0, {102, 105, 101, 104, 103}, {-1, -1, -1}},  // unsorted: stays as it is
+        {8, {102, 105, 101, 104, 103}, {-1, -1, -1}},  // above 7: ignored
+        {0xFFFF, {102, 105, 101, 104, 103}, {-1, -1, -1}},
+    };
+    for (const auto& c : cases) {
+        list.SetSortMode(c.mode);
+        EXPECT_EQ(list.GetSortMode(), c.mode > 7 ? 0 : short(c.mode)) << c.mode;
+        EXPECT_EQ(KeysInOrder(), c.keys) << "mode " << c.mode;
+        for (int column = 0; column < 3; ++column) EXPECT_EQ(HeaderImage(column), c.images[column]) << c.mode;
+    }
+    // 7 sorts again in the current mode and keeps it.
+    list.SetSortMode(4);
+    list.AppendRow(106, {L"6", L"zulu", L"1"});
+    EXPECT_EQ(KeysInOrder().back(), 106);
+    list.SetSortMode(7);
+    EXPECT_EQ(list.GetSortMode(), 4);
+    EXPECT_EQ(KeysInOrder().front(), 106);
+    // A negative key (a row without a record) comes first ascending, last descending.
+    list.AppendRow(-7, {L"0", L"middle", L"50"});
+    for (unsigned short mode = 1; mode <= 6; ++mode) {
+        list.SetSortMode(mode);
+        EXPECT_EQ(mode % 2 ? KeysInOrder().front() : KeysInOrder().back(), -7) << "mode " << mode;
+    }
+}
+
+TEST_F(ListTest, RenumberingCountsFromTheTopOrFromTheBottomInModeTwo) {
+    list.SetSortMode(3);
+    list.Renumber();
+    EXPECT_EQ(Column(0), (Texts{L"1", L"2", L"3", L"4", L"5"}));
+    list.SetSortMode(2);
+    list.Renumber();
+    EXPECT_EQ(Column(0), (Texts{L"5", L"4", L"3", L"2", L"1"}));
+    view.SetItemText(0, 0, L"10");
+    view.SetItemText(1, 0, L"9");
+    list.SetSortMode(1);
+    EXPECT_EQ(Column(0), (Texts{L"1", L"2", L"3", L"9", L"10"})) << "the numbers sort as integers";
+    list.SetCheckBoxMode(true, L"All");
+    list.Renumber();
+    EXPECT_EQ(Column(0), Texts(5)) << "no numbers while boxes are shown";
+    list.SetCheckBoxMode(false, nullptr);
+    EXPECT_EQ(Column(0), (Texts{L"1", L"2", L"3", L"4", L"5"}));
+
+    // Kind 1 (a dated list) keeps the "#" texts of its owner.
+    listview::CPhonebookListView dated(1);
+    const HWND hwnd = ::CreateWindowExW(0, WC_LISTVIEWW, L"", 0x50830209, 0, 0, 200, 100, host, HMENU(205), nullptr, nullptr);
+    ASSERT_TRUE(dated.Attach(hwnd));
+    dated.SetUpColumns(L"#", L"Name", L"Date", nullptr);
+    dated.AppendRow(1, {L"x", L"a", L"b"});
+    dated.Renumber();
+    EXPECT_EQ(win::ListViewCtrl(hwnd).GetItemText(0, 0), L"x");
+    dated.Detach();
+}
+
+TEST_F(ListTest, KeysAlwaysFindTheirRowsAfterSortsRemovalsAndForeignChanges) {
+    const auto verify = [&](const char* when) {
+        for (int row = 0; row < view.GetItemCount(); ++row)
+            ASSERT_EQ(list.FindItemByKey(view.GetItemData(row)), row) << when;
+    };
+    list.SetSortMode(4);
+    verify("after a sort");
+    ASSERT_TRUE(list.DeleteItemByKey(103));
+    EXPECT_EQ(list.FindItemByKey(103), -1);
+    verify("after a removal");
+    view.DeleteItem(0);
+    verify("after a removal at the top");
+    list.InsertRow(1, 200, {L"x", L"inserted", L"9"});
+    verify("after an insertion in the middle");
+    view.SetItemData(0, 300);
+    EXPECT_EQ(list.FindItemByKey(300), 0);
+    view.SortItems([](LPARAM a, LPARAM b, LPARAM) WINAPI -> int { return a < b ? 1 : a > b ? -1 : 0; }, 0);
+    verify("after a sort by somebody else");
+    view.DeleteAllItems();
+    EXPECT_EQ(list.FindItemByKey(300), -1);
+}
+
+TEST_F(ListTest, EnterCommitsAChangeEscapeDropsItAndTheParentWritesTheText) {
+    Edit(1, 1);
+    PressKey(Box(), VK_RETURN);
+    EXPECT_FALSE(list.IsEditing());
+    EXPECT_TRUE(host.commits.empty()) << "the unchanged text is a cancel";
+    Edit(1, 1);
+    Type(Box(), L"by");
+    PressKey(Box(), VK_RETURN);
+    ASSERT_EQ(host.commits.size(), 1u);
+    EXPECT_EQ(host.commits[0], std::make_pair(1, std::wstring(L"by"))) << "typed over the selected text";
+    EXPECT_EQ(host.commitRows[0], 1);
+    EXPECT_EQ(view.GetItemText(1, 1), L"Alpha") << "the parent, not the list, writes an accepted text";
+    EXPECT_EQ(::GetFocus(), view.hwnd()) << "the keyboard stays with the list";
+    Edit(2, 2);
+    Type(Box(), L"7");
+    PressKey(Box(), VK_ESCAPE);
+    EXPECT_EQ(host.commits.size(), 1u);
+    EXPECT_EQ(::SendMessageW(view, LVM_GETEDITCONTROL, 0, 0), 0);
+    list.SetEditPosition(7, listview::kStartAfterAdd);
+    EXPECT_FALSE(list.StartEdit()) << "a row outside the list";
+    list.SetEditPosition(0, listview::kStartAfterAdd);
+    EXPECT_FALSE(list.StartEdit(0)) << "the number column is not editable";
+}
+
+TEST_F(ListTest, TabAndShiftArrowsMoveAlongTheRowCommittingAndWrapAtItsEnds) {
+    const struct {
+        UINT key;
+        bool shift;
+        int column;
+    } moves[] = {{VK_TAB, false, 2}, {VK_TAB, false, 1}, {VK_TAB, true, 2},
+                 {VK_TAB, true, 1},  {VK_RIGHT, true, 2}, {VK_LEFT, true, 1}};
+    Edit(0, 1);
+    for (const auto& move : moves) {
+        PressKey(Box(), move.key, move.shift);
+        Pump(30);
+        ASSERT_TRUE(list.IsEditing());
+        EXPECT_EQ(list.EditColumn(), move.column) << "key " << move.key << " shift " << move.shift;
+        EXPECT_EQ(list.EditBox().Item(), 0);
+    }
+    PressKey(Box(), VK_RIGHT);
+    EXPECT_TRUE(list.IsEditing()) << "Right without Shift moves the caret only";
+    Type(Box(), L"Ada");
+    PressKey(Box(), VK_TAB);
+    Pump(30);
+    ASSERT_EQ(host.commits.size(), 1u) << "a changed cell is committed before the edit moves on";
+    EXPECT_EQ(host.commits[0].second, L"deltaAda");
+    EXPECT_EQ(list.EditColumn(), 2);
+    EXPECT_EQ(::SendMessageW(Box(), WM_GETDLGCODE, 0, 0) & DLGC_WANTALLKEYS, DLGC_WANTALLKEYS)
+        << "the box keeps Tab, Enter and Escape from the dialog";
+}
+
+TEST_F(ListTest, TheNumberTakesDialCharactersAndStopsAt45TheNameAt130) {
+    Edit(0, 2);
+    ::SetWindowTextW(Box(), L"");
+    Type(Box(), L"+1 (555);x*#-9");
+    EXPECT_EQ(BoxText(), L"+1 (555)*#-9");
+    EXPECT_EQ(list.EditBox().RefusedCharacters(), 2);
+    ::SetWindowTextW(Box(), L"");
+    ASSERT_TRUE(::OpenClipboard(host));
+    ::EmptyClipboard();
+    const std::wstring pasted = L"+1 (555) 123-4567 x9";
+    const HGLOBAL data = ::GlobalAlloc(GMEM_MOVEABLE, (pasted.size() + 1) * sizeof(wchar_t));
+    memcpy(::GlobalLock(data), pasted.c_str(), (pasted.size() + 1) * sizeof(wchar_t));
+    ::GlobalUnlock(data);
+    ::SetClipboardData(CF_UNICODETEXT, data);
+    ::CloseClipboard();
+    ::SendMessageW(Box(), WM_PASTE, 0, 0);
+    EXPECT_EQ(BoxText(), L"+1 (555) 123-4567 9") << "pasting goes through the same filter";
+    PressKey(Box(), VK_ESCAPE);
+    for (const auto& [column, limit] : {std::pair{2, 45}, std::pair{1, 130}}) {
+        Edit(0, column);
+        ::SetWindowTextW(Box(), L"");
+        Type(Box(), std::wstring(size_t(limit), L'5') + L"6");
+        EXPECT_EQ(BoxText(), std::wstring(size_t(limit), L'5')) << "character " << limit + 1 << " is refused";
+        PressKey(Box(), VK_RETURN);
+    }
+    Edit(0, 1);
+    Type(Box(), L"Ann;x(");
+    EXPECT_EQ(BoxText(), L"Ann;x(") << "the name takes any character";
+    PressKey(Box(), VK_ESCAPE);
+}
+
+TEST_F(ListTest, ARejectedCommitReopensTheCellWithTheRejectedTextUnlessSuppressedOnce) {
+    host.rejections = 1;
+    Edit(2, 2);
+    Type(Box(), L"12");
+    PressKey(Box(), VK_RETURN);
+    Pump(30);
+    ASSERT_TRUE(list.IsEditing()) << "the rejected edit opens again";
+    EXPECT_EQ(list.EditBox().Item(), 2);
+    EXPECT_EQ(list.EditColumn(), 2);
+    EXPECT_EQ(BoxText(), L"12");
+    PressKey(Box(), VK_RETURN);
+    EXPECT_EQ(host.commits.size(), 2u) << "the offered text is still a change";
+    Pump(30);
+    EXPECT_FALSE(list.IsEditing());
+
+    host.rejections = 2;
+    list.SetRestartSuppressed(true);
+    Edit(1, 1);
+    Type(Box(), L"Y");
+    PressKey(Box(), VK_RETURN);
+    Pump(30);
+    EXPECT_FALSE(list.IsEditing());
+    Edit(1, 1);
+    Type(Box(), L"Z");
+    PressKey(Box(), VK_RETURN);
+    Pump(30);
+    EXPECT_TRUE(list.IsEditing()) << "suppressed once only";
+    PressKey(Box(), VK_ESCAPE);
+}
+
+TEST_F(ListTest, LosingTheFocusSizingAColumnChangeOrAClickOutsideCommits) {
+    const HWND other = ::CreateWindowExW(0, L"BUTTON", L"other", WS_CHILD | WS_VISIBLE, 10, 260, 80, 24, host, nullptr,
+                                         nullptr, nullptr);
+    const std::function<void()> actions[] = {
+        [&] { ::SetFocus(view); },
+        [&] { ::MoveWindow(view, 10, 10, 300, 200, TRUE); },
+        [&] { view.SetColumnWidth(2, 120); },
+        // A button takes no focus on a click it does not complete: the
+        // mouse hook ends the edit all the same.
+        [&] { Click(other, POINT{5, 5}); },
+    };
+    for (size_t i = 0; i < std::size(actions); ++i) {
+        Edit(0, 1);
+        Type(Box(), L"N" + std::to_wstring(i));
+        actions[i]();
+        EXPECT_TRUE(control_test::PumpUntil([&] { return !list.IsEditing(); }, 1000)) << "action " << i;
+        ASSERT_EQ(host.commits.size(), i + 1);
+        EXPECT_EQ(host.commits.back().second, L"N" + std::to_wstring(i));
+    }
+    // The list's own label editing opens the box instead.
+    NMLVDISPINFOW info{};
+    info.hdr.hwndFrom = view;
+    info.hdr.idFrom = 204;
+    info.hdr.code = LVN_BEGINLABELEDITW;
+    info.item.iItem = 1;
+    EXPECT_EQ(::SendMessageW(host, WM_NOTIFY, 204, reinterpret_cast<LPARAM>(&info)), 1);
+    Pump(30);
+    ASSERT_TRUE(list.IsEditing());
+    EXPECT_EQ(list.EditBox().Item(), 1);
+    EXPECT_EQ(list.EditColumn(), 1);
+    PressKey(Box(), VK_ESCAPE);
+}
+
+TEST_F(ListTest, CheckBoxModeMarksByCheckAndTheHeaderBoxChecksEveryRow) {
+    list.SelectItemExclusively(1);
+    view.SetItemState(3, LVIS_SELECTED, LVIS_SELECTED);
+    EXPECT_EQ(list.MarkedCount(), 2) << "without boxes marked means selected";
+    list.SetCheckBoxMode(true, L"All");
+    EXPECT_TRUE(view.GetStyle() & LVS_SINGLESEL);
+    EXPECT_TRUE(view.GetHeader().GetFormat(0) & HDF_CHECKBOX);
+    list.SelectItemExclusively(0);
+    EXPECT_EQ(list.MarkedCount(), 0) << "selection is not marking with boxes";
+    view.SetCheckState(2, true);
+    EXPECT_TRUE(list.IsMarked(2));
+    EXPECT_EQ(list.MarkedCount(), 1);
+    list.SetHeaderCheck(true);
+    EXPECT_EQ(list.MarkedCount(), 1) << "keeping the header in step leaves the rows alone";
+    list.SetHeaderCheck(false);
+
+    RECT item{};
+    const HWND header = view.GetHeader();
+    ::SendMessageW(header, HDM_GETITEMRECT, 0, reinterpret_cast<LPARAM>(&item));
+    const RECT box = listview::HeaderCheckBoxRect(item);
+    const POINT centre{(box.left + box.right) / 2, (box.top + box.bottom) / 2};
+    Click(header, centre);
+    EXPECT_TRUE(list.IsHeaderChecked());
+    EXPECT_EQ(list.MarkedCount(), 5);
+    Click(header, centre);
+    EXPECT_FALSE(list.IsHeaderChecked());
+    EXPECT_EQ(list.MarkedCount(), 0);
+    EXPECT_TRUE(host.columnClicks.empty()) << "the box is no column click";
+    list.SetCheckBoxMode(false, nullptr);
+    EXPECT_FALSE(view.GetHeader().GetFormat(0) & (HDF_CHECKBOX | HDF_CHECKED));
+    EXPECT_FALSE(view.GetStyle() & LVS_SINGLESEL);
+}
+
+// ---------------------------------------------------------------------------
+// The second class's list, with an owner that keeps the records.
+
+using namespace listview;
+
+class RecordOwner : public IContactListOwner {
+public:
+    std::map<LPARAM, CRecipient> records;
+    std::vector<int> kinds = DefaultContactCompareKinds();
+    const CRecipient* FindRecord(LPARAM key) override {
+        const auto found = records.find(key);
+        return found == records.end() ? nullptr : &found->second;
+    }
+    const std::vector<int>& ColumnCompareKinds() override { return kinds; }
+};
+
+class ContactListTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(host.Create(nullptr, RECT{40, 40, 440, 300}, L"contacts", WS_OVERLAPPEDWINDOW | WS_VISIBLE));
+        const HWND hwnd = ::CreateWindowExW(0, WC_LISTVIEWW, L"", 0x50010C09 | WS_BORDER, 10, 10, 360, 200, host,
+                                            HMENU(204), nullptr, nullptr);
+        ASSERT_TRUE(hwnd && list.Attach(hwnd));
+        view = win::ListViewCtrl(hwnd);
+        list.SetOwner(&owner);
+        list.SetUp(L"Name", L"Fax Number");
+        Add(1, L"delta", L"+1 (555) 300", false);
+        Add(2, L"Alpha", L"5552", true);
+        Add(3, L"charlie", L"555-1", false);
+        Add(4, L"Bravo", L"+49 555 4", true);
+    }
+    void TearDown() override {
+        list.Detach();
+        ::DestroyWindow(host);
+    }
+    void Add(LPARAM key, const wchar_t* name, const wchar_t* fax, bool favorite) {
+        CRecipient& record = owner.records[key];
+        record.key = ULONG_PTR(key);
+        record.name = name;
+        record.faxNumber = fax;
+        record.favorite = favorite;
+        list.AppendKey(key);
+    }
+    Keys KeysInOrder() const {
+        Keys keys;
+        for (int row = 0; row < view.GetItemCount(); ++row) keys.push_back(view.GetItemData(row));
+        return keys;
+    }
+
+    win::ActivationScope scope;
+    ListHost host;
+    RecordOwner owner;
+    CContactListView list;
+    win::ListViewCtrl view;
+};
+
+TEST_F(ContactListTest, EachColumnSortsItsOwnWayAndTheHeaderShowsIt) {
+    const struct {
+        int state;  // from header clicks: the column, negative descending
+        Keys keys;
+    } cases[] = {
+        {2, {2, 4, 3, 1}},   // names without regard to case
+        {-2, {1, 3, 4, 2}},
+        {3, {1, 4, 3, 2}},   // dial digits as text: 1555300, 495554, 5551, 5552
+        {-3, {2, 3, 4, 1}},
+        {4, {3, 1, 2, 4}},   // favourites after the others, each group as it was
+        {-4, {2, 4, 3, 1}},
+    };
+    for (const auto& c : cases) {
+        list.SetSortState(0);
+        list.SetSortState(c.state);
+        EXPECT_EQ(KeysInOrder(), c.keys) << "state " << c.state;
+    }
+    list.SetSortState(0);
+    list.ToggleSort(kContactNameColumn);
+    EXPECT_EQ(list.GetSortState(), 2) << "a first click sorts ascending";
+    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(1));
+    list.ToggleSort(kContactNameColumn);
+    EXPECT_EQ(list.GetSortState(), -2);
+    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(-1));
+    list.ToggleSort(kContactFaxColumn);
+    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), 0) << "the previous column loses its indicator";
+
+    // A row without a record sorts last ascending; a negative key first.
+    Add(-5, L"zzz", L"1", false);
+    list.AppendKey(9);
+    list.SetSortState(2);
+    EXPECT_EQ(KeysInOrder().front(), -5);
+    EXPECT_EQ(KeysInOrder().back(), 9);
+    list.SetSortState(-2);
+    EXPECT_EQ(KeysInOrder().front(), 9);
+    // A column beyond the owner's table compares equal: the order stays.
+    owner.kinds = {kCompareText, kCompareText};
+    const Keys before = KeysInOrder();
+    list.SetSortState(-3);
+    EXPECT_EQ(KeysInOrder(), before);
+}
+
+TEST(ContactCompareTest, MissingRecordsAndUnknownKindsFollowTheirRules) {
+    CRecipient a, b;
+    a.name = L"\u00e9clair";
+    b.name = L"Zebra";
+    EXPECT_LT(CompareContacts(&a, &b, L"", L"", kCompareName, 1), 0) << "linguistic: the accent sorts with e";
+    EXPECT_EQ(CompareContacts(&a, &b, L"x", L"X", 7, 1), 0) << "other kinds fold the case";
+    EXPECT_EQ(CompareContacts(nullptr, nullptr, L"", L"", kCompareNumber, 1), 0);
+    EXPECT_EQ(CompareContacts(nullptr, &b, L"", L"", kCompareNumber, 1), 1) << "missing after present ascending";
+    EXPECT_EQ(CompareContacts(nullptr, &b, L"", L"", kCompareNumber, -1), -1) << "and before them descending";
+    const std::wstring x = L"a", y = L"b";
+    const auto byKey = [](LPARAM p, LPARAM q, int direction, LPARAM) { return (p < q ? -1 : p > q) * direction; };
+    EXPECT_EQ(CompareRows({2, &y}, {1, &x}, 1, 1, 1, byKey, 0), 1) << "kind 1: the callback with keys";
+    EXPECT_EQ(CompareRows({2, &y}, {1, &x}, 2, -1, 1, byKey, 0), -1) << "other columns compare texts";
+    EXPECT_EQ(CompareRows({2, &y}, {1, &x}, 2, 1, 5, byKey, 0), 0) << "an unknown kind compares equal";
+    EXPECT_EQ(CompareRows({LPARAM(-1), &y}, {LPARAM(-2), &x}, 2, 1, 0, byKey, 0), 0) << "two negative keys keep their order";
+}
+
+TEST_F(ContactListTest, TheCheckColumnTogglesItsBoxOnEveryClickAndElsewhereAClickSelects) {
+    list.SelectItemExclusively(3);
+    const auto centre = [&](int row, int column) {
+        RECT cell{};
+        view.GetSubItemRect(row, column, LVIR_BOUNDS, cell);
+        if (column == 0) cell.right = cell.left + view.GetColumnWidth(0);
+        return MAKELPARAM((cell.left + cell.right) / 2, (cell.top + cell.bottom) / 2);
+    };
+    const auto press = [&](UINT message, LPARAM at) {
+        view.SendMessage(message, MK_LBUTTON, at);
+        view.SendMessage(WM_LBUTTONUP, 0, at);
+    };
+    press(WM_LBUTTONDOWN, centre(1, kContactCheckColumn));
+    EXPECT_TRUE(view.GetCheckState(1));
+    EXPECT_EQ(view.GetNextItem(-1, LVNI_SELECTED), 3) << "the box click leaves the selection alone";
+    press(WM_LBUTTONDBLCLK, centre(1, kContactCheckColumn));
+    EXPECT_FALSE(view.GetCheckState(1)) << "the second click of a double click toggles again";
+    press(WM_LBUTTONDOWN, centre(1, kContactNameColumn));
+    EXPECT_FALSE(view.GetCheckState(1));
+    EXPECT_EQ(view.GetNextItem(-1, LVNI_SELECTED), 1);
+}
+
+}  // namespace

@@ -41,23 +41,36 @@ std::vector<std::wstring> LanguageFiles() {
     return names;
 }
 
-// The copies, in a folder of their own for the life of the program.
-const std::wstring& Folder() {
-    static const std::wstring folder = [] {
+// The copies, in a folder of their own for the life of the program; empty
+// when one could not be made.
+struct Copies {
+    std::wstring folder;
+    std::vector<std::wstring> names;
+    bool complete = false;
+    Copies() {
         wchar_t temp[MAX_PATH] = {};
         ::GetTempPathW(MAX_PATH, temp);
-        const std::wstring to = std::wstring(temp) + L"VelPhonebookTextFit" + std::to_wstring(::GetCurrentProcessId());
-        ::CreateDirectoryW(to.c_str(), nullptr);
+        folder = std::wstring(temp) + L"VelPhonebookTextFit" + std::to_wstring(::GetCurrentProcessId());
+        ::CreateDirectoryW(folder.c_str(), nullptr);
         std::vector<std::pair<std::wstring, std::wstring>> copies = {
             {testing_support::kModuleFileName, testing_support::kModuleFileName},
             {std::wstring(L"zantixui\\") + localization::kSiblingLibraryName, localization::kSiblingLibraryName},
             {L"text_fit_probe.exe", kProbe}};
         for (const std::wstring& name : LanguageFiles()) copies.emplace_back(name, name);
         for (const auto& [from, name] : copies)
-            if (!::CopyFileW((BinDir() + from).c_str(), (to + L"\\" + name).c_str(), FALSE)) return std::wstring();
-        return to;
-    }();
-    return folder;
+            if (::CopyFileW((BinDir() + from).c_str(), (folder + L"\\" + name).c_str(), FALSE)) names.push_back(name);
+        complete = names.size() == copies.size();
+    }
+    ~Copies() {
+        for (const std::wstring& name : names) ::DeleteFileW((folder + L"\\" + name).c_str());
+        ::RemoveDirectoryW(folder.c_str());
+    }
+};
+
+const std::wstring& Folder() {
+    static const Copies copies;
+    static const std::wstring none;
+    return copies.complete ? copies.folder : none;
 }
 
 struct ProbeRun {
@@ -93,7 +106,7 @@ const ProbeRun& Probe(const Language& language, int dpi) {
     WriteBook(people);
     ProbeRun run;
     {
-        const ScreenDpiSetting setting(DWORD(dpi));
+        const ScreenDpiSetting setting(static_cast<DWORD>(dpi));
         run.exitCode = testing_support::RunProcess(L"\"" + Folder() + L"\\" + kProbe + L"\" " + language.second + L" 40",
                                                    &run.output);
     }

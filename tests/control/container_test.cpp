@@ -1,5 +1,5 @@
 // What containers other than the ATL host call: quick activation,
-// persistence, frozen events, drawing while inactive, the keyboard, Close;
+// persistence, frozen events, the extent, the keyboard, Close;
 // the class information and the registry entries a container reads; and
 // AddressBook's add paths through COM, checked in the books' own stores.
 #include "support/control_host.h"
@@ -12,7 +12,6 @@
 #include <ocidl.h>
 #include <olectl.h>
 
-#include <algorithm>
 #include <set>
 
 using namespace control_test;
@@ -74,29 +73,6 @@ private:
     HWND m_window;
 };
 
-// Distinct colours of a control's picture drawn through IViewObject (a
-// blank one has one).
-size_t DrawnColours(IUnknown* control, int width, int height, DWORD aspect = DVASPECT_CONTENT, HRESULT* result = nullptr) {
-    const HDC screen = ::GetDC(nullptr);
-    com::UniqueDc dc(::CreateCompatibleDC(screen));
-    com::UniqueGdiObject bitmap(::CreateCompatibleBitmap(screen, width, height));
-    ::ReleaseDC(nullptr, screen);
-    const HGDIOBJ old = ::SelectObject(dc.get(), bitmap.get());
-    RECT all{0, 0, width, height};
-    ::FillRect(dc.get(), &all, static_cast<HBRUSH>(::GetStockObject(WHITE_BRUSH)));
-    com::ComPtr<IViewObject2> view;
-    control->QueryInterface(IID_IViewObject2, view.put_void());
-    const RECTL bounds{0, 0, width, height};
-    const HRESULT hr = view ? view->Draw(aspect, -1, nullptr, nullptr, nullptr, dc.get(), &bounds, nullptr, nullptr, 0)
-                            : E_NOINTERFACE;
-    if (result) *result = hr;
-    std::set<COLORREF> colours;
-    for (int y = 0; y < height; y += 3)
-        for (int x = 0; x < width; x += 3) colours.insert(::GetPixel(dc.get(), x, y));
-    ::SelectObject(dc.get(), old);
-    return colours.size();
-}
-
 class ContainerTest : public HostedControl {
 protected:
     // One life of the control in a container that drives it as VB6 and MFC
@@ -139,11 +115,6 @@ void ContainerTest::RunContainerCycle() {
     com::ComPtr<IOleClientSite> given;
     EXPECT_EQ(object->GetClientSite(given.put()), S_OK);
     EXPECT_EQ(given.get(), static_cast<IOleClientSite*>(site.get()));
-    // Inactive: the picture is a placeholder, not a blank.
-    EXPECT_GT(DrawnColours(quick.get(), 200, 150), 1u);
-    HRESULT drawn = S_OK;
-    DrawnColours(quick.get(), 20, 20, DVASPECT_ICON, &drawn);
-    EXPECT_EQ(drawn, DV_E_DVASPECT);
 
     const auto control = quick.query<IOleControl>();
     EXPECT_EQ(control->FreezeEvents(TRUE), S_OK);
@@ -203,7 +174,7 @@ TEST_F(ContainerTest, QuickActivationFrozenEventsDrawingCloseAndTheModuleCanUnlo
     EXPECT_TRUE(PumpUntil([] { return ModuleCanUnloadNow() == S_OK; }, 2000));
 }
 
-TEST_F(ContainerTest, ClassInfoVerbsAndUserTypeForTheContainersMenus) {
+TEST_F(ContainerTest, ClassInfoNamesTheEventsAndTheUserTypeComesFromTheRegistry) {
     com::ComPtr<IProvideClassInfo2> info;
     ASSERT_EQ(::CoCreateInstance(CLSID_VelPhonebookControl, nullptr, CLSCTX_INPROC_SERVER, IID_IProvideClassInfo2,
                                  info.put_void()),
@@ -212,19 +183,7 @@ TEST_F(ContainerTest, ClassInfoVerbsAndUserTypeForTheContainersMenus) {
     EXPECT_EQ(info->GetGUID(GUIDKIND_DEFAULT_SOURCE_DISP_IID, &events), S_OK);
     EXPECT_EQ(events, DIID_IVelPhonebookControlEvents);
     EXPECT_EQ(info->GetGUID(42, &events), E_INVALIDARG);
-    com::ComPtr<ITypeInfo> coclass;
-    ASSERT_EQ(info->GetClassInfo(coclass.put()), S_OK);
-    TYPEATTR* attributes = nullptr;
-    ASSERT_EQ(coclass->GetTypeAttr(&attributes), S_OK);
-    EXPECT_EQ(attributes->guid, CLSID_VelPhonebookControl);
-    coclass->ReleaseTypeAttr(attributes);
     const auto object = info.query<IOleObject>();
-    com::ComPtr<IEnumOLEVERB> verbs;
-    ASSERT_EQ(object->EnumVerbs(verbs.put()), S_OK);
-    std::set<LONG> ids;
-    OLEVERB verb{};
-    while (verbs->Next(1, &verb, nullptr) == S_OK) ids.insert(verb.lVerb);
-    EXPECT_TRUE(ids.count(OLEIVERB_INPLACEACTIVATE) && ids.count(OLEIVERB_UIACTIVATE) && ids.count(OLEIVERB_PRIMARY));
     LPOLESTR type = nullptr;
     ASSERT_EQ(object->GetUserType(USERCLASSTYPE_FULL, &type), S_OK);
     EXPECT_EQ(std::wstring(type), L"Orvanta VelPhonebookControl Class");

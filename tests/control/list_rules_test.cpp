@@ -1,7 +1,7 @@
-// The lists of both control classes in a window of their own, driven by
-// real messages: sort modes and renumbering, the key-to-row map, in-place
-// editing with its keys, character filter, limits and rejections, check-box
-// mode; the second class's header sorting and comparison kinds.
+// The first class's list in a window of its own, driven by real messages:
+// sort modes and renumbering, the key-to-row map, in-place editing with its
+// keys, character filter, limits and rejections, check-box mode; and the
+// comparison rules of both classes' lists.
 #include "support/control_host.h"
 
 #include "control/contact_list_view.h"
@@ -9,7 +9,6 @@
 #include "win/window_impl.h"
 
 #include <functional>
-#include <map>
 
 namespace {
 
@@ -19,9 +18,6 @@ using control_test::PressKey;
 using control_test::Type;
 using Keys = std::vector<LPARAM>;
 using Texts = std::vector<std::wstring>;
-
-// The sort arrow a header shows where common controls draw them.
-int Shown(int arrow) { return listview::HeaderHasSortIndicators() ? arrow : 0; }
 
 // The parent of a list, as the control's dialog is: it hears the list's
 // end-of-edit notices (and may reject them) and its column clicks.
@@ -342,113 +338,42 @@ TEST_F(ListTest, CheckBoxModeMarksByCheckAndTheHeaderBoxChecksEveryRow) {
     EXPECT_FALSE(view.GetStyle() & LVS_SINGLESEL);
 }
 
-// ---------------------------------------------------------------------------
-// The second class's list, with an owner that keeps the records.
-
-using namespace listview;
-
-class RecordOwner : public IContactListOwner {
-public:
-    std::map<LPARAM, CRecipient> records;
-    std::vector<int> kinds = DefaultContactCompareKinds();
-    const CRecipient* FindRecord(LPARAM key) override {
-        const auto found = records.find(key);
-        return found == records.end() ? nullptr : &found->second;
-    }
-    const std::vector<int>& ColumnCompareKinds() override { return kinds; }
-};
-
-class ContactListTest : public testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_TRUE(host.Create(nullptr, RECT{40, 40, 440, 300}, L"contacts", WS_OVERLAPPEDWINDOW | WS_VISIBLE));
-        const HWND hwnd = ::CreateWindowExW(0, WC_LISTVIEWW, L"", 0x50010C09 | WS_BORDER, 10, 10, 360, 200, host,
-                                            HMENU(204), nullptr, nullptr);
-        ASSERT_TRUE(hwnd && list.Attach(hwnd));
-        view = win::ListViewCtrl(hwnd);
-        list.SetOwner(&owner);
-        list.SetUp(L"Name", L"Fax Number");
-        Add(1, L"delta", L"+1 (555) 300", false);
-        Add(2, L"Alpha", L"5552", true);
-        Add(3, L"charlie", L"555-1", false);
-        Add(4, L"Bravo", L"+49 555 4", true);
-    }
-    void TearDown() override {
-        list.Detach();
-        ::DestroyWindow(host);
-    }
-    void Add(LPARAM key, const wchar_t* name, const wchar_t* fax, bool favorite) {
-        CRecipient& record = owner.records[key];
-        record.key = ULONG_PTR(key);
+// The second class's comparison kinds: name (linguistic, case-blind), text
+// (the cells', folded), number (dial digits as text), favourite (others
+// first, each group in its order); a missing record after present ones
+// ascending. The first class's: kind 1 asks the callback with the keys.
+TEST(CompareTest, EachKindComparesItsOwnWay) {
+    using namespace listview;
+    const auto person = [](const wchar_t* name, const wchar_t* fax, bool favourite) {
+        CRecipient record;
         record.name = name;
         record.faxNumber = fax;
-        record.favorite = favorite;
-        list.AppendKey(key);
-    }
-    Keys KeysInOrder() const {
-        Keys keys;
-        for (int row = 0; row < view.GetItemCount(); ++row) keys.push_back(view.GetItemData(row));
-        return keys;
-    }
-
-    win::ActivationScope scope;
-    ListHost host;
-    RecordOwner owner;
-    CContactListView list;
-    win::ListViewCtrl view;
-};
-
-TEST_F(ContactListTest, EachColumnSortsItsOwnWayAndTheHeaderShowsIt) {
+        record.favorite = favourite;
+        return record;
+    };
+    const CRecipient alpha = person(L"Alpha", L"5552", true), bravo = person(L"Bravo", L"+49 555 4", true),
+                     charlie = person(L"charlie", L"555-1", false), eclair = person(L"\u00e9clair", L"1", false),
+                     zebra = person(L"Zebra", L"+1 (555) 300", false);
     const struct {
-        int state;  // from header clicks: the column, negative descending
-        Keys keys;
+        const CRecipient *a, *b;
+        const wchar_t *textA, *textB;
+        int kind, direction, sign;
     } cases[] = {
-        {2, {2, 4, 3, 1}},   // names without regard to case
-        {-2, {1, 3, 4, 2}},
-        {3, {1, 4, 3, 2}},   // dial digits as text: 1555300, 495554, 5551, 5552
-        {-3, {2, 3, 4, 1}},
-        {4, {3, 1, 2, 4}},   // favourites after the others, each group as it was
-        {-4, {2, 4, 3, 1}},
+        {&alpha, &charlie, L"", L"", kCompareName, 1, -1},   {&charlie, &bravo, L"", L"", kCompareName, 1, 1},
+        {&eclair, &zebra, L"", L"", kCompareName, 1, -1},    {&eclair, &zebra, L"", L"", kCompareName, -1, 1},
+        {&zebra, &bravo, L"", L"", kCompareNumber, 1, -1},   {&bravo, &charlie, L"", L"", kCompareNumber, 1, -1},
+        {&charlie, &alpha, L"", L"", kCompareFavorite, 1, -1}, {&alpha, &bravo, L"", L"", kCompareFavorite, 1, 0},
+        {&alpha, &charlie, L"", L"", kCompareFavorite, -1, -1}, {&alpha, &charlie, L"x", L"X", kCompareText, 1, 0},
+        {&alpha, &charlie, L"b", L"A", kCompareText, 1, 1},  {&alpha, &charlie, L"x", L"X", 7, 1, 0},
+        {nullptr, nullptr, L"", L"", kCompareNumber, 1, 0},  {nullptr, &zebra, L"", L"", kCompareNumber, 1, 1},
+        {nullptr, &zebra, L"", L"", kCompareNumber, -1, -1},
     };
     for (const auto& c : cases) {
-        list.SetSortState(0);
-        list.SetSortState(c.state);
-        EXPECT_EQ(KeysInOrder(), c.keys) << "state " << c.state;
+        const int result = CompareContacts(c.a, c.b, c.textA, c.textB, c.kind, c.direction);
+        EXPECT_EQ((result > 0) - (result < 0), c.sign) << (c.a ? testing_support::Utf8(c.a->name) : "missing") << " "
+                                                        << (c.b ? testing_support::Utf8(c.b->name) : "missing")
+                                                        << " kind " << c.kind << " direction " << c.direction;
     }
-    list.SetSortState(0);
-    list.ToggleSort(kContactNameColumn);
-    EXPECT_EQ(list.GetSortState(), 2) << "a first click sorts ascending";
-    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(1));
-    list.ToggleSort(kContactNameColumn);
-    EXPECT_EQ(list.GetSortState(), -2);
-    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), Shown(-1));
-    list.ToggleSort(kContactFaxColumn);
-    EXPECT_EQ(list.Header().SortIndicator(kContactNameColumn), 0) << "the previous column loses its indicator";
-
-    // A row without a record sorts last ascending; a negative key first.
-    Add(-5, L"zzz", L"1", false);
-    list.AppendKey(9);
-    list.SetSortState(2);
-    EXPECT_EQ(KeysInOrder().front(), -5);
-    EXPECT_EQ(KeysInOrder().back(), 9);
-    list.SetSortState(-2);
-    EXPECT_EQ(KeysInOrder().front(), 9);
-    // A column beyond the owner's table compares equal: the order stays.
-    owner.kinds = {kCompareText, kCompareText};
-    const Keys before = KeysInOrder();
-    list.SetSortState(-3);
-    EXPECT_EQ(KeysInOrder(), before);
-}
-
-TEST(ContactCompareTest, MissingRecordsAndUnknownKindsFollowTheirRules) {
-    CRecipient a, b;
-    a.name = L"\u00e9clair";
-    b.name = L"Zebra";
-    EXPECT_LT(CompareContacts(&a, &b, L"", L"", kCompareName, 1), 0) << "linguistic: the accent sorts with e";
-    EXPECT_EQ(CompareContacts(&a, &b, L"x", L"X", 7, 1), 0) << "other kinds fold the case";
-    EXPECT_EQ(CompareContacts(nullptr, nullptr, L"", L"", kCompareNumber, 1), 0);
-    EXPECT_EQ(CompareContacts(nullptr, &b, L"", L"", kCompareNumber, 1), 1) << "missing after present ascending";
-    EXPECT_EQ(CompareContacts(nullptr, &b, L"", L"", kCompareNumber, -1), -1) << "and before them descending";
     const std::wstring x = L"a", y = L"b";
     const auto byKey = [](LPARAM p, LPARAM q, int direction, LPARAM) { return (p < q ? -1 : p > q) * direction; };
     EXPECT_EQ(CompareRows({2, &y}, {1, &x}, 1, 1, 1, byKey, 0), 1) << "kind 1: the callback with keys";

@@ -146,6 +146,6 @@ TEST_P(AddressBookOnOutlook, NamesHeldAreThoseOutlookListsAndAMissingOutlookFail
     EXPECT_EQ(S_OK, Add({L"Cid"}, {L"100"})) << "the object stays usable";
 }
 
-INSTANTIATE_TEST_SUITE_P(AnyChoiceButZero, AddressBookOnOutlook, testing::Values(5L, -1L));
+INSTANTIATE_TEST_SUITE_P(AnyChoiceButZero, AddressBookOnOutlook, testing::Values(-1L));
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include "support/control_host.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <set>
 #include <sstream>
+#include <thread>
 #include <tuple>
 
 namespace {
@@ -96,7 +98,8 @@ struct ProbeRun {
     }
 };
 
-// One run per language and resolution, kept for the English comparison.
+// One run per language and resolution. The runs of a resolution start
+// together, a few at a time (they only read the book and the settings).
 const ProbeRun& Probe(const Language& language, int dpi) {
     static std::map<std::pair<std::string, int>, ProbeRun> runs;
     const auto key = std::make_pair(std::string(language.first), dpi);
@@ -104,14 +107,22 @@ const ProbeRun& Probe(const Language& language, int dpi) {
     People people;  // enough rows for a vertical scroll bar at both resolutions
     for (int n = 1; n <= 40; ++n) people.emplace_back(L"Recipient " + std::to_wstring(n), L"+49 30 1234 56" + std::to_wstring(10 + n));
     WriteBook(people);
-    ProbeRun run;
     {
         const ScreenDpiSetting setting(static_cast<DWORD>(dpi));
-        run.exitCode = testing_support::RunProcess(L"\"" + Folder() + L"\\" + kProbe + L"\" " + language.second + L" 40",
-                                                   &run.output);
+        std::atomic<size_t> next{0};
+        std::vector<ProbeRun> results(std::size(kLanguages));
+        std::vector<std::thread> workers;
+        for (int worker = 0; worker < 5; ++worker)
+            workers.emplace_back([&] {
+                for (size_t i; (i = next++) < std::size(kLanguages);)
+                    results[i].exitCode = testing_support::RunProcess(
+                        L"\"" + Folder() + L"\\" + kProbe + L"\" " + kLanguages[i].second + L" 40", &results[i].output);
+            });
+        for (std::thread& worker : workers) worker.join();
+        for (size_t i = 0; i < std::size(kLanguages); ++i) runs[{kLanguages[i].first, dpi}] = results[i];
     }
     testing_support::DeleteUserKey(kMRUKeyPath);
-    return runs.emplace(key, run).first->second;
+    return runs.at(key);
 }
 
 class TextFit : public ::testing::TestWithParam<std::tuple<Language, int>> {};

@@ -221,10 +221,14 @@ constexpr wchar_t kFirstEntryId[] = L"000000000A00000000000000000000000000000000
 }  // namespace
 
 void HostedControl::SetUpTestSuite() {
-    ASSERT_EQ(testing_support::RunRegsvr32(false), 0);
-    // Registered for good, as the system's books are where the control is
-    // used (an activation of a missing class costs Wine handles every time).
-    ASSERT_EQ(testing_support::RegisterStandIn(), 0);
+    // Once a process: the module, and the Windows address book's stand-in for
+    // good, as the system's is where the control is used (an activation of a
+    // missing class costs Wine handles every time).
+    static bool registered = false;
+    if (!std::exchange(registered, true)) {
+        ASSERT_EQ(testing_support::RunRegsvr32(false), 0);
+        ASSERT_EQ(testing_support::RegisterStandIn(), 0);
+    }
     g_savedDoubleClickTime = ::GetDoubleClickTime();
     ::SetDoubleClickTime(150);
 }

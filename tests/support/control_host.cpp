@@ -307,7 +307,7 @@ void HostedControl::Close() {
     m_cookie = 0;
     m_control.reset();
     m_host.reset();
-    Pump(30);
+    PumpUntil([] { return true; }, 0);  // what the windows posted on their way out
 }
 
 std::wstring HostedControl::NameAt(int item) const {

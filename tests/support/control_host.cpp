@@ -3,6 +3,13 @@
 #include <ocidl.h>
 #include <olectl.h>
 
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
+
+#include "com/unique_any.h"
+
+#include <algorithm>
+
 namespace control_test {
 
 bool PumpUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
@@ -85,46 +92,89 @@ void UnadviseSink(IUnknown* control, DWORD cookie) {
 }
 
 namespace {
-struct BoxSearch {
-    HWND box = nullptr;
-};
+BoxAnswer* g_answer = nullptr;
 
-BOOL CALLBACK FindBox(HWND window, LPARAM context) {
-    DWORD process = 0;
-    ::GetWindowThreadProcessId(window, &process);
-    wchar_t name[32] = {};
-    ::GetClassNameW(window, name, 32);
-    if (process == ::GetCurrentProcessId() && std::wstring(name) == L"#32770" && ::IsWindowVisible(window)) {
-        reinterpret_cast<BoxSearch*>(context)->box = window;
-        return FALSE;
-    }
-    return TRUE;
+BOOL CALLBACK FindBox(HWND window, LPARAM found) {
+    wchar_t name[16] = {};
+    ::GetClassNameW(window, name, 16);
+    if (std::wstring(name) != L"#32770" || !::IsWindowVisible(window)) return TRUE;
+    *reinterpret_cast<HWND*>(found) = window;
+    return FALSE;
 }
 }  // namespace
 
-MessageBoxAnswer::MessageBoxAnswer(int button) {
-    m_thread = std::thread([this, button] {
-        while (!m_stop) {
-            BoxSearch search;
-            ::EnumWindows(&FindBox, reinterpret_cast<LPARAM>(&search));
-            if (search.box) {
-                m_owner = ::GetWindow(search.box, GW_OWNER);
-                wchar_t text[512] = {};
-                ::GetDlgItemTextW(search.box, 0xFFFF, text, 512);
-                m_text = text;
-                ::PostMessageW(search.box, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
-                               reinterpret_cast<LPARAM>(::GetDlgItem(search.box, button)));
-                m_answered = true;
-                return;
-            }
-            ::Sleep(20);
-        }
-    });
+BoxAnswer::BoxAnswer(int button, std::function<void(HWND)> onShow) : m_button(button), m_onShow(std::move(onShow)) {
+    g_answer = this;
+    m_timer = ::SetTimer(nullptr, 0, 20, &BoxAnswer::Tick);
 }
 
-MessageBoxAnswer::~MessageBoxAnswer() {
-    m_stop = true;
-    m_thread.join();
+BoxAnswer::~BoxAnswer() {
+    ::KillTimer(nullptr, m_timer);
+    if (g_answer == this) g_answer = nullptr;
+}
+
+void CALLBACK BoxAnswer::Tick(HWND, UINT, UINT_PTR, DWORD) {
+    BoxAnswer* self = g_answer;
+    HWND box = nullptr;
+    if (!self || self->m_answered) return;
+    ::EnumThreadWindows(::GetCurrentThreadId(), &FindBox, reinterpret_cast<LPARAM>(&box));
+    if (!box) return;
+    self->m_answered = true;
+    self->m_owner = ::GetWindow(box, GW_OWNER);
+    wchar_t text[512] = {};
+    ::GetDlgItemTextW(box, 0xFFFF, text, 512);
+    self->m_text = text;
+    if (self->m_onShow) self->m_onShow(box);
+    if (::IsWindow(box))
+        ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(self->m_button, BN_CLICKED),
+                       reinterpret_cast<LPARAM>(::GetDlgItem(box, self->m_button)));
+}
+
+void PressKey(HWND window, UINT key, bool shift) {
+    BYTE state[256] = {};
+    ::GetKeyboardState(state);
+    const BYTE saved = state[VK_SHIFT];
+    state[VK_SHIFT] = shift ? 0x80 : 0;
+    ::SetKeyboardState(state);
+    ::SendMessageW(window, WM_KEYDOWN, key, 1);
+    ::GetKeyboardState(state);
+    state[VK_SHIFT] = saved;
+    ::SetKeyboardState(state);
+}
+
+void Type(HWND window, const std::wstring& text) {
+    for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
+}
+
+void Click(HWND window, POINT client, int times) {
+    // Clicks meant one by one must not make a double click.
+    static ULONGLONG lastClick = 0;
+    const ULONGLONG quiet = lastClick + ::GetDoubleClickTime() + 20;
+    PumpUntil([&] { return ::GetTickCount64() > quiet; }, ::GetDoubleClickTime() + 20);
+    ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
+    ::ClientToScreen(window, &client);
+    ::SetCursorPos(client.x, client.y);
+    // The pointer reaches its place through the display server, which may lag.
+    PumpUntil([&] {
+        POINT at{};
+        return ::GetCursorPos(&at) && at.x == client.x && at.y == client.y;
+    }, 1000);
+    // Every press and release carries its position as well: the server may
+    // report the pointer in place before the warp has really reached it.
+    const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
+    INPUT input[4] = {};
+    for (int i = 0; i < times * 2; ++i) {
+        input[i].type = INPUT_MOUSE;
+        input[i].mi.dx = LONG((client.x * 65535LL) / (width - 1));
+        input[i].mi.dy = LONG((client.y * 65535LL) / (height - 1));
+        input[i].mi.dwFlags =
+            MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE | (i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN);
+    }
+    ::SendInput(UINT(times * 2), input, sizeof(INPUT));
+    // The input reaches the window through the display server as well.
+    PumpUntil([] { return !(::GetAsyncKeyState(VK_LBUTTON) & 0x8000) && !::GetInputState(); }, 500);
+    Pump(50);
+    lastClick = ::GetTickCount64();
 }
 
 AtlHost::AtlHost(int width, int height, const wchar_t* progId, bool nested) {
@@ -164,51 +214,150 @@ HWND AtlHost::controlWindow() const {
     return window;
 }
 
-void HostedControlTest::SetUpTestSuite() {
-    ASSERT_EQ(testing_support::RunRegsvr32(false), 0);
+namespace {
+UINT g_savedDoubleClickTime = 0;
+bool g_outlookRegistered = false;
+constexpr wchar_t kFirstEntryId[] = L"000000000A000000000000000000000000000000000000";
+}  // namespace
+
+void HostedControl::SetUpTestSuite() {
+    // Once a process: the module, and the Windows address book's stand-in for
+    // good, as the system's is where the control is used (an activation of a
+    // missing class costs Wine handles every time).
+    static bool registered = false;
+    if (!std::exchange(registered, true)) {
+        ASSERT_EQ(testing_support::RunRegsvr32(false), 0);
+        ASSERT_EQ(testing_support::RegisterStandIn(), 0);
+    }
+    g_savedDoubleClickTime = ::GetDoubleClickTime();
+    ::SetDoubleClickTime(150);
 }
 
-void HostedControlTest::SetUp() { testing_support::DeleteUserKey(kMRUKeyPath); }
+void HostedControl::TearDownTestSuite() {
+    ::SetDoubleClickTime(g_savedDoubleClickTime);
+    if (std::exchange(g_outlookRegistered, false)) outlooktest::RunStandin(L"/UnregServer");
+}
 
-void HostedControlTest::TearDown() {
+void HostedControl::SetUp() {
+    // Outlook's stand-in, for the suites that use it.
+    if (m_setup.book == 1 && !g_outlookRegistered) {
+        ASSERT_TRUE(outlooktest::WaitForNoStandin(10000));
+        ASSERT_EQ(outlooktest::RunStandin(L"/RegServer"), 0);
+        g_outlookRegistered = true;
+    }
+    testing_support::DeleteUserKey(kMRUKeyPath);
+    testing_support::ClearContactsFolder();
+    if (m_setup.book == 1) outlooktest::DeleteStore();
+}
+
+void HostedControl::TearDown() {
+    Close();
+    testing_support::DeleteUserKey(kMRUKeyPath);
+    testing_support::ClearContactsFolder();
+    if (m_setup.book == 1) {
+        EXPECT_TRUE(outlooktest::WaitForNoStandin(10000)) << "Outlook is still held after the control went";
+        outlooktest::DeleteStore();
+    }
+}
+
+void HostedControl::FillBook(const People& people) const {
+    if (m_setup.book == -1) return WriteBook(people);
+    std::vector<std::wstring> lines;
+    int n = 0;
+    for (const auto& [name, fax] : people) {
+        const std::wstring id = std::to_wstring(++n);
+        if (m_setup.book == 0)
+            testing_support::WriteContact(name + L".contact", {L"id-" + id, name, {{{L"Fax", L"Business"}, fax}}});
+        else
+            lines.push_back(outlooktest::ContactLine(kFirstEntryId + std::wstring(2 - id.size(), L'0') + id,
+                                                     L"Class=40\tFullName=" + name + L"\tBusinessFaxNumber=" + fax));
+    }
+    if (m_setup.book == 1) outlooktest::WriteStore(lines);
+}
+
+void HostedControl::AddFromAnotherProcess() const {
+    using testing_support::BinDir;
+    if (m_setup.book == -1) {
+        ASSERT_EQ(testing_support::RunProcess(L"\"" + BinDir() + L"mru_change.exe\" 1 0"), 0);
+    } else if (m_setup.book == 0) {
+        ASSERT_EQ(testing_support::RunProcess(L"\"" + BinDir() +
+                                              L"wab_probe.exe\" write \"Helper 0.contact\" \"Helper 0\" 1000"),
+                  0);
+    } else {
+        std::string output;
+        ASSERT_EQ(outlooktest::RunChangeScript(L"add \"Helper 0\" 1000", &output), 0) << output;
+    }
+}
+
+void HostedControl::Host(const People& people, int width, int height, bool nested) {
+    FillBook(people);
+    m_host = std::make_unique<AtlHost>(width, height, m_setup.progId, nested);
+    m_control = m_host->query<IVelPhonebookControl3>();
+    ASSERT_TRUE(m_control) << "the ATL host did not create the control";
+    ASSERT_TRUE(m_host->controlWindow()) << "not in-place active";
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(m_setup.book), S_OK);
+    ASSERT_TRUE(WaitForRows(people)) << "the list has " << ItemCount() << " rows, not " << people.size();
+    m_sink = com::Make<EventSink>();
+    m_cookie = AdviseSink(m_control.get(), m_sink.get());
+    ASSERT_NE(m_cookie, 0u);
+}
+
+void HostedControl::Close() {
+    if (m_cookie && m_host && m_host->control()) UnadviseSink(m_host->control(), m_cookie);
+    m_cookie = 0;
     m_control.reset();
     m_host.reset();
-    Pump(50);
-    testing_support::DeleteUserKey(kMRUKeyPath);
+    PumpUntil([] { return true; }, 0);  // what the windows posted on their way out
 }
 
-void HostedControlTest::HostWithBook(const std::vector<std::pair<std::wstring, std::wstring>>& people) {
-    if (!people.empty()) WriteBook(people);
-    m_host = std::make_unique<AtlHost>();
-    ASSERT_TRUE(m_host->control()) << "the ATL host did not create the control";
-    m_control = m_host->query<IVelPhonebookControl3>();
-    ASSERT_TRUE(m_control);
-    ASSERT_TRUE(m_host->controlWindow()) << "not in-place active";
-    ASSERT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK);
-    const int expected = int(people.size());
-    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == expected; }, 3000))
-        << "list has " << ItemCount() << " rows, expected " << expected;
-    if (expected == 0) Pump(700);  // the first (empty) load has happened
-}
-
-std::wstring HostedControlTest::NameAt(int item) const {
-    ULONG id = 0;
-    com::UniqueBstr name, fax;
-    if (m_control->GetItem(item, &id, name.put(), fax.put()) != HRESULT(item)) return L"?";
+std::wstring HostedControl::NameAt(int item) const {
+    com::UniqueBstr name;
+    if (m_control->GetItem(item, nullptr, name.put(), nullptr) != HRESULT(item)) return L"?";
     return name.get() ? name.get() : L"";
 }
 
-std::vector<std::wstring> HostedControlTest::Names() const {
+std::wstring HostedControl::FaxAt(int item) const {
+    com::UniqueBstr fax;
+    if (m_control->GetItem(item, nullptr, nullptr, fax.put()) != HRESULT(item)) return L"?";
+    return fax.get() ? fax.get() : L"";
+}
+
+std::vector<std::wstring> HostedControl::Names() const {
     std::vector<std::wstring> names;
     for (int i = 0, n = ItemCount(); i < n; ++i) names.push_back(NameAt(i));
     return names;
 }
 
-void HostedControlTest::SetRowState(int row, UINT state, UINT mask) const {
+std::vector<std::pair<std::wstring, std::wstring>> HostedControl::SortedRows() const {
+    People rows;
+    for (int i = 0, n = ItemCount(); i < n; ++i) rows.emplace_back(NameAt(i), FaxAt(i));
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+bool HostedControl::WaitForRows(People wanted, DWORD timeoutMs) const {
+    std::sort(wanted.begin(), wanted.end());
+    return PumpUntil([&] { return SortedRows() == wanted; }, timeoutMs);
+}
+
+void HostedControl::SetRowState(int row, UINT state, UINT mask) const {
     LVITEMW item{};
     item.state = state;
     item.stateMask = mask;
-    ::SendMessageW(m_host->list(), LVM_SETITEMSTATE, WPARAM(row), reinterpret_cast<LPARAM>(&item));
+    ::SendMessageW(List(), LVM_SETITEMSTATE, WPARAM(row), reinterpret_cast<LPARAM>(&item));
+}
+
+void HostedControl::Press(int id) const {
+    ::SendMessageW(m_host->controlWindow(), WM_COMMAND, MAKEWPARAM(id, BN_CLICKED),
+                   reinterpret_cast<LPARAM>(m_host->item(id)));
+}
+
+HRESULT HostedControl::ModuleCanUnloadNow() {
+    const HMODULE module = ::GetModuleHandleW(testing_support::kModuleFileName);
+    if (!module) return S_OK;
+    using CanUnload = HRESULT(STDAPICALLTYPE*)();
+    const auto canUnload = reinterpret_cast<CanUnload>(reinterpret_cast<void*>(::GetProcAddress(module, "DllCanUnloadNow")));
+    return canUnload ? canUnload() : E_FAIL;
 }
 
 }  // namespace control_test

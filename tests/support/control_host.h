@@ -12,10 +12,12 @@
 
 #include <gtest/gtest.h>
 
+#include <commctrl.h>
+
 #include <functional>
+#include <memory>
+#include <utility>
 #include <string>
-#include <thread>
-#include <atomic>
 #include <vector>
 
 namespace control_test {
@@ -61,23 +63,34 @@ public:
 DWORD AdviseSink(IUnknown* control, IUnknown* sink);
 void UnadviseSink(IUnknown* control, DWORD cookie);
 
-// Clicks a button of the next message box that appears in this process,
-// from another thread, and remembers the box's owner and text.
-class MessageBoxAnswer {
+// Answers the next dialog box (class #32770) that this thread shows, from
+// a timer inside its modal loop, with a button; remembers its owner and the
+// text of its message (a message box's static 0xFFFF). `onShow` runs first,
+// while the box is up.
+class BoxAnswer {
 public:
-    explicit MessageBoxAnswer(int button);
-    ~MessageBoxAnswer();
+    explicit BoxAnswer(int button, std::function<void(HWND)> onShow = {});
+    ~BoxAnswer();
     bool answered() const { return m_answered; }
     HWND owner() const { return m_owner; }
     std::wstring text() const { return m_text; }
 
 private:
-    std::thread m_thread;
-    std::atomic<bool> m_stop{false};
-    std::atomic<bool> m_answered{false};
+    static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
+    int m_button;
+    std::function<void(HWND)> m_onShow;
+    UINT_PTR m_timer = 0;
+    bool m_answered = false;
     HWND m_owner = nullptr;
     std::wstring m_text;
 };
+
+// Key presses and characters sent to a window (Shift held or not); a real
+// mouse click (SendInput) at a point of a window's client area, two make a
+// double click.
+void PressKey(HWND window, UINT key, bool shift = false);
+void Type(HWND window, const std::wstring& text);
+void Click(HWND window, POINT client, int times = 1);
 
 // Sets Wine's screen resolution for the processes started meanwhile, and
 // puts the old value back.
@@ -128,25 +141,77 @@ private:
     com::ComPtr<IUnknown> m_control;
 };
 
-// The fixture: registered module, apartment, a clean MRU store.
-class HostedControlTest : public ::testing::Test {
+inline constexpr wchar_t kProgId2[] = L"Zantix.VelPhonebookControl2";
+using People = std::vector<std::pair<std::wstring, std::wstring>>;
+
+// Which control on which book (the values SelectOutlookAddressBook takes).
+struct HostSetup {
+    const wchar_t* progId;
+    LONG book;  // -1 recently used, 0 Windows Contacts, 1 Outlook
+    const char* name;
+};
+inline constexpr HostSetup kFirstOnRecent{kProgId, -1, "Control_Recent"};
+inline constexpr HostSetup kSecondOnRecent{kProgId2, -1, "Control2_Recent"};
+inline constexpr HostSetup kFirstOnContacts{kProgId, 0, "Control_Contacts"};
+inline constexpr HostSetup kSecondOnContacts{kProgId2, 0, "Control2_Contacts"};
+inline constexpr HostSetup kFirstOnOutlook{kProgId, 1, "Control_Outlook"};
+inline constexpr HostSetup kSecondOnOutlook{kProgId2, 1, "Control2_Outlook"};
+inline void PrintTo(const HostSetup& setup, std::ostream* out) { *out << setup.name; }
+inline std::string SetupName(const ::testing::TestParamInfo<HostSetup>& info) { return info.param.name; }
+
+// The fixture: the module and the stand-ins for the books Wine lacks
+// registered, an apartment, empty books, a low double-click time (so that
+// clicks meant one by one need not wait long); a control of the setup's
+// class hosted in Wine's ATL host on the setup's book.
+class HostedControl : public ::testing::Test {
 protected:
+    explicit HostedControl(HostSetup setup = kFirstOnRecent) : m_setup(setup) {}
     static void SetUpTestSuite();
+    static void TearDownTestSuite();
     void SetUp() override;
     void TearDown() override;
 
-    // Hosts the control on the MRU book with these people and waits for the
-    // first fill.
-    void HostWithBook(const std::vector<std::pair<std::wstring, std::wstring>>& people);
-    int ItemCount() const { return int(m_control->GetItemCount()); }
-    std::wstring NameAt(int item) const;
-    std::vector<std::wstring> Names() const;
-    // Marks rows as a user would (selection, or check boxes in that mode).
-    void SetRowState(int row, UINT state, UINT mask) const;
+    bool Second() const { return m_setup.progId == kProgId2; }
+    // Fills the setup's book with these people.
+    void FillBook(const People& people) const;
+    // Adds ("Helper 0", "1000") to the setup's book from another process.
+    void AddFromAnotherProcess() const;
+    // Fills the book, hosts the control, selects the book and waits for the
+    // first fill; a sink hears the events from then on.
+    void Host(const People& people, int width = 420, int height = 330, bool nested = false);
+    // The host lets the control go (window and reference).
+    void Close();
 
+    int ItemCount() const { return m_control ? int(m_control->GetItemCount()) : -1; }
+    std::wstring NameAt(int item) const;
+    std::wstring FaxAt(int item) const;
+    std::vector<std::wstring> Names() const;
+    std::vector<std::pair<std::wstring, std::wstring>> SortedRows() const;
+    bool WaitForRows(People wanted, DWORD timeoutMs = 5000) const;
+    HWND List() const { return m_host->list(); }
+    // Marks rows as a user would: selection, or the check box in that mode.
+    void SetRowState(int row, UINT state, UINT mask) const;
+    void SetCheck(int row, bool checked) const {
+        SetRowState(row, INDEXTOSTATEIMAGEMASK(checked ? 2 : 1), LVIS_STATEIMAGEMASK);
+    }
+    // Presses a button of the control as a click would.
+    void Press(int id) const;
+    std::vector<ReceivedEvent> TakeEvents() { return std::exchange(m_sink->events, {}); }
+    // The control's module has no object left.
+    static HRESULT ModuleCanUnloadNow();
+
+    HostSetup m_setup;
     testing_support::ComApartment m_apartment;
     std::unique_ptr<AtlHost> m_host;
     com::ComPtr<IVelPhonebookControl3> m_control;
+    com::ComPtr<EventSink> m_sink;
+    DWORD m_cookie = 0;
+};
+
+// The same fixture over a list of setups.
+class HostedEach : public HostedControl, public ::testing::WithParamInterface<HostSetup> {
+protected:
+    HostedEach() : HostedControl(GetParam()) {}
 };
 
 }  // namespace control_test

@@ -1,51 +1,42 @@
-// Hosts both phonebook controls, made by a copy of the module in a folder of
-// its own, and reports every text of theirs that the room it is shown in
-// cannot hold. Run once per user-interface language (the module picks its
-// language once per process) and screen resolution.
+// Reports every text of both controls, of the entry dialog and of the
+// message box with the room it has, and the layout of their windows. Run
+// once per language and screen resolution as
 //
-//   text_fit_probe.exe FOLDER LANGUAGES ROWS [--squeeze]
+//   VelPhonebook.exe LANGUAGES ROWS
 //
-// FOLDER holds the module, its language files and the language
-// library (the tests' stand-in, which answers with the
-// variable ZANTIXUI_ORIGINAL_LIST). LANGUAGES is that list: hexadecimal
-// language identifiers separated by colons. ROWS is the number of recipients
-// in the recently used book, which both controls show. --squeeze narrows the
-// first control's "Add" button and its name column before measuring, so that
-// a test can see that a text too wide for its room is reported.
+// from a folder that holds it (a copy named after the module, so that its
+// own dialogs read the module's texts), a copy of the module, the language
+// files and the stand-in language library, which answers LANGUAGES. ROWS is
+// the number of recipients in the recently used book. The controls are
+// hosted at the demo's size in the ATL host: the first without and with
+// check boxes, the second as it is; each header as it starts and sorted by
+// each column in turn. Then the entry dialog in its three modes and the
+// question before 1,000 recipients are removed run modally, each measured
+// from a timer in its loop.
 //
-// The controls are hosted at the demo's size (480 x 380 pixels at 96 dpi,
-// scaled to the screen) in Wine's ATL host: the first control without and
-// then with check boxes, the second as it is; each list header in its first
-// state and sorted by each column in turn (a sorted column shows its image).
+// A text is measured with DrawText in the font its window answers to
+// WM_GETFONT, against its room: push buttons the client width less 3 px a
+// side (at 96 dpi, scaled); static texts single-line by width, wrapping ones
+// by the height of their lines; header items the width less the divider
+// (2 px), three edge widths of padding a side and what is drawn beside the
+// text (the sort arrow, an image, a check box). Owner-drawn buttons draw
+// pictures and are skipped.
 //
-// What is measured, with the font the window answers to WM_GETFONT:
-// - buttons with text (push buttons: the client width less 3 pixels per side
-//   at 96 dpi, scaled, for the frame and the focus rectangle; check boxes and
-//   radio buttons: less the box and a gap as well); owner-drawn buttons draw
-//   images and are skipped;
-// - static texts (single-line ones by width, wrapping ones by the height
-//   their wrapped lines need);
-// - every header item with text: the item's width less its divider (2 px),
-//   the header's padding (three edge widths per side), and what is drawn
-//   beside the text: the sort arrow (8/13 of the header's height, with its
-//   padding), else the item's image or bitmap (its width, with its padding),
-//   and a header check box.
-// Any other visible child window with text is reported as unmeasured. (The
-// list's own window text is its name for screen readers; it is not drawn.)
-//
-// Output, UTF-8, one line each, fields separated by tabs:
-//   dpi N
-//   text CONTROL WHERE TEXT NEEDED AVAILABLE      every text measured
-//   clipped CONTROL WHERE TEXT NEEDED AVAILABLE   a text wider than its room
-//   missing-glyphs CONTROL WHERE TEXT COUNT       characters no font could draw
-//   unmeasured CONTROL WHERE TEXT
-//   layout CONTROL WHERE mirrored|plain           the control's window and list
-//   verdict fits|clipped CLIPPED MEASURED
-// The exit code is 0 when the controls could be hosted and measured.
+// Output lines, UTF-8, tab-separated: "dpi N"; "text|clipped CONTROL WHERE
+// TEXT NEEDED AVAILABLE"; "missing-glyphs CONTROL WHERE TEXT COUNT";
+// "unmeasured CONTROL WHERE TEXT"; "layout CONTROL WHERE mirrored|plain";
+// "verdict fits|clipped CLIPPED MEASURED". Exit code 0 when everything could
+// be shown and measured.
 #include "com/com_ptr.h"
+#include "com/module.h"
+#include "core/recipient.h"
 #include "localization/language.h"
+#include "localization/localizer.h"
+#include "localization/string_ids.h"
 #include "module/VelPhonebook_h.h"
-#include "text_measure.h"
+#include "ui/entry_info_dlg.h"
+#include "ui/message_box_dlg.h"
+#include "ui/ui_ids.h"
 
 #include <windows.h>
 #include <commctrl.h>
@@ -53,262 +44,387 @@
 #include <olectl.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cwctype>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace {
 
-using namespace probe;
+int g_dpi = 96;
+int g_measured = 0, g_clipped = 0;
+int Scale(int pixels) { return ::MulDiv(pixels, g_dpi, 96); }
 
-constexpr int kListId = 204;
-
-// Dispatches what is waiting in this thread's queue (posted work the
-// controls gave themselves), without waiting for anything new.
-void DispatchWaiting() {
-    MSG message;
-    for (int round = 0; round < 2; ++round)
-        while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-            ::TranslateMessage(&message);
-            ::DispatchMessageW(&message);
-        }
+std::string Utf8(const std::wstring& text) {
+    const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
+    std::string result(size_t(size), '\0');
+    ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), result.data(), size, nullptr, nullptr);
+    for (char& c : result)
+        if (c == '\t' || c == '\n' || c == '\r') c = ' ';  // one finding a line
+    return result;
 }
 
-template <class Condition>
-bool PumpUntil(Condition condition, DWORD timeoutMs) {
-    const ULONGLONG end = ::GetTickCount64() + timeoutMs;
-    for (;;) {
-        DispatchWaiting();
-        if (condition()) return true;
-        if (::GetTickCount64() >= end) return false;
-        ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
+void PrintLine(const std::vector<std::string>& fields) {
+    std::string line;
+    for (const std::string& field : fields) line += (line.empty() ? "" : "\t") + field;
+    std::fputs((line + '\n').c_str(), stdout);
+}
+
+std::wstring WindowText(HWND window) {
+    std::wstring text(size_t(::GetWindowTextLengthW(window)) + 1, L'\0');
+    text.resize(size_t(::GetWindowTextW(window, text.data(), int(text.size()))));
+    return text;
+}
+
+HFONT FontOf(HWND window) {
+    const auto font = reinterpret_cast<HFONT>(::SendMessageW(window, WM_GETFONT, 0, 0));
+    return font ? font : static_cast<HFONT>(::GetStockObject(SYSTEM_FONT));
+}
+
+SIZE TextSize(HFONT font, const std::wstring& text, UINT flags, int wrapWidth = 0) {
+    const HDC dc = ::GetDC(nullptr);
+    const HGDIOBJ old = ::SelectObject(dc, font);
+    RECT rect{0, 0, wrapWidth, 0};
+    ::DrawTextW(dc, text.c_str(), int(text.size()), &rect, flags | DT_CALCRECT);
+    ::SelectObject(dc, old);
+    ::ReleaseDC(nullptr, dc);
+    return SIZE{rect.right - rect.left, rect.bottom - rect.top};
+}
+
+// Characters drawn as the font's missing glyph: each drawn alone and compared
+// with a code point no font has (glyphs from linked fonts count as present).
+int MissingGlyphs(HFONT font, const std::wstring& text) {
+    const HDC dc = ::CreateCompatibleDC(nullptr);
+    const HGDIOBJ oldFont = ::SelectObject(dc, font);
+    TEXTMETRICW metrics{};
+    ::GetTextMetricsW(dc, &metrics);
+    const int width = 2 * metrics.tmMaxCharWidth + 8, height = metrics.tmHeight + 8;
+    BITMAPINFO info{};
+    info.bmiHeader = {DWORD(sizeof(info.bmiHeader)), width, -height, WORD(1), WORD(32)};
+    void* bits = nullptr;
+    const HBITMAP bitmap = ::CreateDIBSection(dc, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
+    const HGDIOBJ oldBitmap = ::SelectObject(dc, bitmap);
+    const auto draw = [&](wchar_t c) {
+        const RECT all{0, 0, width, height};
+        ::FillRect(dc, &all, static_cast<HBRUSH>(::GetStockObject(WHITE_BRUSH)));
+        ::SetBkMode(dc, TRANSPARENT);
+        ::TextOutW(dc, 4, 4, &c, 1);
+        ::GdiFlush();
+        const DWORD* pixels = static_cast<const DWORD*>(bits);
+        return std::vector<DWORD>(pixels, pixels + size_t(width) * size_t(height));
+    };
+    const std::vector<DWORD> missing = draw(L'\x0378');  // unassigned in every version of Unicode
+    int count = 0;
+    for (const wchar_t c : text)
+        if (c >= 0x80 && !std::iswspace(c) && c != 0x00A0 && !(c >= 0x2000 && c <= 0x200F) && c != 0x202F &&
+            !(c >= 0xD800 && c <= 0xDFFF) && draw(c) == missing)
+            ++count;
+    ::SelectObject(dc, oldBitmap);
+    ::SelectObject(dc, oldFont);
+    ::DeleteObject(bitmap);
+    ::DeleteDC(dc);
+    return count;
+}
+
+void Report(const char* control, const std::string& where, HFONT font, const std::wstring& text, int needed,
+            int available) {
+    ++g_measured;
+    const std::vector<std::string> fields = {control, where, Utf8(text), std::to_string(needed), std::to_string(available)};
+    std::vector<std::string> line = {"text"};
+    line.insert(line.end(), fields.begin(), fields.end());
+    PrintLine(line);
+    if (needed > available) {
+        ++g_clipped;
+        line[0] = "clipped";
+        PrintLine(line);
     }
+    if (const int missing = MissingGlyphs(font, text))
+        PrintLine({"missing-glyphs", control, where, Utf8(text), std::to_string(missing)});
 }
 
-std::wstring ClassName(HWND window) {
-    wchar_t name[64] = {};
-    ::GetClassNameW(window, name, 64);
-    return name;
+// Wider than the room (a word that does not break) or taller: clipped.
+void ReportWrapped(const char* control, const std::string& where, HFONT font, const std::wstring& text, int width,
+                   int height, UINT flags) {
+    const SIZE wrapped = TextSize(font, text, DT_WORDBREAK | flags, width);
+    if (wrapped.cx > width) Report(control, where, font, text, wrapped.cx, width);
+    else Report(control, where + " height", font, text, wrapped.cy, height);
+}
+
+void ReportLayout(const char* control, const std::string& where, HWND window) {
+    const bool mirrored = (::GetWindowLongW(window, GWL_EXSTYLE) & WS_EX_LAYOUTRTL) != 0;
+    PrintLine({"layout", control, where, mirrored ? "mirrored" : "plain"});
+}
+
+void MeasureButton(const char* control, const std::string& where, HWND button) {
+    const LONG style = ::GetWindowLongW(button, GWL_STYLE);
+    if ((style & BS_TYPEMASK) == BS_OWNERDRAW) return;
+    RECT client{};
+    ::GetClientRect(button, &client);
+    const int margin = Scale(3), available = client.right - 2 * margin;
+    const std::wstring text = WindowText(button);
+    if (style & BS_MULTILINE)
+        ReportWrapped(control, where, FontOf(button), text, available, client.bottom - 2 * margin, 0);
+    else
+        Report(control, where, FontOf(button), text, TextSize(FontOf(button), text, DT_SINGLELINE).cx, available);
 }
 
 void MeasureChildren(const char* control, HWND dialog) {
     for (HWND child = ::GetWindow(dialog, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {
-        if (!::IsWindowVisible(child)) continue;
         const std::wstring text = WindowText(child);
-        if (text.empty()) continue;
+        if (!::IsWindowVisible(child) || text.empty()) continue;
         const std::string where = "window " + std::to_string(::GetDlgCtrlID(child));
-        const std::wstring name = ClassName(child);
-        if (::CompareStringOrdinal(name.c_str(), -1, L"Button", -1, TRUE) == CSTR_EQUAL)
-            MeasureButton(control, where, child, text);
-        else if (::CompareStringOrdinal(name.c_str(), -1, L"Static", -1, TRUE) == CSTR_EQUAL)
-            MeasureStatic(control, where, child, text);
-        else if (::CompareStringOrdinal(name.c_str(), -1, WC_LISTVIEWW, -1, TRUE) != CSTR_EQUAL)
+        wchar_t name[64] = {};
+        ::GetClassNameW(child, name, 64);
+        const LONG style = ::GetWindowLongW(child, GWL_STYLE);
+        RECT client{};
+        ::GetClientRect(child, &client);
+        if (::CompareStringOrdinal(name, -1, L"Button", -1, TRUE) == CSTR_EQUAL)
+            MeasureButton(control, where, child);
+        else if (::CompareStringOrdinal(name, -1, L"Static", -1, TRUE) == CSTR_EQUAL && (style & SS_TYPEMASK) <= SS_RIGHT)
+            ReportWrapped(control, where, FontOf(child), text, client.right, client.bottom,
+                          (style & SS_NOPREFIX) ? DT_NOPREFIX : 0);
+        else if (::CompareStringOrdinal(name, -1, WC_LISTVIEWW, -1, TRUE) != CSTR_EQUAL)  // its text is its name
             PrintLine({"unmeasured", control, where + " (" + Utf8(name) + ")", Utf8(text)});
     }
 }
 
-// --- The list header ---------------------------------------------------------
-
-void MeasureHeaderItem(const char* control, const std::string& state, HWND header, int index) {
-    wchar_t buffer[260] = {};
-    HDITEMW item{};
-    item.mask = HDI_TEXT | HDI_FORMAT | HDI_BITMAP;
-    item.pszText = buffer;
-    item.cchTextMax = 260;
-    if (!::SendMessageW(header, HDM_GETITEMW, WPARAM(index), reinterpret_cast<LPARAM>(&item))) return;
-    const std::wstring text = item.pszText == buffer ? buffer : L"";
-    if (text.empty() || (item.fmt & HDF_OWNERDRAW)) return;
-    RECT rect{};
-    ::SendMessageW(header, HDM_GETITEMRECT, WPARAM(index), reinterpret_cast<LPARAM>(&rect));
-    RECT client{};
-    ::GetClientRect(header, &client);
-
-    const int padding = 3 * ::GetSystemMetrics(SM_CXEDGE);
-    int available = rect.right - rect.left - 2 - 2 * padding;
-    if (item.fmt & (HDF_SORTUP | HDF_SORTDOWN)) {
-        available -= 2 * ::MulDiv(client.bottom, 4, 13) + 2 * padding;
-    } else if (item.fmt & HDF_IMAGE) {
+void MeasureHeader(const char* control, HWND list, const std::string& state = "", int only = -1) {
+    const HWND header = ListView_GetHeader(list);
+    for (int index = 0, count = Header_GetItemCount(header); index < count; ++index) {
+        if (only >= 0 && index != only) continue;
+        wchar_t buffer[260] = {};
+        HDITEMW item{};
+        item.mask = HDI_TEXT | HDI_FORMAT;
+        item.pszText = buffer;
+        item.cchTextMax = 260;
+        if (!Header_GetItem(header, index, &item) || !*buffer || (item.fmt & HDF_OWNERDRAW)) continue;
+        RECT rect{}, client{};
+        Header_GetItemRect(header, index, &rect);
+        ::GetClientRect(header, &client);
+        const int padding = 3 * ::GetSystemMetrics(SM_CXEDGE);
+        int available = rect.right - rect.left - 2 - 2 * padding;
         int width = 0, height = 0;
-        const auto images = reinterpret_cast<HIMAGELIST>(::SendMessageW(header, HDM_GETIMAGELIST, 0, 0));
-        if (images && ::ImageList_GetIconSize(images, &width, &height)) available -= width + 2 * padding;
-    } else if ((item.fmt & HDF_BITMAP) && item.hbm) {
-        BITMAP bitmap{};
-        if (::GetObjectW(item.hbm, sizeof(bitmap), &bitmap)) available -= bitmap.bmWidth + 2 * padding;
+        if (item.fmt & (HDF_SORTUP | HDF_SORTDOWN))
+            available -= 2 * ::MulDiv(client.bottom, 4, 13) + 2 * padding;
+        else if ((item.fmt & HDF_IMAGE) && ::ImageList_GetIconSize(Header_GetImageList(header), &width, &height))
+            available -= width + 2 * padding;
+        if (item.fmt & HDF_CHECKBOX) available -= Scale(13) + padding;
+        Report(control, "header column " + std::to_string(index) + state, FontOf(header), buffer,
+               TextSize(FontOf(header), buffer, DT_SINGLELINE).cx, available);
     }
-    if (item.fmt & HDF_CHECKBOX) available -= Scale(13) + padding;
-
-    Report(control, "header column " + std::to_string(index) + state, FontOf(header), text,
-           TextSize(FontOf(header), text, DT_SINGLELINE).cx, available);
 }
 
-HWND HeaderOf(HWND list) { return reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0)); }
-
-void MeasureHeader(const char* control, HWND list) {
-    const HWND header = HeaderOf(list);
-    const int count = int(::SendMessageW(header, HDM_GETITEMCOUNT, 0, 0));
-    for (int index = 0; index < count; ++index) MeasureHeaderItem(control, "", header, index);
-}
-
-// Sorts by each column in turn and measures that column with its image.
-// (The second control reads its mode back in another form than it takes it:
-// it is not put back.)
-void MeasureSortedHeader(const char* control, HWND list, IVelPhonebookControl3* phonebook,
-                         int (*modeOfColumn)(int), bool restore) {
-    const HWND header = HeaderOf(list);
-    const int count = int(::SendMessageW(header, HDM_GETITEMCOUNT, 0, 0));
-    int before = 0;
-    phonebook->GetSortMode(&before);
-    for (int column = 0; column < count; ++column) {
-        const int mode = modeOfColumn(column);
-        if (mode < 0 || FAILED(phonebook->SetSortMode(mode))) continue;
-        DispatchWaiting();
-        MeasureHeaderItem(control, " (sorted)", header, column);
+void DispatchWaiting() {
+    MSG message;
+    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+        ::TranslateMessage(&message);
+        ::DispatchMessageW(&message);
     }
-    // Back to the first state for what is measured next.
-    if (restore) phonebook->SetSortMode(before);
-    DispatchWaiting();
 }
 
-// The first control's modes: 1/2 "#", 3/4 name, 5/6 number (ascending/descending).
-int FirstControlMode(int column) { return column <= 2 ? 2 * column + 1 : -1; }
-// The second control's: the column, ascending.
-int SecondControlMode(int column) { return column; }
-
-// --- Hosting -----------------------------------------------------------------
-
-using GetClassObjectFunction = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-using AttachFunction = HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**);
-
+// A control of the module copy in place active through the ATL host in a
+// site window, showing the recently used book.
 struct Host {
     HWND top = nullptr;
-    HWND site = nullptr;
     com::ComPtr<IUnknown> container;
     com::ComPtr<IVelPhonebookControl3> control;
 
-    HWND ControlWindow() const {
+    HWND Window() const {
         HWND window = nullptr;
         if (const auto inPlace = control.query<IOleInPlaceObject>()) inPlace->GetWindow(&window);
         return window;
     }
-    HWND List() const { return ::GetDlgItem(ControlWindow(), kListId); }
-    int Rows() const { return control ? int(control->GetItemCount()) : -1; }
+    HWND List() const { return ::GetDlgItem(Window(), 204); }
+    int Rows() const { return int(control->GetItemCount()); }
+    ~Host() {
+        control.reset();
+        if (top) ::DestroyWindow(top);
+        container.reset();
+        DispatchWaiting();
+    }
 };
 
-// A control of the module copy in a site window of the given size, in place
-// active through the ATL host, showing the recently used book.
-bool HostControl(Host& host, GetClassObjectFunction getClassObject, AttachFunction attach, REFCLSID clsid, int x,
-                 int width, int height) {
-    static const wchar_t kSiteClass[] = L"TextFitProbeSite";
-    WNDCLASSW windowClass{};
-    windowClass.lpfnWndProc = ::DefWindowProcW;
-    windowClass.hInstance = ::GetModuleHandleW(nullptr);
-    windowClass.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
-    windowClass.lpszClassName = kSiteClass;
-    ::RegisterClassW(&windowClass);  // the second control finds it registered
+using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+using Attach = HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**);
 
-    host.top = ::CreateWindowExW(0, kSiteClass, L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, x, 0, width + 20,
+bool HostControl(Host& host, GetClassObject getClassObject, Attach attach, REFCLSID clsid, int x, int width, int height) {
+    host.top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, x, 0, width + 20,
                                  height + 20, nullptr, nullptr, nullptr, nullptr);
-    host.site = ::CreateWindowExW(0, kSiteClass, L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 10, 10, width, height,
-                                  host.top, nullptr, nullptr, nullptr);
-    if (!host.site) return false;
-
+    const HWND site = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 10, 10, width,
+                                        height, host.top, nullptr, nullptr, nullptr);
     com::ComPtr<IClassFactory> factory;
-    if (FAILED(getClassObject(clsid, IID_IClassFactory, factory.put_void()))) return false;
     com::ComPtr<IUnknown> object;
-    if (FAILED(factory->CreateInstance(nullptr, IID_IUnknown, object.put_void()))) return false;
-    // As the ATL host does for a control it creates itself.
-    if (const auto persist = object.query<IPersistStreamInit>()) persist->InitNew();
-    if (FAILED(attach(object.get(), host.site, host.container.put()))) return false;
+    if (!site || FAILED(getClassObject(clsid, IID_IClassFactory, factory.put_void())) ||
+        FAILED(factory->CreateInstance(nullptr, IID_IUnknown, object.put_void())))
+        return false;
+    if (const auto persist = object.query<IPersistStreamInit>()) persist->InitNew();  // as the ATL host does
+    if (FAILED(attach(object.get(), site, host.container.put()))) return false;
     host.control = object.query<IVelPhonebookControl3>();
-    if (!host.control || !host.ControlWindow()) return false;
-    return SUCCEEDED(host.control->SelectOutlookAddressBook(-1));
+    return host.control && host.Window() && SUCCEEDED(host.control->SelectOutlookAddressBook(-1));
 }
 
-void CloseHost(Host& host) {
-    host.control.reset();
-    if (host.top) ::DestroyWindow(host.top);
-    host.container.reset();
+// Sorts by each column in turn (the first class's modes 1, 3, 5; the second
+// class's columns) and measures that column with its image.
+void MeasureSorted(const char* control, HWND list, IVelPhonebookControl3* phonebook, bool first) {
+    for (int column = 0; column < Header_GetItemCount(ListView_GetHeader(list)); ++column) {
+        if (FAILED(phonebook->SetSortMode(first ? 2 * column + 1 : column))) continue;
+        DispatchWaiting();
+        MeasureHeader(control, list, " (sorted)", column);
+    }
+    if (first) phonebook->SetSortMode(0);  // as it started, for what is measured next
     DispatchWaiting();
 }
 
+// Runs a dialog modally and measures it from a timer once it shows, then
+// closes it; false when it never showed.
+struct Measurement {
+    HWND* dialog;
+    std::function<void()> measure;
+    bool done = false;
+};
+Measurement* g_current = nullptr;
+
+bool RunMeasured(HWND* dialog, std::function<void()> measure, const std::function<void()>& run) {
+    Measurement measurement{dialog, std::move(measure)};
+    g_current = &measurement;
+    const UINT_PTR timer = ::SetTimer(nullptr, 0, 50, [](HWND, UINT, UINT_PTR, DWORD) WINAPI -> void {
+        Measurement* current = g_current;
+        if (!current || current->done || !*current->dialog || !::IsWindowVisible(*current->dialog)) return;
+        current->done = true;
+        current->measure();
+        ::PostMessageW(*current->dialog, WM_CLOSE, 0, 0);
+    });
+    run();
+    ::KillTimer(nullptr, timer);
+    g_current = nullptr;
+    return measurement.done;
+}
+
+void MeasureEntryDialog(const char* control, const ui::CEntryInfoDlg& dialog) {
+    ReportLayout(control, "window", dialog.m_hWnd);
+    ReportLayout(control, "name edit", ::GetDlgItem(dialog.m_hWnd, IDC_ENTRY_NAME));
+    ReportLayout(control, "fax edit", ::GetDlgItem(dialog.m_hWnd, IDC_ENTRY_FAX));
+    const char* names[] = {"prompt", "warning", "name label", "fax label"};
+    int index = 0;
+    for (const ui::CEntryInfoDlg::PaintedText& painted : dialog.PaintedTexts()) {
+        // Painted on one line: too tall for its band is as cut as too wide.
+        const SIZE size = TextSize(dialog.TextFont(), painted.text, DT_SINGLELINE | DT_NOPREFIX);
+        const RECT& rect = painted.rect;
+        const std::string where = names[index++];
+        if (size.cy > rect.bottom - rect.top)
+            Report(control, where + " height", dialog.TextFont(), painted.text, size.cy, rect.bottom - rect.top);
+        else
+            Report(control, where, dialog.TextFont(), painted.text, size.cx, rect.right - rect.left);
+    }
+    for (const int id : {IDC_ENTRY_FIRST, IDC_ENTRY_SECOND})
+        MeasureButton(control, "button " + std::to_string(id), ::GetDlgItem(dialog.m_hWnd, id));
+}
+
+void MeasureMessageBox(const char* control, const ui::CMessageBoxDlg& box) {
+    ReportLayout(control, "window", box.m_hWnd);
+    const RECT rect = box.TextRect();
+    ReportWrapped(control, "text", box.TextFont(), box.Text(), rect.right - rect.left, rect.bottom - rect.top,
+                  DT_NOPREFIX);
+    for (const int id : {IDOK, IDCANCEL})
+        if (::IsWindowVisible(::GetDlgItem(box.m_hWnd, id)))
+            MeasureButton(control, "button " + std::to_string(id), ::GetDlgItem(box.m_hWnd, id));
+}
+
+// The texts of the module's string table as its windows get them.
+class Texts : public CLocalizerHelperT<Texts> {};
+
 int Fail(const char* what) {
-    std::fprintf(stdout, "error\t%s\n", what);
+    std::printf("error\t%s\n", what);
+    std::fflush(stdout);
     return 2;
+}
+
+int Run(int rows) {
+    wchar_t self[MAX_PATH] = {};
+    ::GetModuleFileNameW(nullptr, self, MAX_PATH);
+    std::wstring folder = self;
+    folder.resize(folder.rfind(L'\\') + 1);
+    const HMODULE module = ::LoadLibraryW((folder + localization::kModuleFileName).c_str());
+    const HMODULE atl = ::LoadLibraryW(L"atl100.dll");
+    if (!module || !atl) return Fail("the module copy or the ATL host did not load");
+    const auto getClassObject =
+        reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
+    const auto init = reinterpret_cast<BOOL(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxWinInit")));
+    const auto attach = reinterpret_cast<Attach>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxAttachControl")));
+    if (!getClassObject || !init || !attach) return Fail("DllGetClassObject or the ATL host is missing");
+    init();
+    {
+        // The demo's size, scaled; side by side, so that their first loads overlap.
+        const int width = Scale(480), height = Scale(380);
+        Host first, second;
+        if (!HostControl(first, getClassObject, attach, CLSID_VelPhonebookControl, 0, width, height) ||
+            !HostControl(second, getClassObject, attach, CLSID_VelPhonebookControl2, width + 40, width, height))
+            return Fail("a control could not be hosted");
+        const ULONGLONG end = ::GetTickCount64() + 10000;
+        while (first.Rows() != rows || second.Rows() != rows) {  // the first load runs from the controls' timer
+            if (::GetTickCount64() > end) return Fail("the lists did not fill with the recently used book");
+            ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
+            DispatchWaiting();
+        }
+        ReportLayout("control1", "window", first.Window());
+        ReportLayout("control1", "list", first.List());
+        ReportLayout("control2", "window", second.Window());
+        ReportLayout("control2", "list", second.List());
+        MeasureChildren("control1", first.Window());
+        MeasureHeader("control1", first.List());
+        MeasureSorted("control1", first.List(), first.control.get(), true);
+        first.control->EnableCheckBoxes(TRUE, nullptr);
+        DispatchWaiting();
+        MeasureChildren("control1-checkboxes", first.Window());
+        MeasureHeader("control1-checkboxes", first.List());
+        MeasureChildren("control2", second.Window());
+        MeasureHeader("control2", second.List());
+        MeasureSorted("control2", second.List(), second.control.get(), false);
+    }
+
+    // A stuck dialog ends the run rather than hanging the test.
+    ::CreateThread(nullptr, 0, [](void*) WINAPI -> DWORD {
+        ::Sleep(60000);
+        ::ExitProcess(3);
+    }, nullptr, 0, nullptr);
+    const HWND host = ::CreateWindowExW(0, L"STATIC", L"Send fax", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 80, 60, Scale(700),
+                                        Scale(540), nullptr, nullptr, nullptr, nullptr);
+    CRecipient someone;
+    someone.name = L"Recipient 1";
+    someone.faxNumber = L"+49 30 1234 5611";
+    const std::pair<const char*, DWORD> entries[] = {{"entry-new", ui::CEntryInfoDlg::ModeNew},
+                                                     {"entry-view", ui::CEntryInfoDlg::ModeView},
+                                                     {"entry-edit", ui::CEntryInfoDlg::ModeEdit}};
+    for (const auto& [name, mode] : entries) {
+        ui::CEntryInfoDlg dialog(mode, someone, nullptr);
+        if (!RunMeasured(&dialog.m_hWnd, [&, name = name] { MeasureEntryDialog(name, dialog); },
+                         [&] { dialog.DoModal(host); }))
+            return Fail("the entry dialog did not show");
+    }
+    std::wstring question = Texts().LoadText(IDS_CONFIRM_REMOVE);
+    if (const size_t at = question.find(L"%d"); at != std::wstring::npos) question.replace(at, 2, L"1000");
+    ui::CMessageBoxDlg box(question.c_str(), Texts().LoadText(IDS_REMOVE).c_str(), MB_YESNO);
+    if (!RunMeasured(&box.m_hWnd, [&] { MeasureMessageBox("message", box); }, [&] { box.DoModal(host); }))
+        return Fail("the message box did not show");
+    ::DestroyWindow(host);
+    PrintLine({"verdict", g_clipped ? "clipped" : "fits", std::to_string(g_clipped), std::to_string(g_measured)});
+    return 0;
 }
 
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-    if (argc < 4) return Fail("usage: text_fit_probe FOLDER LANGUAGES ROWS [--squeeze]");
-    std::wstring folder = argv[1];
-    if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
-    const int rows = std::wcstol(argv[3], nullptr, 10);
-    const bool squeeze = argc > 4 && std::wstring(argv[4]) == L"--squeeze";
+    if (argc < 3) return Fail("usage: VelPhonebook.exe LANGUAGES ROWS");
     // Read by the language library when the module first asks for its language.
-    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", argv[2]);
-
+    ::SetEnvironmentVariableW(L"ZANTIXUI_ORIGINAL_LIST", argv[1]);
+    com::Module::SetInstance(::GetModuleHandleW(nullptr));
     ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     const HDC screen = ::GetDC(nullptr);
     g_dpi = ::GetDeviceCaps(screen, LOGPIXELSX);
     ::ReleaseDC(nullptr, screen);
     PrintLine({"dpi", std::to_string(g_dpi)});
-
-    const HMODULE module = ::LoadLibraryW((folder + localization::kModuleFileName).c_str());
-    if (!module) return Fail("the module copy did not load");
-    const auto getClassObject = reinterpret_cast<GetClassObjectFunction>(
-        reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
-    const HMODULE atl = ::LoadLibraryW(L"atl100.dll");
-    const auto init = reinterpret_cast<BOOL(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxWinInit")));
-    const auto attach =
-        reinterpret_cast<AttachFunction>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxAttachControl")));
-    if (!getClassObject || !init || !attach) return Fail("DllGetClassObject or the ATL host is missing");
-    init();
-
-    // The demo's size for the control, scaled to the screen; both controls
-    // at once, side by side, so that their first loads overlap.
-    const int width = Scale(480), height = Scale(380);
-    Host first, second;
-    if (!HostControl(first, getClassObject, attach, CLSID_VelPhonebookControl, 0, width, height))
-        return Fail("the first control could not be hosted");
-    if (!HostControl(second, getClassObject, attach, CLSID_VelPhonebookControl2, width + 40, width, height))
-        return Fail("the second control could not be hosted");
-    // The first load runs from the controls' timer.
-    if (!PumpUntil([&] { return first.Rows() == rows && second.Rows() == rows; }, 10000))
-        return Fail("the lists did not fill with the recently used book");
-    if (rows == 0) PumpUntil([] { return false; }, 700);
-
-    const HWND firstList = first.List();
-    if (squeeze) {
-        const HWND add = ::GetDlgItem(first.ControlWindow(), 203);
-        RECT rect{};
-        ::GetWindowRect(add, &rect);
-        ::SetWindowPos(add, nullptr, 0, 0, Scale(12), rect.bottom - rect.top, SWP_NOMOVE | SWP_NOZORDER);
-        ::SendMessageW(firstList, LVM_SETCOLUMNWIDTH, 1, Scale(12));
-        DispatchWaiting();
-    }
-    ReportLayout("control1", "window", first.ControlWindow());
-    ReportLayout("control1", "list", firstList);
-    ReportLayout("control2", "window", second.ControlWindow());
-    ReportLayout("control2", "list", second.List());
-    MeasureChildren("control1", first.ControlWindow());
-    MeasureHeader("control1", firstList);
-    MeasureSortedHeader("control1", firstList, first.control.get(), &FirstControlMode, true);
-
-    first.control->EnableCheckBoxes(TRUE, nullptr);
-    DispatchWaiting();
-    MeasureChildren("control1-checkboxes", first.ControlWindow());
-    MeasureHeader("control1-checkboxes", firstList);
-
-    MeasureChildren("control2", second.ControlWindow());
-    MeasureHeader("control2", second.List());
-    MeasureSortedHeader("control2", second.List(), second.control.get(), &SecondControlMode, false);
-
-    PrintLine({"verdict", g_tally.clipped ? "clipped" : "fits", std::to_string(g_tally.clipped),
-               std::to_string(g_tally.measured)});
+    const int code = Run(std::wcstol(argv[2], nullptr, 10));
     std::fflush(stdout);
-    CloseHost(first);
-    CloseHost(second);
     ::CoUninitialize();
-    return 0;
+    return code;
 }

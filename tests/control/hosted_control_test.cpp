@@ -1,0 +1,751 @@
+// Both control classes in Wine's ATL host, on each book, driven through
+// their automation interfaces as the fax program drives them and through
+// their windows as a user does.
+#include "support/control_host.h"
+#include "support/outlook_fixture.h"
+#include "support/wab_fixture.h"
+#include "ui_harness.h"
+
+#include "com/unique_any.h"
+#include "control/list_view.h"
+
+#include <oleauto.h>
+
+#include <algorithm>
+#include <climits>
+#include <set>
+
+using namespace control_test;
+using testing_support::ContactFiles;
+
+namespace {
+
+const People kPeople = {{L"Carla Brandt", L"+49 30 1234"}, {L"Anton Weiss", L"555-0101"}, {L"Bea Koch", L"777-12"}};
+using NameList = std::vector<std::wstring>;
+
+std::string FileOf(const std::wstring& name) {
+    return testing_support::ReadFileBytes(testing_support::ContactsFolder() + L"\\" + name);
+}
+
+// ---------------------------------------------------------------------------
+// Every class on every book.
+
+class EveryBook : public HostedEach {};
+
+TEST_P(EveryBook, ListsTheBookAndFollowsAnotherProcessKeepingSortAndMark) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    LONG book = 9;
+    EXPECT_EQ(m_control->IsOutlookAddressBookSelected(&book), S_OK);
+    EXPECT_EQ(book, m_setup.book);
+    // Names descending: the first class's mode 4, the second's name column negated.
+    ASSERT_EQ(m_control->SetSortMode(Second() ? -1 : 4), S_OK);
+    EXPECT_EQ(Names(), (NameList{L"Carla Brandt", L"Bea Koch", L"Anton Weiss"}));
+    ASSERT_EQ(m_control->SelectItem(2), S_OK);
+
+    ASSERT_NO_FATAL_FAILURE(AddFromAnotherProcess());
+    People more = kPeople;
+    more.emplace_back(L"Helper 0", L"1000");
+    ASSERT_TRUE(WaitForRows(more)) << ItemCount() << " rows";
+    EXPECT_EQ(Names(), (NameList{L"Helper 0", L"Carla Brandt", L"Bea Koch", L"Anton Weiss"}));
+    EXPECT_EQ(m_control->GetSelItemCount(), 1);
+    EXPECT_EQ(NameAt(m_control->GetSelItem(-1, nullptr, nullptr, nullptr)), L"Anton Weiss") << "the mark stays";
+}
+
+INSTANTIATE_TEST_SUITE_P(Books, EveryBook,
+                         testing::Values(kFirstOnRecent, kSecondOnRecent, kFirstOnContacts, kSecondOnContacts,
+                                         kFirstOnOutlook, kSecondOnOutlook),
+                         SetupName);
+
+// Outlook's reminders stay away while the list shows it; Outlook is let go
+// when the user moves to another book (or the control goes: the fixture).
+// (Both classes share the Outlook sink; the second reloads through it above.)
+class OnOutlook : public HostedEach {};
+
+TEST_P(OnOutlook, RemindersAreKeptAwayWhileShownAndOutlookIsLetGoWhenLeft) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    {
+        outlooktest::OutlookClient outlook;
+        EXPECT_EQ(VARIANT_BOOL(1), outlook.FireBeforeReminderShow());
+    }
+    ASSERT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK);
+    EXPECT_TRUE(WaitForRows({}));
+    EXPECT_TRUE(outlooktest::WaitForNoStandin(10000)) << "nothing holds Outlook once the control left it";
+    {
+        outlooktest::OutlookClient outlook;
+        EXPECT_EQ(VARIANT_FALSE, outlook.FireBeforeReminderShow()) << "nobody listens any more";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Books, OnOutlook, testing::Values(kFirstOnOutlook), SetupName);
+
+// ---------------------------------------------------------------------------
+// Both classes on the recently used book.
+
+class BothClasses : public HostedEach {};
+
+TEST_P(BothClasses, RowsAndBooksAnswerAsPublished) {
+    const std::wstring longName(1500, L'L');
+    ASSERT_NO_FATAL_FAILURE(Host({{longName, L"111-222"}, {L"Ben", L"333-444"}, {L"Cid", L"555-666"}}));
+    std::set<ULONG> keys;
+    for (int item : {-1, 0, 1, 2, 3, 103}) {
+        ULONG id = 5;
+        BSTR name = nullptr;
+        const bool inside = item >= 0 && item < 3;
+        EXPECT_EQ(m_control->GetItem(item, &id, inside ? nullptr : &name, nullptr), HRESULT(inside ? item : -1));
+        if (inside) keys.insert(id);
+        else EXPECT_TRUE(id == 5 && !name) << "out-parameters stay untouched";
+    }
+    EXPECT_EQ(keys.size(), 3u) << "each row carries its own record's key";
+    const NameList names = Names();
+    EXPECT_EQ(std::count(names.begin(), names.end(), longName), 1) << "a long name comes whole";
+    EXPECT_EQ(m_control->GetSelItemCount(), 0);
+    EXPECT_LT(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), 0);
+    SetCheck(0, true);
+    for (int row = 0; row < 3; ++row) SetRowState(row, LVIS_SELECTED, LVIS_SELECTED);
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), 0);
+    EXPECT_LT(m_control->GetSelItem(INT_MAX, nullptr, nullptr, nullptr), 0) << "a search from the end does not wrap";
+
+    EXPECT_EQ(m_control->IsOutlookAddressBookSelected(nullptr), E_INVALIDARG);
+    for (LONG bad : {2L, -2L, 100L}) {
+        ::SetErrorInfo(0, nullptr);
+        EXPECT_EQ(m_control->SelectOutlookAddressBook(bad), E_INVALIDARG) << bad;
+        com::ComPtr<IErrorInfo> error;
+        ASSERT_EQ(::GetErrorInfo(0, error.put()), S_OK) << "a failure carries an error object";
+        com::UniqueBstr description;
+        error->GetDescription(description.put());
+        EXPECT_TRUE(description.get() && *description.get());
+    }
+    const auto support = m_control.query<ISupportErrorInfo>();
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IVelPhonebookControl2), S_OK);
+    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IOleObject), S_FALSE);
+    EXPECT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK) << "the current book again changes nothing";
+    EXPECT_EQ(ItemCount(), 3);
+}
+
+TEST_P(BothClasses, SortModesFollowTheClassesRules) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    const NameList ascending{L"Anton Weiss", L"Bea Koch", L"Carla Brandt"};
+    const NameList descending(ascending.rbegin(), ascending.rend());
+    const NameList unsorted = Names();
+    struct Step {
+        int mode;
+        HRESULT result;
+        int readBack;
+        const NameList* names;
+    };
+    // The first class: modes 1-6 (column pairs ascending/descending), the low
+    // 16 bits only. The second: a column, negative for descending; it reads
+    // back the column's state without the direction, and refuses columns past
+    // the favourite star.
+    const std::vector<Step> first = {{4, S_OK, 4, &descending}, {0x10003, S_OK, 3, &ascending}};
+    const std::vector<Step> second = {{-1, S_OK, 2, &descending}, {1, S_OK, 2, &ascending},
+                                      {4, E_INVALIDARG, 2, &ascending}, {-4, E_INVALIDARG, 2, &ascending},
+                                      {INT_MIN, E_INVALIDARG, 2, &ascending}};
+    int mode = -5;
+    EXPECT_EQ(m_control->GetSortMode(&mode), S_OK);
+    EXPECT_EQ(mode, 0) << "unsorted at first";
+    EXPECT_EQ(Names(), unsorted);
+    for (const Step& step : Second() ? second : first) {
+        EXPECT_EQ(m_control->SetSortMode(step.mode), step.result) << step.mode;
+        EXPECT_EQ(m_control->GetSortMode(&mode), S_OK);
+        EXPECT_EQ(mode, step.readBack) << step.mode;
+        EXPECT_EQ(Names(), *step.names) << step.mode;
+    }
+    EXPECT_EQ(m_control->GetSortMode(nullptr), Second() ? E_INVALIDARG : S_OK);
+}
+
+// A header click sorts by its column: the first class starts descending and
+// renumbers "#" from the top, the second starts ascending.
+TEST_P(BothClasses, AHeaderClickSortsByItsColumn) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    const HWND header = ListView_GetHeader(List());
+    const struct {
+        int column, mode;
+        const wchar_t* top;
+    } first[] = {{1, 4, L"Carla Brandt"}, {1, 3, L"Anton Weiss"}, {2, 6, L"Bea Koch"}},
+      second[] = {{1, 2, L"Anton Weiss"}, {1, 2, L"Carla Brandt"}, {2, 3, L"Carla Brandt"}};  // dial digits
+    for (const auto& click : Second() ? second : first) {
+        RECT rect{};
+        Header_GetItemRect(header, click.column, &rect);
+        const LPARAM at = MAKELPARAM((rect.left + rect.right) / 2, (rect.top + rect.bottom) / 2);
+        ::SendMessageW(header, WM_LBUTTONDOWN, MK_LBUTTON, at);
+        ::SendMessageW(header, WM_LBUTTONUP, 0, at);
+        int mode = 0;
+        m_control->GetSortMode(&mode);
+        EXPECT_EQ(mode, click.mode) << click.column;
+        EXPECT_EQ(NameAt(0), click.top) << click.column;
+        for (int row = 0; row < 3 && !Second(); ++row) {
+            wchar_t number[8] = {};
+            ListView_GetItemText(List(), row, 0, number, 8);
+            EXPECT_EQ(number, std::to_wstring(row + 1)) << row;
+        }
+    }
+}
+
+// Sinks that fail or unadvise inside the event keep no other from hearing it.
+TEST_P(BothClasses, EverySinkHearsTheEventWhateverTheOthersDo) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    const auto failing = com::Make<EventSink>(), leaving = com::Make<EventSink>(), last = com::Make<EventSink>();
+    failing->answer = E_FAIL;
+    AdviseSink(m_control.get(), failing.get());
+    const DWORD leavingCookie = AdviseSink(m_control.get(), leaving.get());
+    AdviseSink(m_control.get(), last.get());
+    leaving->onEvent = [&] { UnadviseSink(m_control.get(), leavingCookie); };
+    m_control->SelectItem(0);
+    const size_t first = last->events.size();
+    ASSERT_GT(first, 0u);
+    EXPECT_EQ(failing->events.size(), first);
+    EXPECT_EQ(leaving->events.size(), 1u) << "gone after unadvising inside its first event";
+    m_control->SelectItem(-1);
+    EXPECT_GT(last->events.size(), first);
+    EXPECT_EQ(failing->events.size(), last->events.size());
+    EXPECT_EQ(leaving->events.size(), 1u);
+}
+
+// Letters typed go to the first name from the top with the prefix, whatever
+// the case; a pause starts a new prefix; the space ticks the row's box.
+TEST_P(BothClasses, TypedLettersFindRecipientsByName) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Carla Diaz", L"333-444"}, {L"bob Jones", L"555-0199"}, {L"Anna Berg", L"111-222"},
+                                  {L"Bea Koch", L"777-12"}, {L"\u00d6laf Lind", L"030 99 88"}}));
+    ASSERT_EQ(m_control->SetSortMode(Second() ? 1 : 3), S_OK);  // names ascending, case-blind for the second
+    const HWND list = List();
+    ::SetFocus(list);
+    const auto selected = [&] {
+        const int row = int(::SendMessageW(list, LVM_GETNEXTITEM, WPARAM(-1), LVNI_SELECTED));
+        return row < 0 ? std::wstring() : NameAt(row);
+    };
+    const struct {
+        bool pause;  // long enough to start a new prefix
+        const wchar_t* typed;
+        const wchar_t* selected;
+    } steps[] = {{false, L"b", L"Bea Koch"}, {false, L"ea", L"Bea Koch"}, {false, L"x", L"Bea Koch"},
+                 {true, L"\u00f6", L"\u00d6laf Lind"}, {true, L"c", L"Carla Diaz"}};
+    for (const auto& step : steps) {
+        if (step.pause) Pump(2 * ::GetDoubleClickTime() + 50);
+        Type(list, step.typed);
+        EXPECT_EQ(selected(), step.selected) << testing_support::Utf8(step.typed);
+    }
+    const int row = int(::SendMessageW(list, LVM_GETNEXTITEM, WPARAM(-1), LVNI_SELECTED));
+    if (!Second()) {
+        com::UniqueBstr header(::SysAllocString(L""));
+        m_control->EnableCheckBoxes(TRUE, header.get());
+    }
+    ::SendMessageW(list, WM_KEYDOWN, VK_SPACE, 1);
+    ::SendMessageW(list, WM_CHAR, L' ', 1);
+    ::SendMessageW(list, WM_KEYUP, VK_SPACE, 1);
+    EXPECT_EQ(::SendMessageW(list, LVM_GETITEMSTATE, WPARAM(row), LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(2));
+    EXPECT_EQ(selected(), L"Carla Diaz");
+}
+
+// Lives of the control give back windows, GDI objects, threads and handles.
+TEST_P(BothClasses, NothingOfTheControlIsLeftAfterItGoes) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    Close();  // a first life loads what stays for the process
+    const ui_test::ResourceCounts before = ui_test::CountResources();
+    constexpr int kRounds = 2;
+    for (int round = 0; round < kRounds; ++round) {
+        ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+        SetCheck(0, true);
+        m_control->SetSortMode(Second() ? -2 : 4);
+        Close();
+    }
+    const ui_test::ResourceCounts after = ui_test::SettledResources(before);
+    EXPECT_LE(after.windows, before.windows);
+    EXPECT_LE(after.gdiObjects, before.gdiObjects);
+    EXPECT_LE(after.threads, before.threads) << "the book's watcher runs on";
+    // Wine's registry and COM keep a handle now and then for the whole
+    // process; a handle per life would show as one each round.
+    EXPECT_LT(after.handles, before.handles + kRounds);
+    EXPECT_EQ(ModuleCanUnloadNow(), S_OK);
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, BothClasses, testing::Values(kFirstOnRecent, kSecondOnRecent), SetupName);
+
+// ---------------------------------------------------------------------------
+// The first class.
+
+using FirstControl = HostedControl;
+
+TEST_F(FirstControl, MarkingFiresOnItemSelectedForTheRowLeftAndTheRowChosen) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    EXPECT_EQ(m_control->SelectItem(1), S_OK);
+    auto events = TakeEvents();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].id, 1);
+    EXPECT_EQ(events[0].types, (std::vector<VARTYPE>{VT_I4, VT_BOOL, VT_I4}));
+    EXPECT_EQ(events[0].values, (std::vector<LONG>{1, -1, 1}));
+    EXPECT_EQ(m_control->SelectItem(2), S_OK);
+    EXPECT_EQ(TakeEvents().size(), 2u);
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), HRESULT(2));
+    EXPECT_LT(m_control->GetSelItem(2, nullptr, nullptr, nullptr), 0) << "none after the last marked";
+    EXPECT_EQ(m_control->SelectItem(-1), S_OK);
+    events = TakeEvents();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].values, (std::vector<LONG>{2, 0, 0}));
+
+    // With check boxes only checked rows are marked, and the image buttons
+    // stand in for the text buttons.
+    SetRowState(0, LVIS_SELECTED, LVIS_SELECTED);
+    com::UniqueBstr header(::SysAllocString(L"All"));
+    ASSERT_EQ(m_control->EnableCheckBoxes(TRUE, header.get()), S_OK);
+    EXPECT_EQ(m_control->GetSelItemCount(), 0);
+    for (int id : {203, 208, 202}) EXPECT_FALSE(::IsWindowVisible(m_host->item(id))) << id;
+    for (int id : {209, 210, 211}) EXPECT_TRUE(::IsWindowVisible(m_host->item(id))) << id;
+    EXPECT_FALSE(::IsWindowEnabled(m_host->item(211))) << "nothing to remove yet";
+    TakeEvents();
+    SetCheck(2, true);
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), HRESULT(2));
+    ASSERT_FALSE(m_sink->events.empty());
+    EXPECT_EQ(m_sink->events.back().values, (std::vector<LONG>{2, 0, 1})) << "the row's selection, and the count";
+    EXPECT_TRUE(::IsWindowEnabled(m_host->item(211)));
+    EXPECT_FALSE(::IsWindowEnabled(m_host->item(209))) << "no adding to the recently used book";
+    ASSERT_EQ(m_control->EnableCheckBoxes(FALSE, nullptr), S_OK);
+    for (int id : {203, 202}) EXPECT_TRUE(::IsWindowVisible(m_host->item(id))) << id;
+    EXPECT_EQ(m_control->GetSelItemCount(), 1) << "marked means selected again";
+}
+
+TEST_F(FirstControl, RemoveAsksTheTopWindowAndRemovesTheMarkedRowsFromTheBottomUp) {
+    const People five = {{L"Ann", L"1-111"}, {L"Ben", L"2-222"}, {L"Cid", L"3-333"}, {L"Dee", L"4-444"}, {L"Eve", L"5-555"}};
+    ASSERT_NO_FATAL_FAILURE(Host(five));
+    for (int row : {0, 2, 4}) SetRowState(row, LVIS_SELECTED, LVIS_SELECTED);
+    const NameList kept{NameAt(1), NameAt(3)};
+    {
+        BoxAnswer no(IDNO);
+        Press(202);
+        EXPECT_TRUE(no.answered());
+    }
+    EXPECT_EQ(BookNames().size(), 5u) << "No removes nothing";
+    TakeEvents();
+    {
+        BoxAnswer yes(IDYES);
+        Press(202);
+        EXPECT_TRUE(yes.answered());
+        EXPECT_EQ(yes.owner(), m_host->top()) << "owned by the control's top-level window";
+        EXPECT_NE(yes.text().find(L"3"), std::wstring::npos) << testing_support::Utf8(yes.text());
+    }
+    const auto events = TakeEvents();
+    ASSERT_EQ(events.size(), 3u);
+    EXPECT_EQ(events[0].values, (std::vector<LONG>{4, 0, 2}));
+    EXPECT_EQ(events[1].values, (std::vector<LONG>{2, 0, 1}));
+    EXPECT_EQ(events[2].values, (std::vector<LONG>{0, 0, 0}));
+    EXPECT_EQ(Names(), kept);
+    NameList stored = BookNames();
+    std::sort(stored.begin(), stored.end());
+    EXPECT_EQ(stored, kept) << "removed from the book as well";
+}
+
+TEST_F(FirstControl, AddPicksTheNextFreeNewRecipientNameAndOpensItsName) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"New Recipient", L"111-222"}, {L"New Recipient1", L"333-444"}}));
+    const auto active = m_host->query<IOleInPlaceActiveObject>();
+    Press(203);
+    ASSERT_EQ(ItemCount(), 3);
+    EXPECT_EQ(NameAt(2), L"New Recipient2");
+    EXPECT_EQ(FaxAt(2), L"000-00-00");
+    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), HRESULT(2)) << "the new row is marked";
+    EXPECT_EQ(BookNames().size(), 3u);
+    // The container's keys reach the open edit before any dialog navigation.
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(List()) != nullptr; }, 1000));
+    MSG tab{EditBox(List()), WM_KEYDOWN, VK_TAB, 1, 0, {}};
+    EXPECT_EQ(active->TranslateAccelerator(&tab), S_OK);
+    ASSERT_TRUE(PumpUntil([&] { return EditBox(List()) != nullptr; }, 1000)) << "Tab moved on to the number";
+    MSG escape{EditBox(List()), WM_KEYDOWN, VK_ESCAPE, 1, 0, {}};
+    EXPECT_EQ(active->TranslateAccelerator(&escape), S_OK);
+    EXPECT_TRUE(PumpUntil([&] { return EditBox(List()) == nullptr; }, 1000));
+}
+
+// The recently used book opens no cell, also after a reload of many rows
+// (which takes the list's relays out for a while).
+TEST_F(FirstControl, TheRecentlyUsedBookOpensNoLabelEditBeforeOrAfterABigReload) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    EXPECT_FALSE(::IsWindowEnabled(m_host->item(208)));
+    People many = kPeople;
+    for (int i = 0; i < 40; ++i) many.emplace_back(L"Extra " + std::to_wstring(100 + i), L"555-" + std::to_wstring(i));
+    for (const People* book : {&kPeople, static_cast<const People*>(&many)}) {
+        WriteBook(*book);
+        ASSERT_TRUE(WaitForRows(*book));
+        m_control->SelectItem(0);
+        ::SendMessageW(List(), LVM_EDITLABELW, 0, 0);
+        PumpUntil([] { return true; }, 0);  // an edit would open from a posted message
+        EXPECT_EQ(::SendMessageW(List(), LVM_GETEDITCONTROL, 0, 0), 0) << book->size() << " rows";
+        EXPECT_EQ(EditBox(List()), nullptr);
+    }
+}
+
+// Notices that keep coming put the reload off until they stop; reloads
+// leave the diagnostic log's settings unwritten.
+TEST_F(FirstControl, ABurstOfChangeNoticesGivesOneReloadAfterIt) {
+    const wchar_t* const logKey = L"SOFTWARE\\Quorvel\\Orvanta\\Logger";
+    testing_support::DeleteUserKey(logKey);
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    const HWND window = m_host->controlWindow();
+    People more = kPeople;
+    more.emplace_back(L"Dora Lind", L"030 99 88");
+    WriteBook(more);
+    for (int i = 0; i < 5; ++i) {
+        ::PostMessageW(window, WM_USER + 342, 0, 2);
+        Pump(150);
+        EXPECT_EQ(ItemCount(), 3) << "reloaded during the burst, after notice " << i + 1;
+    }
+    ASSERT_TRUE(WaitForRows(more));
+    HKEY key = nullptr;
+    EXPECT_NE(::RegOpenKeyExW(HKEY_CURRENT_USER, logKey, 0, KEY_READ, &key), ERROR_SUCCESS) << "the log was set up";
+    if (key) ::RegCloseKey(key);
+}
+
+// The sort and check boxes set while the control has no window hold once it has.
+TEST_F(FirstControl, SettingsMadeWithoutAWindowHoldOnceItExists) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    const auto inPlace = m_host->query<IOleInPlaceObject>();
+    const auto object = m_host->query<IOleObject>();
+    ASSERT_EQ(inPlace->InPlaceDeactivate(), S_OK);
+    ASSERT_EQ(m_host->controlWindow(), nullptr);
+    ASSERT_EQ(m_control->SetSortMode(4), S_OK);
+    com::UniqueBstr header(::SysAllocString(L"All"));
+    ASSERT_EQ(m_control->EnableCheckBoxes(TRUE, header.get()), S_OK);
+    com::ComPtr<IOleClientSite> site;
+    ASSERT_EQ(object->GetClientSite(site.put()), S_OK);
+    RECT rect{};
+    ::GetClientRect(m_host->hostWindow(), &rect);
+    ASSERT_EQ(object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, site.get(), 0, m_host->hostWindow(), &rect), S_OK);
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
+    EXPECT_EQ(Names(), (NameList{L"Carla Brandt", L"Bea Koch", L"Anton Weiss"}));
+    EXPECT_TRUE(ListView_GetExtendedListViewStyle(List()) & LVS_EX_CHECKBOXES);
+    EXPECT_TRUE(::IsWindowVisible(m_host->item(209)));
+}
+
+// ---------------------------------------------------------------------------
+// The second class.
+
+class SecondControl : public HostedControl {
+protected:
+    explicit SecondControl(HostSetup setup = kSecondOnRecent) : HostedControl(setup) {}
+    bool HeaderChecked() const {
+        HDITEMW item{};
+        item.mask = HDI_FORMAT;
+        ::SendMessageW(ListView_GetHeader(List()), HDM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+        return (item.fmt & HDF_CHECKED) != 0;
+    }
+    std::vector<LONG> LastValues() {
+        const auto events = TakeEvents();
+        return events.empty() ? std::vector<LONG>{} : events.back().values;
+    }
+};
+
+TEST_F(SecondControl, ChecksFireEventsWithTheCheckAndTheHeaderBoxFollows) {
+    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
+    EXPECT_EQ(m_control->SelectItem(1), S_OK);
+    auto events = TakeEvents();
+    ASSERT_EQ(events.size(), 2u) << "selected (not checked), then checked";
+    EXPECT_EQ(events[0].values, (std::vector<LONG>{1, 0, 0}));
+    EXPECT_EQ(events[1].types, (std::vector<VARTYPE>{VT_I4, VT_BOOL, VT_I4}));
+    EXPECT_EQ(events[1].values, (std::vector<LONG>{1, -1, 1}));
+    SetCheck(0, true);
+    EXPECT_FALSE(HeaderChecked());
+    SetCheck(2, true);
+    EXPECT_TRUE(HeaderChecked()) << "every row checked";
+    EXPECT_EQ(LastValues(), (std::vector<LONG>{2, -1, 3}));
+    SetCheck(0, false);
+    EXPECT_FALSE(HeaderChecked());
+    EXPECT_EQ(LastValues(), (std::vector<LONG>{0, 0, 2}));
+
+    // A real click on the header's box checks every row.
+    RECT box{};
+    ::SendMessageW(ListView_GetHeader(List()), HDM_GETITEMRECT, 0, reinterpret_cast<LPARAM>(&box));
+    Click(ListView_GetHeader(List()), POINT{box.left + (box.bottom - box.top) / 2 + 2, (box.top + box.bottom) / 2});
+    EXPECT_EQ(m_control->GetSelItemCount(), 3);
+    EXPECT_TRUE(HeaderChecked());
+    EXPECT_EQ(m_control->EnableCheckBoxes(0, nullptr), S_OK);
+    EXPECT_TRUE(ListView_GetExtendedListViewStyle(List()) & LVS_EX_CHECKBOXES) << "the boxes stay";
+}
+
+TEST_F(SecondControl, DeleteFiresOneEventForTheBatch) {
+    const People five = {{L"Ann", L"1-111"}, {L"Ben", L"2-222"}, {L"Cid", L"3-333"}, {L"Dee", L"4-444"}, {L"Eve", L"5-555"}};
+    struct Case {
+        std::vector<int> checked;
+        int item;  // all rows: -1; one row: its index; more: -2
+    };
+    for (const Case& c : {Case{{0, 1, 2, 3, 4}, -1}, Case{{3}, 3}, Case{{1, 4}, -2}}) {
+        SCOPED_TRACE(c.item);
+        ASSERT_NO_FATAL_FAILURE(Host(five));
+        NameList kept;
+        for (int row = 0; row < 5; ++row) {
+            if (std::count(c.checked.begin(), c.checked.end(), row)) SetCheck(row, true);
+            else kept.push_back(NameAt(row));
+        }
+        TakeEvents();
+        {
+            BoxAnswer yes(IDOK);
+            Press(202);
+            EXPECT_TRUE(yes.answered());
+        }
+        const auto events = TakeEvents();
+        ASSERT_EQ(events.size(), 1u);
+        EXPECT_EQ(events[0].values, (std::vector<LONG>{c.item, 0, 0}));
+        EXPECT_EQ(Names(), kept);
+        NameList stored = BookNames();
+        std::sort(stored.begin(), stored.end());
+        std::sort(kept.begin(), kept.end());
+        EXPECT_EQ(stored, kept);
+        EXPECT_FALSE(::IsWindowEnabled(m_host->item(202))) << "nothing marked any more";
+        EXPECT_FALSE(HeaderChecked());
+        Close();
+    }
+}
+
+TEST_F(SecondControl, AClickOnTheStarTogglesTheFavouriteInTheBook) {
+    ASSERT_NO_FATAL_FAILURE(Host({kPeople[0], kPeople[1]}));
+    const auto favourite = [](const std::wstring& name) {
+        MRUEntryList entries;
+        LoadMRUStore(entries);
+        for (const MRUEntry& entry : entries)
+            if (entry.name == name) return entry.favorite;
+        return false;
+    };
+    const auto centre = [&](int column) {
+        RECT cell{LVIR_BOUNDS, column, 0, 0};
+        ::SendMessageW(List(), LVM_GETSUBITEMRECT, 1, reinterpret_cast<LPARAM>(&cell));
+        return POINT{(cell.left + cell.right) / 2, (cell.top + cell.bottom) / 2};
+    };
+    const std::wstring name = NameAt(1);
+    Click(List(), centre(3));  // the star, last
+    EXPECT_TRUE(PumpUntil([&] { return favourite(name); }, 2000));
+    EXPECT_FALSE(favourite(NameAt(0))) << "only the clicked row";
+    Click(List(), centre(3));
+    EXPECT_TRUE(PumpUntil([&] { return !favourite(name); }, 2000));
+    Click(List(), centre(1));  // the name only selects
+    EXPECT_FALSE(favourite(name));
+}
+
+VARIANT Variant(VARTYPE type) {
+    VARIANT v;
+    ::VariantInit(&v);
+    v.vt = type;
+    return v;
+}
+
+// The property bag takes its two settings with their types only; the skin
+// service is told the control's window and is let go once.
+TEST_F(SecondControl, ThePropertyBagTakesTheSkinServiceWhichIsLetGoOnce) {
+    ASSERT_NO_FATAL_FAILURE(Host({kPeople[0]}));
+    auto bag = m_host->query<IPropertyBag>();
+    ASSERT_TRUE(bag);
+    VARIANT number = Variant(VT_I4), text = Variant(VT_BSTR), flag = Variant(VT_BOOL), empty = Variant(VT_EMPTY);
+    com::UniqueBstr words(::SysAllocString(L"yes"));
+    text.bstrVal = words.get();
+    flag.boolVal = VARIANT_TRUE;
+    const struct {
+        const wchar_t* name;
+        VARIANT* value;
+        HRESULT expected;
+    } cases[] = {{L"SkinInterface", &number, E_INVALIDARG}, {L"DrvUI", &text, E_INVALIDARG},
+                 {L"drvui", &flag, S_OK},                   {L"SKININTERFACE", &empty, S_OK},
+                 {L"Colour", &number, S_OK},                {nullptr, &flag, E_INVALIDARG},
+                 {L"DrvUI", nullptr, E_INVALIDARG}};
+    for (const auto& c : cases) EXPECT_EQ(bag->Write(c.name, c.value), c.expected) << (c.name ? c.name : L"(null)");
+    VARIANT out = Variant(VT_EMPTY);
+    EXPECT_EQ(bag->Read(L"DrvUI", &out, nullptr), E_NOTIMPL);
+
+    ui_test::RecordingSkin first, second;
+    VARIANT skin = Variant(VT_DISPATCH);
+    skin.pdispVal = &first;
+    ASSERT_EQ(bag->Write(L"SkinInterface", &skin), S_OK);
+    // It is switched on and told the control's window, then its children's.
+    ASSERT_GE(first.calls.size(), 3u);
+    EXPECT_EQ(first.calls[0].name, L"Enable");
+    EXPECT_EQ(first.calls[0].values, std::vector<ULONGLONG>{1});
+    EXPECT_EQ(first.calls[1].name, L"Window");
+    EXPECT_EQ(first.calls[1].values, std::vector<ULONGLONG>{ULONGLONG(ULONG_PTR(m_host->controlWindow()))});
+    const auto letGo = [](const ui_test::RecordingSkin& s) {
+        return std::count_if(s.calls.begin(), s.calls.end(), [](const ui_test::RecordingSkin::Call& call) {
+            return call.name == L"Enable" && call.values == std::vector<ULONGLONG>{0};
+        });
+    };
+    skin.pdispVal = &second;
+    ASSERT_EQ(bag->Write(L"SkinInterface", &skin), S_OK);
+    EXPECT_EQ(letGo(first), 1);
+    EXPECT_EQ(first.References(), 1u);
+    bag.reset();
+    Close();
+    EXPECT_EQ(letGo(second), 1) << "the control going lets go of its service once";
+    EXPECT_EQ(second.References(), 1u);
+}
+
+// ---------------------------------------------------------------------------
+// Windows Contacts: what the user's Add, edits and Remove leave in the files.
+
+class ContactsControl : public HostedControl {
+protected:
+    ContactsControl() : HostedControl(kFirstOnContacts) {}
+    int RowOf(const std::wstring& name) const {
+        for (int i = 0; i < ItemCount(); ++i)
+            if (NameAt(i) == name) return i;
+        return -1;
+    }
+    HWND Box() const {
+        HWND box = nullptr;
+        PumpUntil([&] { return (box = EditBox(List())) != nullptr; }, 1000);
+        return box;
+    }
+    // Opens a row's number with the Edit button and Tab.
+    HWND EditNumber(int row) {
+        m_control->SelectItem(row);
+        Press(208);
+        if (Box()) PressKey(Box(), VK_TAB);
+        return Box();
+    }
+};
+
+TEST_F(ContactsControl, AddAndInPlaceEditsAreWrittenIntoTheContactFiles) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Anna Berg", L"+49 30 1234"}}));
+    Press(203);
+    ASSERT_EQ(ItemCount(), 2);
+    EXPECT_EQ(ContactFiles(), (NameList{L"Anna Berg.contact", L"New Recipient.contact"}));
+    ASSERT_TRUE(Box()) << "the edit opens over the new name";
+    Type(Box(), L"Xaver Neu");
+    PressKey(Box(), VK_TAB);
+    ASSERT_TRUE(Box()) << "Tab moves the edit to the number";
+    Type(Box(), L"+43 1 5550");
+    PressKey(Box(), VK_RETURN);
+    EXPECT_EQ(ContactFiles(), (NameList{L"Anna Berg.contact", L"Xaver Neu.contact"}));
+    const std::string phone = testing_support::Between(FileOf(L"Xaver Neu.contact"), "<c:PhoneNumber ", "</c:PhoneNumber>");
+    for (const char* part : {">+43 1 5550<", ">Fax<", ">Business<"}) EXPECT_NE(phone.find(part), std::string::npos) << part;
+    // The watcher's reload after our own writes adds no second row.
+    EXPECT_FALSE(PumpUntil([&] { return ItemCount() != 2; }, 1500));
+
+    const HWND box = EditNumber(RowOf(L"Anna Berg"));
+    ASSERT_TRUE(box);
+    Type(box, L"0171 2345");
+    PressKey(box, VK_RETURN);
+    const std::string anna = FileOf(L"Anna Berg.contact");
+    EXPECT_NE(anna.find(">0171 2345<"), std::string::npos);
+    EXPECT_EQ(anna.find("+49 30 1234"), std::string::npos);
+}
+
+// A committed number must have 3 to 45 characters, not blank; a name and
+// number of another row is a duplicate. A refusal tells the user over the
+// host's window and reopens the cell.
+TEST_F(ContactsControl, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    const int row = RowOf(L"Ben");
+    const auto commit = [&](HWND box, const std::wstring& text, const wchar_t* refusal) {
+        ASSERT_TRUE(box);
+        ::SetWindowTextW(box, text.c_str());
+        BoxAnswer ok(IDOK);
+        PressKey(box, VK_RETURN);
+        if (!refusal) {
+            EXPECT_FALSE(ok.answered());
+            return;
+        }
+        EXPECT_TRUE(PumpUntil([&] { return ok.answered(); }, 2000));
+        EXPECT_EQ(ok.text().rfind(refusal, 0), 0u) << testing_support::Utf8(ok.text());
+        EXPECT_EQ(ok.owner(), m_host->top());
+        ASSERT_TRUE(Box()) << "reopened after a refusal";
+        PressKey(Box(), VK_ESCAPE);
+    };
+    const wchar_t* const incorrect = L"This address is incorrect.";
+    const std::pair<std::wstring, const wchar_t*> numbers[] = {
+        {L"12", incorrect}, {std::wstring(46, L'9'), incorrect}, {L"   ", incorrect},
+        {L"123", nullptr},  {std::wstring(45, L'8'), nullptr},  {L"111-222", nullptr}};
+    for (const auto& [number, refusal] : numbers) {
+        SCOPED_TRACE(testing_support::Utf8(number));
+        ASSERT_NO_FATAL_FAILURE(commit(EditNumber(row), number, refusal));
+        if (refusal) continue;
+        EXPECT_EQ(FaxAt(row), number);
+        EXPECT_NE(FileOf(L"Ben.contact").find(">" + testing_support::Utf8(number) + "<"), std::string::npos);
+    }
+    // Ben renamed to Ann, with Ann's number now: a duplicate.
+    m_control->SelectItem(row);
+    Press(208);
+    ASSERT_NO_FATAL_FAILURE(commit(Box(), L"  Ann ", L"This address already exists."));
+    EXPECT_EQ(NameAt(row), L"Ben");
+}
+
+// Another program adds a contact above the row being typed in: the box
+// follows its row with the half-typed text, nothing is written meanwhile.
+TEST_F(ContactsControl, AnOutsideChangeReSortsAroundAHalfTypedCell) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Ben", L"333-444"}, {L"Carla", L"555-666"}}));
+    ASSERT_EQ(m_control->SetSortMode(3), S_OK);
+    const HWND box = EditNumber(0);
+    ASSERT_TRUE(box);
+    ::SetWindowTextW(box, L"12");
+    BoxAnswer none(IDOK);
+    ASSERT_EQ(testing_support::RunProcess(L"\"" + testing_support::BinDir() +
+                                          L"wab_probe.exe\" write \"Anna.contact\" \"Anna\" \"777-888\""),
+              0);
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
+    EXPECT_EQ(Names(), (NameList{L"Anna", L"Ben", L"Carla"}));
+    ASSERT_EQ(EditBox(List()), box) << "the edit is still open";
+    EXPECT_EQ(ui_test::WindowText(box), L"12");
+    RECT cell{LVIR_BOUNDS, 2, 0, 0};
+    ::SendMessageW(List(), LVM_GETSUBITEMRECT, 1, reinterpret_cast<LPARAM>(&cell));
+    EXPECT_EQ(ui_test::ChildRect(List(), box).top, cell.top) << "the box moved with Ben's row";
+    EXPECT_NE(FileOf(L"Ben.contact").find(">333-444<"), std::string::npos) << "nothing written yet";
+    EXPECT_FALSE(none.answered());
+    ::SetWindowTextW(box, L"123-999");
+    PressKey(box, VK_RETURN);
+    EXPECT_NE(FileOf(L"Ben.contact").find(">123-999<"), std::string::npos);
+}
+
+// Two contacts of one name and number are two rows; Remove deletes the
+// marked one's file, with an event per row from the bottom up.
+TEST_F(ContactsControl, RemoveDeletesTheMarkedFilesWithOneEventPerRow) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Bea Koch", L"777-12"}, {L"Carla Brandt", L"555-0101"}, {L"Ann", L"555-1"}}));
+    testing_support::WriteContact(L"Ann (1).contact", {L"id-ann-2", L"Ann", {{{L"Fax", L"Business"}, L"555-1"}}});
+    ASSERT_TRUE(WaitForRows({{L"Bea Koch", L"777-12"}, {L"Carla Brandt", L"555-0101"}, {L"Ann", L"555-1"}, {L"Ann", L"555-1"}}));
+    ASSERT_EQ(m_control->SetSortMode(3), S_OK);  // Ann, Ann, Bea, Carla
+    SetRowState(1, LVIS_SELECTED, LVIS_SELECTED);
+    SetRowState(3, LVIS_SELECTED, LVIS_SELECTED);
+    TakeEvents();
+    {
+        BoxAnswer yes(IDYES);
+        Press(202);
+        EXPECT_TRUE(yes.answered());
+    }
+    const auto files = ContactFiles();
+    EXPECT_EQ(files.size(), 2u);
+    EXPECT_EQ(std::count(files.begin(), files.end(), L"Bea Koch.contact"), 1);
+    const auto events = TakeEvents();
+    ASSERT_EQ(events.size(), 2u);
+    EXPECT_EQ(events[0].values, (std::vector<LONG>{3, 0, 1}));
+    EXPECT_EQ(events[1].values, (std::vector<LONG>{1, 0, 0}));
+    EXPECT_TRUE(WaitForRows({{L"Ann", L"555-1"}, {L"Bea Koch", L"777-12"}}));
+}
+
+// Closing while the user types writes a good number and drops a bad one silently.
+TEST_F(ContactsControl, ClosingWithAnOpenEditWritesAGoodNumberAndAsksNothing) {
+    for (const wchar_t* typed : {L"0171 2345", L"12"}) {
+        SCOPED_TRACE(testing_support::Utf8(typed));
+        ASSERT_NO_FATAL_FAILURE(Host({{L"Anna Berg", typed == std::wstring(L"12") ? L"0171 2345" : L"+49 30 1234"}}));
+        const HWND box = EditNumber(0);
+        ASSERT_TRUE(box);
+        Type(box, typed);
+        BoxAnswer ok(IDOK);
+        Close();
+        EXPECT_FALSE(ok.answered()) << testing_support::Utf8(ok.text());
+        EXPECT_NE(FileOf(L"Anna Berg.contact").find(">0171 2345<"), std::string::npos) << "the good number only";
+    }
+}
+
+// The second class's New: the new row is listed and selected, the header box cleared.
+class SecondOnContacts : public SecondControl {
+protected:
+    SecondOnContacts() : SecondControl(kSecondOnContacts) {}
+};
+
+TEST_F(SecondOnContacts, NewSelectsTheAddedRowAfterTheReload) {
+    ASSERT_NO_FATAL_FAILURE(Host({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    for (int row = 0; row < 2; ++row) SetCheck(row, true);
+    ASSERT_TRUE(HeaderChecked());
+    {
+        BoxAnswer save(215);  // the entry dialog's button that keeps the new recipient
+        Press(203);
+        EXPECT_TRUE(save.answered());
+    }
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 2000)) << "the new row is listed";
+    const int selected = ListView_GetNextItem(List(), -1, LVNI_SELECTED);
+    ASSERT_GE(selected, 0);
+    EXPECT_EQ(NameAt(selected), L"New Recipient");
+    EXPECT_FALSE(HeaderChecked()) << "not every row is checked any more";
+}
+
+}  // namespace

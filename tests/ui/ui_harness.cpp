@@ -46,35 +46,31 @@ com::UniqueWindow ShowHostWindow(const RECT& rect) {
     return host;
 }
 
-ModalScript::ModalScript(std::vector<Step> steps, UINT intervalMs) : m_steps(std::move(steps)) {
+ModalScript::ModalScript(std::vector<Step> steps, UINT intervalMs)
+    : m_steps(std::move(steps)), m_stepStart(::GetTickCount()), m_timer(::SetTimer(nullptr, 0, intervalMs, &Tick)) {
     g_script = this;
-    m_stepStart = ::GetTickCount();
-    m_timer = ::SetTimer(nullptr, 0, intervalMs, &ModalScript::Tick);
 }
 
 ModalScript::~ModalScript() {
-    if (m_timer) ::KillTimer(nullptr, m_timer);
+    ::KillTimer(nullptr, m_timer);
     if (g_script == this) g_script = nullptr;
 }
 
 void CALLBACK ModalScript::Tick(HWND, UINT, UINT_PTR, DWORD) {
-    if (g_script) g_script->Run();
-}
-
-void ModalScript::Run() {
     // A step may pump messages itself (a nested modal loop); ticks that
     // arrive meanwhile wait for it.
-    if (m_running || Finished()) return;
-    m_running = true;
-    if (m_steps[m_next]()) {
-        ++m_next;
-        m_stepStart = ::GetTickCount();
-    } else if (::GetTickCount() - m_stepStart > 5000) {
-        m_failure = "step " + std::to_string(m_next) + " did not complete";
-        m_next = m_steps.size();
+    ModalScript* const s = g_script;
+    if (!s || s->m_running || s->Finished()) return;
+    s->m_running = true;
+    if (s->m_steps[s->m_next]()) {
+        ++s->m_next;
+        s->m_stepStart = ::GetTickCount();
+    } else if (::GetTickCount() - s->m_stepStart > 5000) {
+        s->m_failure = "step " + std::to_string(s->m_next) + " did not complete";
+        s->m_next = s->m_steps.size();
         if (const HWND dialog = FindDialog()) ::PostMessageW(dialog, WM_CLOSE, 0, 0);
     }
-    m_running = false;
+    s->m_running = false;
 }
 
 ModalScript::Step Do(std::function<void()> action) {
@@ -84,9 +80,7 @@ ModalScript::Step Do(std::function<void()> action) {
     };
 }
 
-ModalScript::Step CloseDialog() {
-    return Do([] { ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0); });
-}
+ModalScript::Step CloseDialog() { return Do([] { ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0); }); }
 
 HWND FindDialog() {
     for (HWND hwnd : ThreadWindows()) {
@@ -125,6 +119,12 @@ std::wstring WindowText(HWND window) {
     wchar_t text[600] = {};
     ::GetWindowTextW(window, text, 600);
     return text;
+}
+
+RECT WindowRect(HWND window) {
+    RECT rect{};
+    ::GetWindowRect(window, &rect);
+    return rect;
 }
 
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client) {
@@ -196,16 +196,12 @@ CRecipient Recipient(const wchar_t* id, const wchar_t* name, const wchar_t* fax)
     return r;
 }
 
-namespace {
-const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
-}
+static const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
 
 HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
     if (!out) return E_POINTER;
-    const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
-    *out = known ? static_cast<IDispatch*>(this) : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
+    *out = iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<IDispatch*>(this) : nullptr;
+    return *out ? (AddRef(), S_OK) : E_NOINTERFACE;
 }
 
 HRESULT RecordingSkin::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {

@@ -13,6 +13,7 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace ui_test {
@@ -36,8 +37,6 @@ public:
 
 private:
     static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
-    void Run();
-
     std::vector<Step> m_steps;
     size_t m_next = 0;
     DWORD m_stepStart = 0;
@@ -49,16 +48,17 @@ private:
 ModalScript::Step Do(std::function<void()> action);
 ModalScript::Step CloseDialog();
 
-// The visible dialog (class #32770) of this thread, or null.
+// The visible dialog (class #32770) of this thread, or null; the module's
+// drop shadow (layered and click-through) and shading cover (layered, not
+// click-through) of this thread, or null.
 HWND FindDialog();
-// The module's drop shadow (layered and click-through) and shading cover
-// (layered, not click-through) of this thread, or null.
 HWND FindShadow();
 HWND FindShader();
 
 // Puts the text on the clipboard and pastes it into the edit box.
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
+RECT WindowRect(HWND window);
 
 // Pixels of the window's client rectangle (all of it when empty) that are
 // the colour within the tolerance per channel, read back from the window;
@@ -79,8 +79,9 @@ ResourceCounts CountResources();
 // source's watcher thread takes a moment to end).
 ResourceCounts SettledResources(const ResourceCounts& baseline);
 
-// A host window for each test, and the check at its end that the dialogs
-// gave back everything the process held once the host was up.
+// A host window for each test, a modal dialog run over it by a script, and
+// the check at the end that the dialogs gave back everything the process
+// held once the host was up.
 template <class Base = ::testing::Test>
 class HostedTest : public Base {
 protected:
@@ -90,17 +91,26 @@ protected:
         baseline = CountResources();
     }
     void TearDown() override {
-        const ResourceCounts after = SettledResources(baseline);
-        EXPECT_EQ(after.windows, baseline.windows) << "windows left behind";
-        EXPECT_EQ(after.gdiObjects, baseline.gdiObjects) << "GDI objects left behind";
-        EXPECT_EQ(after.userObjects, baseline.userObjects) << "USER objects left behind";
-        EXPECT_EQ(after.threads, baseline.threads) << "threads left behind";
-        EXPECT_EQ(after.handles, baseline.handles) << "handles left behind";
+        const ResourceCounts a = SettledResources(baseline), b = baseline;
+        EXPECT_EQ(std::make_tuple(a.windows, a.gdiObjects, a.userObjects, a.threads, a.handles),
+                  std::make_tuple(b.windows, b.gdiObjects, b.userObjects, b.threads, b.handles))
+            << "windows, GDI and USER objects, threads and handles left behind";
         host.reset();
         Base::TearDown();
     }
+    // Shows the dialog with the steps, the first of which waits for it.
+    INT_PTR Modal(const std::function<INT_PTR()>& show, std::vector<ModalScript::Step> steps) {
+        steps.insert(steps.begin(), [this] { return (dialog = FindDialog()) != nullptr; });
+        ModalScript script(std::move(steps));
+        const INT_PTR result = show();
+        EXPECT_EQ(script.failure(), "");
+        EXPECT_TRUE(script.Finished());
+        return result;
+    }
+    HWND Item(int id) const { return ::GetDlgItem(dialog, id); }
     com::UniqueWindow host;
     ResourceCounts baseline;
+    HWND dialog = nullptr;
 };
 
 // The control's side of the phonebook manager, over the MRU book.

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <functional>
 
 namespace {
 
@@ -290,8 +291,8 @@ TEST_F(LoggerTest, BelowTheLimitOrInAnotherWriteModeTheLogGrows) {
     EXPECT_EQ(ExistingBackups(), std::vector<int>{1});
 }
 
-// --- The debugger output, seen by running a program that logs as the
-// debuggee of a real debug loop.
+// --- The debugger output, as a debugger sees it: the exception that
+// OutputDebugString raises, caught before anyone else.
 
 using Outputs = std::vector<std::wstring>;  // one per output-debug-string event
 
@@ -299,61 +300,48 @@ int CountStartingWith(const Outputs& outputs, const std::wstring& text) {
     return int(std::count_if(outputs.begin(), outputs.end(), [&](const std::wstring& o) { return o.rfind(text, 0) == 0; }));
 }
 
-// Runs log_child.exe with the steps ("load", "reload", "log|LEVEL|TYPE|WRITEMODE|SOURCE|MESSAGE")
-// as the debuggee of this thread, until it exits or a minute has passed.
-Outputs RunChild(const std::wstring& steps) {
-    Outputs outputs;
-    std::wstring commandLine = L"\"" + testing_support::BinDir() + L"log_child.exe\" " + steps;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION info{};
-    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS, nullptr,
-                          nullptr, &startup, &info)) {
-        ADD_FAILURE() << "log_child.exe did not start";
-        return outputs;
-    }
-    com::UniqueHandle process(info.hProcess), thread(info.hThread);
-    DEBUG_EVENT event{};
-    for (bool ended = false; !ended;) {
-        if (!::WaitForDebugEvent(&event, 60000)) {
-            ADD_FAILURE() << "log_child.exe did not end";
-            ::TerminateProcess(process.get(), 1);
-            ::DebugActiveProcessStop(info.dwProcessId);
-            break;
-        }
-        DWORD status = DBG_CONTINUE;
-        if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) ::CloseHandle(event.u.CreateProcessInfo.hFile);
-        if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) ::CloseHandle(event.u.LoadDll.hFile);
-        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
-            // The text comes in the ANSI code page, even OutputDebugStringW's.
-            const OUTPUT_DEBUG_STRING_INFO& string = event.u.DebugString;
-            std::string bytes(size_t(string.nDebugStringLength) + 1, '\0');
-            ::ReadProcessMemory(process.get(), string.lpDebugStringData, bytes.data(), string.nDebugStringLength, nullptr);
-            std::wstring text(bytes.size(), L'\0');
-            ::MultiByteToWideChar(CP_ACP, 0, bytes.c_str(), -1, text.data(), int(text.size()));
-            outputs.push_back(text.c_str());
-        }
-        // The loader's breakpoint is ours to pass; any other exception is the program's.
-        if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-            event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
-            status = DBG_EXCEPTION_NOT_HANDLED;
-        if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT) {
-            EXPECT_EQ(0u, event.u.ExitProcess.dwExitCode) << "log_child.exe failed";
-            ended = true;
-        }
-        ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, status);
-    }
-    return outputs;
+Outputs g_outputs;
+LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* exception) {
+    const EXCEPTION_RECORD& r = *exception->ExceptionRecord;
+    const auto* text = reinterpret_cast<const void*>(r.ExceptionInformation[1]);
+    if (r.ExceptionCode == DBG_PRINTEXCEPTION_WIDE_C)
+        g_outputs.emplace_back(static_cast<const wchar_t*>(text), size_t(r.ExceptionInformation[0]) - 1);
+    else if (r.ExceptionCode == DBG_PRINTEXCEPTION_C)
+        g_outputs.push_back(testing_support::FromUtf8(std::string(static_cast<const char*>(text), size_t(r.ExceptionInformation[0]) - 1)));
+    else
+        return EXCEPTION_CONTINUE_SEARCH;
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+// Runs the body and returns what it sent to the debugger output.
+Outputs Capture(const std::function<void()>& body) {
+    g_outputs.clear();
+    const PVOID handler = ::AddVectoredExceptionHandler(1, &CatchOutput);
+    body();
+    ::RemoveVectoredExceptionHandler(handler);
+    return g_outputs;
 }
 
 // Defaults send all but verbose lines to both; an override of the type holds
 // for later calls until the settings are read again (once per process unless
 // forced), and one on a line that is filtered out changes nothing.
 TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
-    const Outputs run = RunChild(
-        L"load log|1|3|2|P|error log|4|1|2|P|verbose log|2|3|2|P|warning log|3|3|2|P|information "
-        L"log|1|2|2|P|debugger log|1|3|2|P|still-debugger log|1|1|2|P|file log|1|3|2|P|still-file "
-        L"load reload log|1|3|2|P|both");
+    const Outputs run = Capture([] {
+        Reload();
+        const auto log = [](LogLevel level, DWORD type, const wchar_t* message) {
+            Log(L"P", message, type, kLogWriteModeFromSettings, level);
+        };
+        log(LogLevel::Error, 3, L"error");
+        log(LogLevel::Verbose, 1, L"verbose");
+        log(LogLevel::Warning, 3, L"warning");
+        log(LogLevel::Information, 3, L"information");
+        log(LogLevel::Error, 2, L"debugger");
+        log(LogLevel::Error, 3, L"still-debugger");
+        log(LogLevel::Error, 1, L"file");
+        log(LogLevel::Error, 3, L"still-file");
+        CLogger::Instance().LoadConfiguration(false);
+        Reload();
+        log(LogLevel::Error, 3, L"both");
+    });
     const wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
     EXPECT_EQ(kLoading, run.at(0));
     EXPECT_EQ(2, CountStartingWith(run, kLoading));
@@ -373,7 +361,8 @@ TEST_F(LoggerTest, FailedBackupIsReported) {
     WriteFilledLog(BackupPath(1), 16, L"old");
     com::UniqueFile holder(::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(holder);
-    const Outputs run = RunChild(L"log|1|1|2|P|kept");
+    Reload();
+    const Outputs run = Capture([] { Log(L"P", L"kept", kLogTypeFile); });
     holder.reset();
     EXPECT_EQ(1, CountStartingWith(run, L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
     const Messages messages = FileMessages(DefaultLogPath());

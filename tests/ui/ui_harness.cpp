@@ -16,16 +16,21 @@ namespace {
 
 ModalScript* g_script = nullptr;
 
-std::vector<HWND> ThreadWindows(DWORD exStyle = 0) {
+std::vector<HWND> ThreadWindows() {
     std::vector<HWND> found;
     ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND hwnd, LPARAM list) WINAPI -> BOOL {
         reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
         return TRUE;
     }, reinterpret_cast<LPARAM>(&found));
-    std::vector<HWND> result;
-    for (HWND hwnd : found)
-        if ((DWORD(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE)) & exStyle) == exStyle) result.push_back(hwnd);
-    return result;
+    return found;
+}
+
+HWND FindLayered(bool clickThrough) {
+    for (HWND hwnd : ThreadWindows()) {
+        const LONG_PTR style = ::GetWindowLongPtrW(hwnd, GWL_EXSTYLE);
+        if ((style & WS_EX_LAYERED) && !(style & WS_EX_TRANSPARENT) == !clickThrough) return hwnd;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -91,16 +96,8 @@ HWND FindDialog() {
     return nullptr;
 }
 
-HWND FindShadow() {
-    const auto found = ThreadWindows(WS_EX_LAYERED | WS_EX_TRANSPARENT);
-    return found.empty() ? nullptr : found.front();
-}
-
-HWND FindShader() {
-    for (HWND hwnd : ThreadWindows(WS_EX_LAYERED))
-        if (!(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE) & WS_EX_TRANSPARENT)) return hwnd;
-    return nullptr;
-}
+HWND FindShadow() { return FindLayered(true); }
+HWND FindShader() { return FindLayered(false); }
 
 void PasteText(HWND edit, const std::wstring& text) {
     if (!::OpenClipboard(nullptr)) return;

@@ -1,7 +1,4 @@
-// Tools of the dialog tests (and of the control tests that open dialogs): a
-// host window, a script of steps that drives a modal dialog from a timer
-// inside its own modal loop, the clipboard, a recording skin service,
-// a window's own pixels and the resources a dialog must give back.
+// Tools of the dialog tests (and of the control tests that open dialogs).
 #pragma once
 
 #include "com/unique_any.h"
@@ -18,15 +15,13 @@
 
 namespace ui_test {
 
-// A visible top-level window painted in one colour, the stand-in for the
-// fax program's send dialog.
+// A visible top-level window in one colour, the stand-in for the host's dialog.
 inline constexpr COLORREF kHostColour = RGB(120, 200, 240);
 com::UniqueWindow ShowHostWindow(const RECT& rect = RECT{80, 60, 780, 600});
 
-// Steps run one per timer tick inside whatever modal loop is running on
-// this thread. A step returns true when it is done and false to be tried
-// again on the next tick. A step that keeps waiting for 5 s fails the
-// script, which then closes the dialog so that the test goes on.
+// Steps run one per timer tick inside whatever modal loop runs on this
+// thread; a step returns false to be tried again on the next tick. One that
+// keeps waiting for 5 s fails the script, which then closes the dialog.
 class ModalScript {
 public:
     using Step = std::function<bool()>;
@@ -48,40 +43,34 @@ private:
 ModalScript::Step Do(std::function<void()> action);
 ModalScript::Step CloseDialog();
 
-// The visible dialog (class #32770) of this thread, or null; the module's
-// drop shadow (layered and click-through) and shading cover (layered, not
-// click-through) of this thread, or null.
+// This thread's visible dialog, drop shadow (layered, click-through) and
+// shading cover (layered), or null.
 HWND FindDialog();
 HWND FindShadow();
 HWND FindShader();
 
-// Puts the text on the clipboard and pastes it into the edit box.
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
 RECT WindowRect(HWND window);
 
-// Pixels of the window's client rectangle (all of it when empty) that are
-// the colour within the tolerance per channel, read back from the window;
-// without a window, of the screen rectangle as the screen shows it.
+// Pixels of the window's client rectangle (all when empty), or without a
+// window of the screen, that are the colour within the tolerance per channel.
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client = {});
 
-// What a dialog must give back: windows, GDI and USER objects, threads and
-// handles of this process.
+// What a dialog must give back: this process's windows, GDI and USER
+// objects, threads and handles.
 struct ResourceCounts {
     int windows = 0;
-    DWORD gdiObjects = 0;
-    DWORD userObjects = 0;
-    int threads = 0;
-    int handles = 0;
+    DWORD gdiObjects = 0, userObjects = 0;
+    int threads = 0, handles = 0;
 };
 ResourceCounts CountResources();
 // Waits up to a second for the counts to come back to the baseline (a
 // source's watcher thread takes a moment to end).
 ResourceCounts SettledResources(const ResourceCounts& baseline);
 
-// A host window for each test, a modal dialog run over it by a script, and
-// the check at the end that the dialogs gave back everything the process
-// held once the host was up.
+// A host window for each test, modal dialogs run over it by a script, and
+// at the end all the process held once the host was up given back.
 template <class Base = ::testing::Test>
 class HostedTest : public Base {
 protected:
@@ -98,7 +87,6 @@ protected:
         host.reset();
         Base::TearDown();
     }
-    // Shows the dialog with the steps, the first of which waits for it.
     INT_PTR Modal(const std::function<INT_PTR()>& show, std::vector<ModalScript::Step> steps) {
         steps.insert(steps.begin(), [this] { return (dialog = FindDialog()) != nullptr; });
         ModalScript script(std::move(steps));

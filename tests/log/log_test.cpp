@@ -14,6 +14,7 @@
 #include <array>
 #include <cwchar>
 #include <functional>
+#include <sstream>
 
 namespace {
 
@@ -43,9 +44,7 @@ void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const
 void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey = nullptr) {
     if (value != kAbsent) SetRaw(name, REG_DWORD, &value, sizeof(value), subkey);
 }
-void SetText(const wchar_t* name, const std::wstring& text) {
-    SetRaw(name, REG_SZ, text.c_str(), DWORD((text.size() + 1) * sizeof(wchar_t)));
-}
+void SetText(const wchar_t* name, const std::wstring& text) { SetRaw(name, REG_SZ, text.c_str(), DWORD(text.size() * 2 + 2)); }
 DWORD GetDword(const wchar_t* name) {
     DWORD value = 0, size = sizeof(value);
     return ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_REG_DWORD, nullptr, &value, &size) ? kAbsent
@@ -66,12 +65,9 @@ std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr) {
     return marked ? text.substr(1) : text;
 }
 std::vector<std::wstring> ReadLogLines(const std::wstring& path) {
-    const std::wstring text = ReadLog(path);
+    std::wstringstream text(ReadLog(path));
     std::vector<std::wstring> lines;
-    for (size_t start = 0, end; start < text.size(); start = end + 1) {
-        end = std::min(text.find(L'\n', start), text.size());
-        lines.push_back(text.substr(start, end - start));
-    }
+    for (std::wstring line; std::getline(text, line);) lines.push_back(line);
     return lines;
 }
 
@@ -327,20 +323,14 @@ Outputs Capture(const std::function<void()>& body) {
 TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
     const Outputs run = Capture([] {
         Reload();
-        const auto log = [](LogLevel level, DWORD type, const wchar_t* message) {
+        for (const auto& [level, type, message] :
+             {std::tuple{LogLevel::Error, 3u, L"error"}, {LogLevel::Verbose, 1u, L"verbose"}, {LogLevel::Warning, 3u, L"warning"},
+              {LogLevel::Information, 3u, L"information"}, {LogLevel::Error, 2u, L"debugger"}, {LogLevel::Error, 3u, L"still-debugger"},
+              {LogLevel::Error, 1u, L"file"}, {LogLevel::Error, 3u, L"still-file"}})
             Log(L"P", message, type, kLogWriteModeFromSettings, level);
-        };
-        log(LogLevel::Error, 3, L"error");
-        log(LogLevel::Verbose, 1, L"verbose");
-        log(LogLevel::Warning, 3, L"warning");
-        log(LogLevel::Information, 3, L"information");
-        log(LogLevel::Error, 2, L"debugger");
-        log(LogLevel::Error, 3, L"still-debugger");
-        log(LogLevel::Error, 1, L"file");
-        log(LogLevel::Error, 3, L"still-file");
         CLogger::Instance().LoadConfiguration(false);
         Reload();
-        log(LogLevel::Error, 3, L"both");
+        Log(L"P", L"both");
     });
     const wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
     EXPECT_EQ(kLoading, run.at(0));

@@ -191,37 +191,32 @@ TEST(ShadowTest, ShadowIsDarkestAtTheDialogsEdgeAndFadesOutwardsOnEverySide) {
 // box themes itself and both buttons, the entry dialog only its buttons,
 // and neither themes anything when "Window" failed.
 TEST_F(MessageBoxTest, SkinServiceThemesTheDialogsAndTheirButtonsOnlyAfterWindowSucceeded) {
+    // A call as "name(flags) kind:value ...": VT_UI8 (21) with the whole handle, VT_UI4 (19) with its low half.
     const auto call = [](const RecordingSkin::Call& c) {
         std::wstring text = c.name + L"(" + std::to_wstring(c.flags) + L")";
         for (size_t i = 0; i < c.kinds.size(); ++i) text += L" " + std::to_wstring(c.kinds[i]) + L":" + std::to_wstring(c.values[i]);
         return text;
     };
+    const auto themes = [](HWND window, int kind) {
+        return L"Themes(1) 19:" + std::to_wstring(ULONG_PTR(window) & 0xFFFFFFFF) + L" 19:" + std::to_wstring(kind);
+    };
     for (bool entry : {false, true})
         for (bool failWindow : {false, true}) {
-            SCOPED_TRACE(std::string(entry ? "entry dialog" : "message box") + (failWindow ? ", Window fails" : ""));
             RecordingSkin skin;
             skin.failWindow = failWindow;
             HWND first = nullptr, second = nullptr;
-            const std::vector<ModalScript::Step> steps = {Do([&] {
-                                                              first = Item(entry ? 215 : IDOK);
-                                                              second = Item(entry ? 216 : IDCANCEL);
-                                                          }),
-                                                          CloseDialog()};
             Modal([&]() -> INT_PTR {
                 if (!entry) return ui::ShowMessageBox(&skin, host.get(), L"Skinned", L"Skin", 292);
                 ui::CEntryInfoDlg view(ui::CEntryInfoDlg::ModeView, Recipient(L"", L"Ann", L"123"), nullptr);
                 view.SetSkinService(&skin);
                 return ui::DoModalShaded(view, host.get());
-            }, steps);
-            // Method calls (1); VT_UI8 21 with the whole handle, VT_UI4 19 with its low half.
-            const auto handle = [](HWND window) { return std::to_wstring(ULONG_PTR(window) & 0xFFFFFFFF); };
-            std::vector<std::wstring> expected = {L"Window(1) 21:" + std::to_wstring(ULONG_PTR(dialog))};
-            if (!failWindow && !entry) expected.push_back(L"Themes(1) 19:" + handle(dialog) + L" 19:0");
-            if (!failWindow) expected.push_back(L"Themes(1) 19:" + handle(first) + L" 19:2");
-            if (!failWindow) expected.push_back(L"Themes(1) 19:" + handle(second) + L" 19:3");
-            std::vector<std::wstring> calls;
+            }, {Do([&] { first = Item(entry ? 215 : IDOK), second = Item(entry ? 216 : IDCANCEL); }), CloseDialog()});
+            std::vector<std::wstring> expected = {L"Window(1) 21:" + std::to_wstring(ULONG_PTR(dialog))}, calls;
+            if (!failWindow && !entry) expected.push_back(themes(dialog, 0));
+            if (!failWindow) expected.push_back(themes(first, 2));
+            if (!failWindow) expected.push_back(themes(second, 3));
             for (const auto& c : skin.calls) calls.push_back(call(c));
-            EXPECT_EQ(calls, expected);
+            EXPECT_EQ(calls, expected) << (entry ? "entry dialog" : "message box") << (failWindow ? ", Window fails" : "");
             EXPECT_EQ(skin.References(), 1u) << "the dialog lets go of the service";
         }
 }

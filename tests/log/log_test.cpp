@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cwchar>
+#include <fstream>
 #include <functional>
 #include <sstream>
 
@@ -53,13 +54,9 @@ DWORD GetDword(const wchar_t* name) {
 
 // A log file's text after its byte-order mark, if any; its lines without "\n".
 std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr) {
-    com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                       nullptr, OPEN_EXISTING, 0, nullptr));
-    std::wstring text;
-    wchar_t buffer[32768];
-    DWORD read = 0;
-    while (file && ::ReadFile(file.get(), buffer, sizeof buffer, &read, nullptr) && read > 0)
-        text.append(buffer, read / sizeof(wchar_t));
+    std::ifstream file(path.c_str(), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
     const bool marked = !text.empty() && text[0] == 0xFEFF;
     if (hasMark) *hasMark = marked;
     return marked ? text.substr(1) : text;

@@ -9,6 +9,7 @@ using namespace testing_support;
 namespace {
 
 constexpr wchar_t kScratch[] = L"Software\\VelPhonebookTest\\Registrar";
+constexpr HRESULT kBad = HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
 
 class Registrar : public ::testing::Test {
 protected:
@@ -21,90 +22,82 @@ protected:
         return com::RunRegistryScript(script, m_map, mode);
     }
     static std::wstring Path(const wchar_t* sub) { return std::wstring(kScratch) + (*sub ? L"\\" : L"") + sub; }
-    static bool Exists(const wchar_t* sub) { return RegistryKeyExists(HKEY_CURRENT_USER, Path(sub)); }
     static std::optional<std::wstring> Text(const wchar_t* sub, const wchar_t* name = nullptr) {
         return RegistryText(HKEY_CURRENT_USER, Path(sub), name);
     }
-    static void CreateKey(const wchar_t* sub) {
-        com::UniqueHKey key;
-        ::RegCreateKeyExW(HKEY_CURRENT_USER, Path(sub).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, key.put(),
-                          nullptr);
+    // Those of the keys that exist, each followed by a space.
+    static std::wstring Existing(std::initializer_list<const wchar_t*> keys) {
+        std::wstring found;
+        for (const wchar_t* key : keys) found += RegistryKeyExists(HKEY_CURRENT_USER, Path(key)) ? key + std::wstring(L" ") : L"";
+        return found;
+    }
+    static void CreateKeys(std::initializer_list<const wchar_t*> keys) {
+        for (const wchar_t* key : keys) {
+            com::UniqueHKey created;
+            ::RegCreateKeyExW(HKEY_CURRENT_USER, Path(key).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, created.put(), nullptr);
+        }
     }
 
     com::ReplacementMap m_map{{L"Name", L"Value"}, {L"Path", L"C:\\Program Files\\O'Brien\\x.dll"}};
 };
 
-// Replacement values are taken literally (a quote in a value needs no escaping).
+// Replacement values are taken literally (a quote in a value needs no
+// escaping); key names are replaced too; a key without "=" gets no default value.
 TEST_F(Registrar, WritesKeysDefaultValuesNamedValuesAndReplacements) {
     ASSERT_EQ(S_OK, Run(L"Registrar = s 'top'\n{\n Sub = s '%Name%'\n { val Mode = s 'Apartment' val Count = d 42 }\n"
                         L" 'Key With Spaces' = s 'it''s quoted'\n Empty\n Server = s '%Path%' Percent = s '100%%' '%Name%'\n}"));
-    EXPECT_EQ(L"top", Text(L""));
-    EXPECT_EQ(L"Value", Text(L"Sub"));
-    EXPECT_EQ(L"Apartment", Text(L"Sub", L"Mode"));
+    const std::vector<std::optional<std::wstring>> texts = {Text(L""), Text(L"Sub"), Text(L"Sub", L"Mode"),
+                                                            Text(L"Key With Spaces"), Text(L"Empty"), Text(L"Server"),
+                                                            Text(L"Percent")};
+    EXPECT_EQ(texts, (std::vector<std::optional<std::wstring>>{L"top", L"Value", L"Apartment", L"it's quoted", std::nullopt,
+                                                               L"C:\\Program Files\\O'Brien\\x.dll", L"100%"}));
     DWORD count = 0, size = sizeof count;
-    ASSERT_EQ(ERROR_SUCCESS, ::RegGetValueW(HKEY_CURRENT_USER, Path(L"Sub").c_str(), L"Count", RRF_RT_REG_DWORD,
-                                            nullptr, &count, &size));
+    ::RegGetValueW(HKEY_CURRENT_USER, Path(L"Sub").c_str(), L"Count", RRF_RT_REG_DWORD, nullptr, &count, &size);
     EXPECT_EQ(42u, count);
-    EXPECT_EQ(L"it's quoted", Text(L"Key With Spaces"));
-    EXPECT_TRUE(Exists(L"Empty"));
-    EXPECT_FALSE(Text(L"Empty")) << "a key without '=' gets no default value";
-    EXPECT_EQ(L"C:\\Program Files\\O'Brien\\x.dll", Text(L"Server"));
-    EXPECT_EQ(L"100%", Text(L"Percent"));
-    EXPECT_TRUE(Exists(L"Value")) << "key names are replaced too";
+    EXPECT_EQ(Existing({L"Empty", L"Value"}), L"Empty Value ");
 }
 
-TEST_F(Registrar, ForceRemoveClearsTheKeyBeforeWritingAndDeleteRemovesIt) {
-    CreateKey(L"Class\\Stale");
-    CreateKey(L"Old\\Child");
+// ForceRemove clears a key before writing it and Delete removes one. On
+// unregistering, NoRemove keys stay, a ForceRemove key goes with all it
+// holds, a plain key goes unless it holds foreign keys (its named values go
+// all the same); twice is fine.
+TEST_F(Registrar, ForceRemoveDeleteAndUnregistering) {
+    CreateKeys({L"Class\\Stale", L"Old\\Child"});
     ASSERT_EQ(S_OK, Run(L"Registrar { ForceRemove Class = s 'c' { Fresh } Delete Old }"));
-    EXPECT_FALSE(Exists(L"Class\\Stale"));
-    EXPECT_TRUE(Exists(L"Class\\Fresh"));
-    EXPECT_FALSE(Exists(L"Old"));
-}
+    EXPECT_EQ(Existing({L"Class\\Stale", L"Class\\Fresh", L"Old"}), L"Class\\Fresh ");
 
-TEST_F(Registrar, UnregisteringRemovesWhatTheScriptNamesAndKeepsTheRest) {
     const wchar_t* script = L"Registrar { NoRemove Shared { Mine = s 'm' { Deep } } Owned { Inner } "
                             L"ForceRemove Forced { } Kept { val Value = s 'v' } }";
     ASSERT_EQ(S_OK, Run(script));
-    CreateKey(L"Shared\\Foreign");
-    CreateKey(L"Forced\\Foreign");
-    CreateKey(L"Kept\\Foreign");
+    CreateKeys({L"Shared\\Foreign", L"Forced\\Foreign", L"Kept\\Foreign"});
     ASSERT_EQ(S_OK, Run(script, com::RegistrarMode::Unregister));
-    EXPECT_TRUE(Exists(L"Shared\\Foreign")) << "NoRemove keys stay";
-    EXPECT_FALSE(Exists(L"Shared\\Mine"));
-    EXPECT_FALSE(Exists(L"Owned"));
-    EXPECT_FALSE(Exists(L"Forced")) << "a ForceRemove key goes with all it holds";
-    EXPECT_TRUE(Exists(L"Kept\\Foreign")) << "a plain key holding foreign keys is kept";
-    EXPECT_FALSE(Text(L"Kept", L"Value")) << "but its named values go";
-    EXPECT_EQ(S_OK, Run(script, com::RegistrarMode::Unregister)) << "twice is fine";
+    EXPECT_EQ(Existing({L"Shared\\Foreign", L"Shared\\Mine", L"Owned", L"Forced", L"Kept\\Foreign"}),
+              L"Shared\\Foreign Kept\\Foreign ");
+    EXPECT_FALSE(Text(L"Kept", L"Value"));
+    EXPECT_EQ(S_OK, Run(script, com::RegistrarMode::Unregister));
 }
 
+// A broken script fails before writing anything: unclosed brace, unknown or
+// unterminated replacement, unterminated quote, unknown type, not a number,
+// missing value, value without a name, unknown root, value at the root.
 TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
-    constexpr HRESULT kBad = HRESULT_FROM_WIN32(ERROR_INVALID_DATA);
-    const wchar_t* broken[] = {
-        L"Registrar { A = s 'x' ",             // unclosed brace
-        L"Registrar { A = s '%Unknown%' }",    // unknown replacement
-        L"Registrar { A = s 'unterminated }",  // unterminated quote
-        L"Registrar { A = q 'x' }",            // unknown type
-        L"Registrar { A = d 'ten' }",          // not a number
-        L"Registrar { A = s }",                // missing value
-        L"Registrar { val }",                  // value without a name
-        L"Registrar { A = s '%Name' }",        // unterminated replacement
-    };
-    for (const wchar_t* body : broken) {
+    for (const wchar_t* body : {L"Registrar { A = s 'x' ", L"Registrar { A = s '%Unknown%' }", L"Registrar { A = s '%Name' }",
+                                L"Registrar { A = s 'unterminated }", L"Registrar { A = q 'x' }", L"Registrar { A = d 'ten' }",
+                                L"Registrar { A = s }", L"Registrar { val }"}) {
         EXPECT_EQ(kBad, Run(body)) << ::testing::PrintToString(std::wstring(body));
-        EXPECT_FALSE(Exists(L"")) << ::testing::PrintToString(std::wstring(body));
+        EXPECT_EQ(Existing({L""}), L"") << ::testing::PrintToString(std::wstring(body));
     }
     EXPECT_EQ(kBad, com::RunRegistryScript(L"HKXY { A }", m_map, com::RegistrarMode::Register));
     EXPECT_EQ(kBad, com::RunRegistryScript(L"HKCU { val A = s 'x' }", m_map, com::RegistrarMode::Register));
     EXPECT_EQ(S_OK, com::RunRegistryScript(L"", m_map, com::RegistrarMode::Register));
-    EXPECT_TRUE(FAILED(
-        com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))
+    EXPECT_TRUE(FAILED(com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))
         << "a program without scripts";
 }
 
 // A script may nest keys deeper than any thread's stack could follow level by
-// level: it is parsed and walked on a small stack all the same.
+// level: it is parsed and walked on a small stack all the same. Unregistering
+// deeper than what is stored stops where the keys end and deletes the emptied
+// keys on its way back.
 TEST_F(Registrar, DeepNestingNeedsNoDeepStack) {
     const auto nested = [](int levels, const wchar_t* innermost) {
         std::wstring text;
@@ -113,25 +106,19 @@ TEST_F(Registrar, DeepNestingNeedsNoDeepStack) {
         for (int i = 0; i < levels; ++i) text += L"}\n";
         return text;
     };
-    const std::wstring deepKeys = nested(100, L"val Bottom = s 'here'");
-    HRESULT unclosed = E_PENDING, registered = E_PENDING, unregistered = E_PENDING;
-    std::optional<std::wstring> bottom;
+    std::wstring bottom = L"D";
+    for (int i = 1; i < 100; ++i) bottom += L"\\D";
+    std::vector<HRESULT> results;
+    std::optional<std::wstring> stored;
     ASSERT_TRUE(RunOnThread(256 * 1024, [&] {
-        unclosed = Run(L"Registrar {\n" + nested(100'000, L""));  // one brace short
-        registered = Run(L"Registrar {\n" + deepKeys + L"Sibling\n}");
-        std::wstring path = L"D";
-        for (int i = 1; i < 100; ++i) path += L"\\D";
-        bottom = Text(path.c_str(), L"Bottom");
-        // Deeper than what is stored: the walk stops where the keys end,
-        // and deletes the emptied keys on its way back.
-        unregistered =
-            Run(L"Registrar {\n" + nested(100'000, L"") + L"Sibling\n}", com::RegistrarMode::Unregister);
+        results.push_back(Run(L"Registrar {\n" + nested(100'000, L"")));  // one brace short
+        results.push_back(Run(L"Registrar {\n" + nested(100, L"val Bottom = s 'here'") + L"Sibling\n}"));
+        stored = Text(bottom.c_str(), L"Bottom");
+        results.push_back(Run(L"Registrar {\n" + nested(100'000, L"") + L"Sibling\n}", com::RegistrarMode::Unregister));
     }));
-    EXPECT_EQ(HRESULT_FROM_WIN32(ERROR_INVALID_DATA), unclosed);
-    EXPECT_EQ(S_OK, registered);
-    EXPECT_EQ(L"here", bottom);
-    EXPECT_EQ(S_OK, unregistered);
-    EXPECT_FALSE(Exists(L""));
+    EXPECT_EQ(results, (std::vector<HRESULT>{kBad, S_OK, S_OK}));
+    EXPECT_EQ(L"here", stored);
+    EXPECT_EQ(Existing({L""}), L"");
 }
 
 }  // namespace

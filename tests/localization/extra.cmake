@@ -1,21 +1,18 @@
-# Extras of the localization tests: the module's string table and a dialog
-# template, the stand-in sibling language library (with both list functions,
-# and with the plain one only), three language resource libraries and a probe
-# run as a fresh process.
+# The module's string table and a dialog template; the stand-in sibling
+# language library (both list functions, and the plain one only), three
+# language resource libraries and a probe run as a fresh process.
 set(LOC_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/localization)
 set(LOC_STRINGS ${CMAKE_CURRENT_SOURCE_DIR}/../src/localization)
 target_sources(test_localization PRIVATE ${LOC_TESTS}/test_resources.rc)
 target_include_directories(test_localization PRIVATE ${LOC_STRINGS})
 
+# Named as the module's sibling of the same architecture, in zantixui\ and zantixui_plain\.
 foreach(variant ZantixUI64 ZantixUI64_plain)
     add_library(${variant} SHARED ${LOC_TESTS}/standin/zantix_ui.cpp)
-    # Named as the module's sibling of the same architecture (ZantixUI64.dll or ZantixUI.dll).
-    string(REPLACE "64" "" folder ${variant})
-    string(TOLOWER ${folder} folder)
+    string(REPLACE "ZantixUI64" "zantixui" folder ${variant})
     set_target_properties(${variant} PROPERTIES PREFIX "" OUTPUT_NAME ZantixUI${MODULE_ARCH_SUFFIX}
                           RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/${folder})
-    # The module asks for the plain names on x86 too (no "@16" of __stdcall).
-    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)  # the module asks for the plain names, without "@16"
         target_link_options(${variant} PRIVATE -Wl,--kill-at)
     endif()
 endforeach()
@@ -24,13 +21,9 @@ target_compile_definitions(ZantixUI64_plain PRIVATE ZANTIXUI_PLAIN_ONLY)
 foreach(variant ru ko neutral)
     add_library(fixture_resources_${variant} SHARED ${LOC_TESTS}/fixtures/resource_library.c ${LOC_TESTS}/fixtures/resource_library.rc)
     target_include_directories(fixture_resources_${variant} PRIVATE ${LOC_STRINGS})
-    set(name fixture_module.resources.${variant})
-    if(variant STREQUAL "neutral")
-        set(name fixture_module.resources)
-    else()
-        string(TOUPPER ${variant} upper)
-        target_compile_definitions(fixture_resources_${variant} PRIVATE RESOURCE_${upper})
-    endif()
+    string(TOUPPER ${variant} upper)
+    target_compile_definitions(fixture_resources_${variant} PRIVATE RESOURCE_${upper})
+    string(REPLACE ".neutral" "" name fixture_module.resources.${variant})
     set_target_properties(fixture_resources_${variant} PROPERTIES PREFIX "" OUTPUT_NAME ${name}
                           RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/resfixture)
     add_dependencies(test_localization fixture_resources_${variant})

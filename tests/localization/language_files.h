@@ -5,6 +5,7 @@
 
 #include <windows.h>
 
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -47,11 +48,8 @@ public:
     const std::wstring& path() const { return m_path; }
     bool Write(const std::wstring& name, const std::string& bytes) {
         m_files.push_back(m_path + name);
-        const HANDLE file = ::CreateFileW(m_files.back().c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-        DWORD written = 0;
-        const BOOL ok = ::WriteFile(file, bytes.data(), DWORD(bytes.size()), &written, nullptr);
-        ::CloseHandle(file);
-        return ok && written == bytes.size();
+        std::ofstream file(m_files.back().c_str(), std::ios::binary);
+        return bool(file.write(bytes.data(), std::streamsize(bytes.size())).flush());
     }
 
 private:

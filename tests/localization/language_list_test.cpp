@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <tuple>
-#include <string>
 
 using namespace localization;
 
@@ -50,9 +49,8 @@ TEST(MergeLanguageListTest, BuildsTheOrderedList) {
 
 // The real platform: the stand-in sibling library (both functions in
 // zantixui\, the plain one only in zantixui_plain\) answering with the
-// environment variables below, the per-machine value in the registry, and a
-// probe run as a fresh process, since the UI language is computed once per
-// process. Only the machine value is removed afterwards, not its key.
+// environment variables below, the per-machine value, and a probe run as a
+// fresh process, since the UI language is computed once per process.
 class PlatformTest : public testing::Test {
 protected:
     void SetUp() override { SetLists(nullptr, nullptr); }
@@ -68,9 +66,7 @@ protected:
     }
     static std::wstring Folder(const wchar_t* name) { return testing_support::BinDir() + name + L"\\"; }
     static void SetMachineValue(DWORD type, const void* data, DWORD size) {
-        ASSERT_EQ(
-            ::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kLanguageKeyPath, kLanguageValueName, type, data, size),
-            ERROR_SUCCESS);
+        ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kLanguageKeyPath, kLanguageValueName, type, data, size), 0);
     }
     // The probe's output, run with the sibling beside it as the Windows
     // version Wine is told to report (none: the default).
@@ -78,11 +74,8 @@ protected:
         const std::wstring bin = testing_support::BinDir();
         EXPECT_TRUE(::CopyFileW((Folder(L"zantixui") + kSiblingLibraryName).c_str(),
                                 (bin + kSiblingLibraryName).c_str(), FALSE));
-        if (!version.empty()) {
-            EXPECT_EQ(::RegSetKeyValueW(HKEY_CURRENT_USER, kAppDefaults, L"Version", REG_SZ, version.c_str(),
-                                        DWORD((version.size() + 1) * sizeof(wchar_t))),
-                      ERROR_SUCCESS);
-        }
+        if (!version.empty())
+            ::RegSetKeyValueW(HKEY_CURRENT_USER, kAppDefaults, L"Version", REG_SZ, version.c_str(), DWORD((version.size() + 1) * 2));
         std::string output;
         EXPECT_EQ(testing_support::RunProcess(L"\"" + bin + L"localization_probe.exe\"", &output), 0);
         output.erase(std::remove(output.begin(), output.end(), '\r'), output.end());
@@ -93,9 +86,7 @@ protected:
 
 TEST_F(PlatformTest, SiblingOriginalListBeforeThePlainOne) {
     const struct {
-        const wchar_t* folder;
-        const wchar_t* original;
-        const wchar_t* preferred;
+        const wchar_t *folder, *original, *preferred;
         LanguageList expected;
     } cases[] = {
         // Colons split the list, bad entries are skipped, an empty one ends it.
@@ -111,13 +102,10 @@ TEST_F(PlatformTest, SiblingOriginalListBeforeThePlainOne) {
 }
 
 TEST_F(PlatformTest, MachineValueOfAnotherTypeIsIgnored) {
-    const wchar_t text[] = L"1040";
-    const BYTE binary[] = {0x10, 0x04, 0x00, 0x00};
-    const ULONGLONG qword = kItalian;
-    const DWORD zero = 0;
-    const std::tuple<DWORD, const void*, DWORD> badValues[] = {
-        {REG_SZ, text, sizeof(text)}, {REG_BINARY, binary, 4}, {REG_QWORD, &qword, 8}, {REG_DWORD, &zero, 4}};
-    for (const auto& [type, data, size] : badValues) {
+    // "1040" as text, Italian in four bytes of binary and in a QWORD, zero.
+    const BYTE text[] = {'1', 0, '0', 0, '4', 0, '0', 0, 0, 0}, italian[8] = {0x10, 0x04};
+    for (const auto& [type, data, size] : {std::tuple{REG_SZ, text, 10}, {REG_BINARY, italian, 4}, {REG_QWORD, italian, 8},
+                                           {REG_DWORD, italian + 4, 4}}) {
         SetMachineValue(type, data, size);
         EXPECT_EQ(ReadMachineLanguage(), 0u) << "type " << type;
     }

@@ -1,15 +1,15 @@
 // The localizer on real files and the real XML service: which file is
-// loaded, string look-up with the built-in fallback, hostile files, and a
-// real dialog window localized from its template.
+// loaded, string look-up with the built-in fallback, hostile files, a real
+// dialog window localized from its template, and the language resource
+// library chosen by the thread locale.
 #include "localization/localizer.h"
+#include "com/module.h"
 #include "language_files.h"
+#include "localization/resource_library.h"
 #include "localization/string_ids.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
-
-#include <chrono>
-#include <cstdio>
 
 using namespace localization;
 using loc_test::LanguageXml;
@@ -108,13 +108,10 @@ TEST(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
         ScratchFolder folder(L"velphonebook-hostile");
         ASSERT_TRUE(folder.Write(L"Zantix.de.xml", xml));
         std::wstring text = L"not returned";
-        const auto started = std::chrono::steady_clock::now();
         ASSERT_TRUE(testing_support::RunOnThread(256 * 1024, [&] {
             testing_support::ComApartment apartment;
             text = Localizer({folder.path(), L"VelPhonebook", {kGerman, kEnglish}}).LoadText(IDS_REMOVE);
         }));
-        std::printf("  %s: %lld ms\n", what,
-                    (long long)std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count());
         EXPECT_TRUE(text == L"Remove" || text == L"Entfernen") << testing_support::Utf8(text.substr(0, 40));
     }
 }
@@ -142,23 +139,48 @@ TEST(LocalizerTest, ADialogGetsItsCaptionAndTheTextsOfItsDirectChildren) {
     };
     const auto guiFont = [](HWND window) { return ::SendMessageW(window, WM_GETFONT, 0, 0) == LRESULT(::GetStockObject(DEFAULT_GUI_FONT)); };
     {
+        // Button 2 is not in the file, edit 214 has no text of its own, only
+        // another dialog has 218, 219's element is empty, 220 is no direct child.
         const com::UniqueWindow dialog = localize("Adressbuch", kGerman);
-        const auto item = [&](int id) { return ::GetDlgItem(dialog.get(), id); };
-        EXPECT_EQ(text(dialog.get()), L"Adressbuch");
-        EXPECT_EQ(text(item(1)), L"Übernehmen");
-        EXPECT_EQ(text(item(2)), L"Cancel") << "not in the file";
-        EXPECT_EQ(text(item(217)), L"Name:");
-        EXPECT_EQ(text(item(214)), L"") << "no text of its own: left alone";
-        EXPECT_EQ(text(item(218)), L"Untranslated") << "only another dialog has it";
-        EXPECT_EQ(text(item(219)), L"Blank") << "empty element";
-        EXPECT_EQ(text(::GetDlgItem(item(217), 220)), L"Nested") << "not a direct child";
-        for (const int id : {1, 2, 214, 217, 218, 219}) EXPECT_TRUE(guiFont(item(id))) << id;
-        EXPECT_FALSE(guiFont(::GetDlgItem(item(217), 220)));
+        const HWND nested = ::GetDlgItem(::GetDlgItem(dialog.get(), 217), 220);
+        std::vector<std::wstring> texts{text(dialog.get()), text(nested)};
+        std::vector<bool> fonts{guiFont(nested)};
+        for (const int id : {1, 2, 214, 217, 218, 219}) {
+            texts.push_back(text(::GetDlgItem(dialog.get(), id)));
+            fonts.push_back(guiFont(::GetDlgItem(dialog.get(), id)));
+        }
+        EXPECT_EQ(texts, (std::vector<std::wstring>{L"Adressbuch", L"Nested", L"Übernehmen", L"Cancel", L"", L"Name:",
+                                                    L"Untranslated", L"Blank"}));
+        EXPECT_EQ(fonts, (std::vector<bool>{false, true, true, true, true, true, true}));
     }
     EXPECT_EQ(text(localize("", kGerman).get()), L"Address Book") << "no caption element";
     const com::UniqueWindow french = localize("Adressbuch", kFrench);
     EXPECT_EQ(text(::GetDlgItem(french.get(), 217)), L"Name") << "no file";
     EXPECT_TRUE(guiFont(::GetDlgItem(french.get(), 217)));
+}
+
+// Three fixture builds of a resource library, whose string 101 tells which
+// was loaded; the one loaded replaces the module's built-in table.
+TEST(ResourceLibraryTest, ThreadLocalePicksTheLibraryWhichReplacesTheBuiltInTable) {
+    const LCID saved = ::GetThreadLocale();
+    const std::wstring module = testing_support::BinDir() + L"resfixture\\fixture_module.dll";
+    const Localizer localizer({L"C:\\no-such-folder\\", L"VelPhonebook", {kEnglish}});
+    for (const auto& [language, tag] : {std::pair{LANGID(0x0419), L"resources.ru"}, {LANGID(0x0819), L"resources.ru"},
+                                        {LANGID(0x0412), L"resources.ko"}, {LANGID(0x0407), L"resources"}}) {
+        ASSERT_TRUE(::SetThreadLocale(MAKELCID(language, SORT_DEFAULT)));
+        const com::UniqueModule library(LoadResourceLibrary(module));
+        ASSERT_TRUE(library) << std::hex << language;
+        com::Module::SetResourceInstance(library.get());
+        std::wstring other;
+        EXPECT_EQ(localizer.LoadText(IDS_REMOVE), tag) << std::hex << language;
+        EXPECT_FALSE(localizer.LoadText(IDS_NEW_RECIPIENT, other)) << "the library has no other string";
+        com::Module::SetResourceInstance(nullptr);
+    }
+    ::SetThreadLocale(saved);
+    EXPECT_EQ(localizer.LoadText(IDS_REMOVE), L"Remove");
+    EXPECT_EQ(LoadResourceLibrary(testing_support::BinDir() + L"resfixture\\other_module.dll"), nullptr);
+    EXPECT_EQ(ResourceLibraryPath(L"C:\\v1.2\\VelPhonebook64", 18), L"C:\\v1.2\\VelPhonebook64.resources.ko.dll");
+    EXPECT_EQ(ResourceLibraryPath(L"C:\\a\\b.c.dll", 7), L"C:\\a\\b.c.resources.dll");
 }
 
 }  // namespace

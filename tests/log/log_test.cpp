@@ -1,145 +1,214 @@
-// The log: its line format, its settings in the registry, the rotation of its
-// file and what it sends to the debugger output.
-#include "log_test_support.h"
+// The log: its line format, its settings in the Logger key, the rotation of
+// its file and what it sends to the debugger output. Files are found from the
+// shell folder, not from the logger; every test starts and ends with no key
+// and no log file.
+#include "log/logger.h"
 
 #include "com/unique_any.h"
 #include "support/test_support.h"
 
+#include <gtest/gtest.h>
+#include <shlobj.h>
+
 #include <algorithm>
 #include <array>
-
-using namespace logtest;
+#include <cwchar>
+#include <fstream>
+#include <functional>
+#include <sstream>
 
 namespace {
 
-// --- The line format: tag per level, local date and time, source, message,
-// the caller's last error, and the file's encoding.
+using Messages = std::vector<std::wstring>;
+constexpr DWORD kAbsent = 0xDEAD0000;  // the value is not written, or not read back
+constexpr ULONGLONG kOneMegabyte = 1 << 20;
+constexpr wchar_t kSource[] = L"Phonebook";
 
-ULONGLONG Milliseconds(const SYSTEMTIME& time) {
-    FILETIME file{};
-    ::SystemTimeToFileTime(&time, &file);
-    return ((ULONGLONG(file.dwHighDateTime) << 32) | file.dwLowDateTime) / 10000;
+std::wstring LogFolder() {
+    wchar_t appData[MAX_PATH] = L"";
+    ::SHGetFolderPathW(nullptr, CSIDL_APPDATA, nullptr, SHGFP_TYPE_CURRENT, appData);
+    return std::wstring(appData) + L"\\Quorvel\\Orvanta\\";
 }
+std::wstring DefaultLogPath() { return LogFolder() + L"\\FaxData.log"; }  // the doubled backslash is kept
+std::wstring BackupPath(int n) { return LogFolder() + L"\\FaxData(" + std::to_wstring(n) + L").log"; }
+std::vector<int> ExistingBackups() {
+    std::vector<int> numbers;
+    for (int n = 0; n <= 30; ++n)
+        if (::GetFileAttributesW(BackupPath(n).c_str()) != INVALID_FILE_ATTRIBUTES) numbers.push_back(n);
+    return numbers;
+}
+
+void SetRaw(const wchar_t* name, DWORD type, const void* data, DWORD size, const wchar_t* subkey = nullptr) {
+    const std::wstring path = subkey ? std::wstring(kLoggerKeyPath) + L"\\" + subkey : kLoggerKeyPath;
+    ASSERT_EQ(ERROR_SUCCESS, ::RegSetKeyValueW(HKEY_CURRENT_USER, path.c_str(), name, type, data, size));
+}
+void SetDword(const wchar_t* name, DWORD value, const wchar_t* subkey = nullptr) {
+    if (value != kAbsent) SetRaw(name, REG_DWORD, &value, sizeof(value), subkey);
+}
+void SetText(const wchar_t* name, const std::wstring& text) { SetRaw(name, REG_SZ, text.c_str(), DWORD(text.size() * 2 + 2)); }
+DWORD GetDword(const wchar_t* name) {
+    DWORD value = 0, size = sizeof(value);
+    return ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, name, RRF_RT_REG_DWORD, nullptr, &value, &size) ? kAbsent
+                                                                                                              : value;
+}
+
+// A log file's text after its byte-order mark, if any; its lines without "\n".
+std::wstring ReadLog(const std::wstring& path, bool* hasMark = nullptr) {
+    std::ifstream file(path.c_str(), std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    const std::wstring text(reinterpret_cast<const wchar_t*>(bytes.data()), bytes.size() / sizeof(wchar_t));
+    const bool marked = !text.empty() && text[0] == 0xFEFF;
+    if (hasMark) *hasMark = marked;
+    return marked ? text.substr(1) : text;
+}
+std::vector<std::wstring> ReadLogLines(const std::wstring& path) {
+    std::wstringstream text(ReadLog(path));
+    std::vector<std::wstring> lines;
+    for (std::wstring line; std::getline(text, line);) lines.push_back(line);
+    return lines;
+}
+
+// The fifth bracketed field of a line: the message (none of the tests' holds "]").
+std::wstring MessageOf(const std::wstring& line) {
+    size_t at = 0;
+    for (int field = 0; field < 4 && at != std::wstring::npos; ++field) at = line.find(L"][", at + 1);
+    return at == std::wstring::npos ? L"<bad line>" : line.substr(at + 2, line.find(L']', at + 2) - at - 2);
+}
+Messages FileMessages(const std::wstring& path) {
+    Messages messages;
+    for (const std::wstring& line : ReadLogLines(path)) messages.push_back(MessageOf(line));
+    return messages;
+}
+
+// A log file of exactly `bytes` bytes (mark and lines carrying `marker`), as the logger leaves one.
+void WriteFilledLog(const std::wstring& path, ULONGLONG bytes, const std::wstring& marker) {
+    std::wstring text(1, wchar_t(0xFEFF));
+    const std::wstring line = L"[KTX Info][01:02:2003][04:05:06:007][Filler][" + marker + L"]\n";
+    while (text.size() * sizeof(wchar_t) < bytes) text += line;
+    text.resize(size_t(bytes / sizeof(wchar_t)));
+    text.back() = L'\n';  // a cut filler line still ends, so what follows parses
+    com::UniqueFile file(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+    DWORD written = 0;
+    ASSERT_TRUE(file && ::WriteFile(file.get(), text.data(), DWORD(bytes), &written, nullptr));
+}
+
+void ResetLogState() {
+    testing_support::DeleteUserKey(kLoggerKeyPath);
+    ::DeleteFileW(DefaultLogPath().c_str());
+    for (int n = 0; n <= 30; ++n) ::DeleteFileW(BackupPath(n).c_str());
+}
+
+class LoggerTest : public testing::Test {
+protected:
+    void SetUp() override { ResetLogState(); }
+    void TearDown() override {  // the logger back on the defaults, nothing left
+        ResetLogState();
+        Reload();
+        ResetLogState();
+    }
+    static void Reload() { CLogger::Instance().LoadConfiguration(true); }
+    // Afresh: file only, the values given, the key read again.
+    static void Start(std::initializer_list<std::pair<const wchar_t*, DWORD>> values) {
+        ResetLogState();
+        SetDword(L"Type", kLogTypeFile);
+        for (const auto& [name, value] : values) SetDword(name, value);
+        Reload();
+    }
+};
 
 // Source and message are data, never part of the format, and are written
 // whole whatever their length or script; null ones give empty fields. Level 5
-// is written as an error. The file is UTF-16 with one byte-order mark.
+// is written as an error. Day, month, year and the time of day are those of
+// the local clock. The file is UTF-16 with one byte-order mark.
 TEST_F(LoggerTest, EachLevelHasItsLineFormat) {
-    const std::wstring longMessage(100000, L'x');
-    struct Case {
-        LogLevel level;
-        const wchar_t* tag;
-        bool hasLastError;
-        const wchar_t* source;
-        const wchar_t* message;
+    const std::wstring longMessage(100000, L'x'), unicode = L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0";
+    const struct {
+        const wchar_t *source, *message;
+        std::wstring line;  // the time's digits masked
+    } cases[] = {
+        {L"Outlook", L"Connect failed", L"[KTX Err][##:##:####][##:##:##:###][Outlook][Connect failed][Last error = 1001]"},
+        {L"%s%n", L"100% done %d %s %n %%", L"[KTX Warn][##:##:####][##:##:##:###][%s%n][100% done %d %s %n %%][Last error = 1002]"},
+        {kSource, unicode.c_str(), L"[KTX Info][##:##:####][##:##:##:###][Phonebook][" + unicode + L"]"},
+        {kSource, longMessage.c_str(), L"[KTX Verb][##:##:####][##:##:##:###][Phonebook][" + longMessage + L"]"},
+        {nullptr, nullptr, L"[KTX Err][##:##:####][##:##:##:###][][][Last error = 1005]"},
     };
-    const Case cases[] = {
-        {LogLevel::Error, L"Err", true, L"Outlook", L"Connect failed"},
-        {LogLevel::Warning, L"Warn", true, L"%s%n", L"100% done %d %s %n %%"},
-        {LogLevel::Information, L"Info", false, L"Phonebook",
-         L"Zo\u00eb \u03a9\u03bc\u03ad\u03b3\u03b1 \u65e5\u672c \U0001F4E0"},
-        {LogLevel::Verbose, L"Verb", false, L"Phonebook", longMessage.c_str()},
-        {LogLevel::Always, L"Err", true, nullptr, nullptr},
+    Start({{L"Verbose", 4}});
+    const auto ms = [](const SYSTEMTIME& time) {
+        FILETIME file{};
+        ::SystemTimeToFileTime(&time, &file);
+        return ((ULONGLONG(file.dwHighDateTime) << 32) | file.dwLowDateTime) / 10000;
     };
-    Configure({{L"Type", kLogTypeFile}, {L"Verbose", 4}});
     SYSTEMTIME before{}, after{};
     ::GetLocalTime(&before);
-    for (const Case& c : cases) {
-        ::SetLastError(1000 + DWORD(c.level));
-        Log(c.source, c.message, kLogTypeFromSettings, kLogWriteModeFromSettings, c.level);
-        EXPECT_EQ(1000 + DWORD(c.level), ::GetLastError()) << "the caller's last error is left alone";
+    for (DWORD level = 1; level <= 5; ++level) {
+        ::SetLastError(1000 + level);
+        Log(cases[level - 1].source, cases[level - 1].message, kLogTypeFromSettings, kLogWriteModeFromSettings, LogLevel(level));
+        EXPECT_EQ(1000 + level, ::GetLastError()) << "the caller's last error is left alone";
     }
     ::GetLocalTime(&after);
-
     bool hasMark = false;
     EXPECT_EQ(std::wstring::npos, ReadLog(DefaultLogPath(), &hasMark).find(wchar_t(0xFEFF)));
     EXPECT_TRUE(hasMark);
     const std::vector<std::wstring> lines = ReadLogLines(DefaultLogPath());
     ASSERT_EQ(std::size(cases), lines.size());
     for (size_t i = 0; i < lines.size(); ++i) {
-        const Case& c = cases[i];
-        ParsedLine line;
-        ASSERT_TRUE(ParseLine(lines[i], line)) << i;
-        EXPECT_EQ(c.tag, line.tag);
-        EXPECT_EQ(c.source ? c.source : L"", line.source);
-        EXPECT_TRUE(line.message == (c.message ? c.message : L"")) << i;
-        EXPECT_EQ(c.hasLastError ? 1000 + DWORD(c.level) : 0, line.lastError);
-        // Day, month, year and the time of day of the local clock, in that order.
-        EXPECT_LE(Milliseconds(before), Milliseconds(line.time));
-        EXPECT_GE(Milliseconds(after), Milliseconds(line.time));
+        std::wstring masked = lines[i];
+        for (size_t at = 0; at < 37 && at < masked.size(); ++at) masked[at] = iswdigit(masked[at]) ? L'#' : masked[at];
+        EXPECT_TRUE(masked == cases[i].line) << testing_support::Utf8(lines[i].substr(0, 120));
+        SYSTEMTIME t{};
+        swscanf(lines[i].c_str() + lines[i].find(L"][") + 2, L"%2hu:%2hu:%4hu][%2hu:%2hu:%2hu:%3hu", &t.wDay, &t.wMonth,
+                &t.wYear, &t.wHour, &t.wMinute, &t.wSecond, &t.wMilliseconds);
+        EXPECT_TRUE(ms(before) <= ms(t) && ms(t) <= ms(after)) << i;
     }
 }
 
-// --- The Logger key: "Enable" with its per-source subkeys, the "Verbose"
-// threshold, and bad values or paths falling back to the defaults.
-
-constexpr wchar_t kSource[] = L"Phonebook";
-constexpr DWORD kAbsent = 0xDEAD0000;  // the value is not written
-
-TEST_F(LoggerTest, EnableDecidesWhichSourcesAreLogged) {
+// "Enable" decides which sources are logged (missing is 2: every source; 1:
+// those whose subkey holds a non-zero "Enable"; anything else none), then
+// "Verbose" is the level threshold; level 5 passes the threshold only.
+TEST_F(LoggerTest, EnableAndVerboseDecideWhatIsWritten) {
     const struct {
-        const char* name;
         DWORD enable;
         const wchar_t *source, *subkey;
-        DWORD subkeyEnable;
-        bool logged;
+        DWORD subkeyEnable, verbose;
+        const wchar_t* written;  // of levels 1 to 5 logged as E, W, I, V and 5
     } cases[] = {
-        {"missing: every source", kAbsent, kSource, nullptr, 0, true},
-        {"0: nothing", 0, kSource, kSource, 1, false},
-        {"2: even a disabled source", 2, kSource, kSource, 0, true},
-        {"1 without subkey", 1, kSource, nullptr, 0, false},
-        {"1, subkey non-zero", 1, kSource, kSource, 7, true},
-        {"1, subkey 0", 1, kSource, kSource, 0, false},
-        {"1, another source's subkey", 1, kSource, L"Outlook", 1, false},
-        {"1, nameless source", 1, L"", nullptr, 0, false},
-        {"1, null source", 1, nullptr, nullptr, 0, false},
-        {"3: nothing", 3, kSource, kSource, 1, false},
-        {"all bits: nothing", 0xFFFFFFFF, kSource, kSource, 1, false},
+        {kAbsent, kSource, nullptr, 0, kAbsent, L"EWI5"}, {0, kSource, kSource, 1, kAbsent, L""},
+        {2, kSource, kSource, 0, kAbsent, L"EWI5"},       {1, kSource, nullptr, 0, kAbsent, L""},
+        {1, kSource, kSource, 7, kAbsent, L"EWI5"},       {1, kSource, kSource, 0, kAbsent, L""},
+        {1, kSource, L"Outlook", 1, kAbsent, L""},        {1, L"", nullptr, 0, kAbsent, L""},
+        {1, nullptr, nullptr, 0, kAbsent, L""},           {3, kSource, kSource, 1, kAbsent, L""},
+        {0xFFFFFFFF, kSource, kSource, 1, kAbsent, L""},  {kAbsent, kSource, nullptr, 0, 0, L"EWIV5"},
+        {kAbsent, kSource, nullptr, 0, 1, L"E5"},         {kAbsent, kSource, nullptr, 0, 2, L"EW5"},
+        {kAbsent, kSource, nullptr, 0, 3, L"EWI5"},       {kAbsent, kSource, nullptr, 0, 4, L"EWIV5"},
+        {kAbsent, kSource, nullptr, 0, 5, L"5"},          {kAbsent, kSource, nullptr, 0, 6, L"EWIV5"},
     };
     for (const auto& c : cases) {
-        ResetLogState();
-        SetDword(L"Type", kLogTypeFile);
-        if (c.enable != kAbsent) SetDword(L"Enable", c.enable);
+        Start({{L"Enable", c.enable}, {L"Verbose", c.verbose}});
         if (c.subkey) SetDword(L"Enable", c.subkeyEnable, c.subkey);
         Reload();
-        Log(c.source, L"enabled?");
-        EXPECT_EQ(c.logged, !FileMessages(DefaultLogPath()).empty()) << c.name;
-    }
-}
-
-TEST_F(LoggerTest, VerboseIsTheLevelThreshold) {
-    // "Verbose" and what gets through of levels 1 to 5, logged as E, W, I, V and 5.
-    const std::pair<DWORD, std::wstring> cases[] = {{kAbsent, L"EWI5"}, {0, L"EWIV5"}, {1, L"E5"},
-                                                    {2, L"EW5"},        {3, L"EWI5"},  {4, L"EWIV5"},
-                                                    {5, L"5"},          {6, L"EWIV5"}};
-    for (const auto& [verbose, written] : cases) {
-        ResetLogState();
-        SetDword(L"Type", kLogTypeFile);
-        if (verbose != kAbsent) SetDword(L"Verbose", verbose);
-        Reload();
         for (DWORD level = 1; level <= 5; ++level)
-            Log(kSource, std::wstring(1, L"EWIV5"[level - 1]).c_str(), kLogTypeFromSettings,
+            Log(c.source, std::wstring(1, L"EWIV5"[level - 1]).c_str(), kLogTypeFromSettings,
                 kLogWriteModeFromSettings, LogLevel(level));
         std::wstring got;
         for (const std::wstring& message : FileMessages(DefaultLogPath())) got += message;
-        EXPECT_EQ(written, got) << "Verbose " << verbose;
+        EXPECT_EQ(c.written, got) << "Enable " << c.enable << " subkey " << c.subkeyEnable << " Verbose " << c.verbose;
     }
 }
 
 // A value of the wrong type counts as missing; the load then saves all eight
 // values, the defaults in place of the wrong ones.
 TEST_F(LoggerTest, ValuesOfTheWrongTypeTakeTheirDefaults) {
-    for (const wchar_t* name : {L"Enable", L"Type", L"WriteMode", L"MaxCount", L"CurrentCount"})
-        SetText(name, L"1");
+    for (const wchar_t* name : {L"Enable", L"Type", L"WriteMode", L"MaxCount", L"CurrentCount"}) SetText(name, L"1");
     const ULONGLONG big = 1;
     SetRaw(L"MaxSize", REG_QWORD, &big, sizeof(big));
     const BYTE shortValue[2] = {1, 0};
     SetRaw(L"Verbose", REG_BINARY, shortValue, sizeof(shortValue));
     SetDword(L"FilePath", 1);
     Reload();
-    for (const auto& [name, value] : {std::pair{L"Enable", 2u}, {L"Type", 3u}, {L"Verbose", 3u}, {L"WriteMode", 2u},
-                                      {L"MaxSize", 5u}, {L"MaxCount", 10u}, {L"CurrentCount", 0u}})
-        EXPECT_EQ(value, GetDword(name, kAbsent)) << name;
+    std::vector<DWORD> values;
+    for (const wchar_t* name : {L"Enable", L"Type", L"Verbose", L"WriteMode", L"MaxSize", L"MaxCount", L"CurrentCount"})
+        values.push_back(GetDword(name));
+    EXPECT_EQ(values, (std::vector<DWORD>{2, 3, 3, 2, 5, 10, 0}));
     EXPECT_EQ(DefaultLogPath(), testing_support::RegistryText(HKEY_CURRENT_USER, kLoggerKeyPath, L"FilePath"));
 }
 
@@ -166,81 +235,57 @@ TEST_F(LoggerTest, FilePathIsKeptOnlyWhenUsable) {
     for (const std::wstring& file : {custom, locked, std::wstring(L"C:\\x.log")}) ::DeleteFileW(file.c_str());
 }
 
-// --- Rotation at a 1 MB limit: the backup numbers and their cap, the notice
-// line, and write modes that never rotate.
-
-constexpr ULONGLONG kOneMegabyte = 1 << 20;
-
-class RotationTest : public LoggerTest {
-protected:
-    // Starts afresh: no backups, file only, a 1 MB limit, then `more`.
-    static void Start(std::initializer_list<std::pair<const wchar_t*, DWORD>> more = {}) {
-        ResetLogState();
-        Configure({{L"Type", kLogTypeFile}, {L"MaxSize", 1}});
-        Configure(more);
-    }
-};
-
-// The full log becomes the backup, which ends with a notice naming it; the
-// new log holds the new line only. Just below the limit nothing rotates.
-TEST_F(RotationTest, TheFullLogBecomesABackupEndingWithANotice) {
-    Start();
-    WriteFilledLog(DefaultLogPath(), kOneMegabyte - 2, L"below");
-    Log(L"Phonebook", L"crosses the limit");
-    ASSERT_TRUE(ExistingBackups().empty());
-    WriteFilledLog(DefaultLogPath(), kOneMegabyte, L"full");
-    Log(L"Phonebook", L"new");
-    EXPECT_EQ(std::vector<int>{1}, ExistingBackups());
-    EXPECT_NE(std::wstring::npos, ReadLog(BackupPath(1)).find(L"[full]"));
-    ParsedLine notice;
-    ASSERT_TRUE(ParseLine(ReadLogLines(BackupPath(1)).back(), notice));
-    EXPECT_EQ(L"Info", notice.tag);
-    EXPECT_EQ(L"KTX log file is being backed-up, as its size reached to maximum limit allowed. File backed-up as : " +
-                  BackupPath(1),
-              notice.message);
-    EXPECT_EQ(Messages{L"new"}, FileMessages(DefaultLogPath()));
-}
-
-// The next number comes from the key at each rotation (so processes sharing
-// the log continue one cycle): one past "CurrentCount", back to 1 past
-// "MaxCount", which counts as 10 above 10; a backup of that number is replaced.
-TEST_F(RotationTest, NextNumberComesFromTheKey) {
+// Rotation at a 1 MB limit. The full log becomes the backup, which ends with
+// a notice naming it, and the new log holds the new line only. The number
+// comes from the key at each rotation (so processes sharing the log continue
+// one cycle): one past "CurrentCount", back to 1 past "MaxCount", which
+// counts as 10 above 10; a backup of that number is replaced.
+TEST_F(LoggerTest, TheFullLogBecomesTheNextBackupEndingWithANotice) {
     for (const auto& [maxCount, currentCount, next] : {std::array<DWORD, 3>{10, 4, 5}, {10, 9, 10}, {10, 10, 1}, {3, 2, 3},
                                                        {3, 3, 1}, {20, 10, 1}, {20, 15, 1}, {0, 0, 1}}) {
-        Start();
+        SCOPED_TRACE(testing::Message() << maxCount << "/" << currentCount);
+        Start({{L"MaxSize", 1}});
         SetDword(L"MaxCount", maxCount);
         SetDword(L"CurrentCount", currentCount);
         WriteFilledLog(BackupPath(int(next)), 200, L"old");
-        WriteFilledLog(DefaultLogPath(), kOneMegabyte, L"fill");
-        Log(L"Phonebook", L"line");
-        EXPECT_EQ(std::vector<int>{int(next)}, ExistingBackups()) << maxCount << "/" << currentCount;
-        EXPECT_EQ(next, GetDword(L"CurrentCount", kAbsent));
-        EXPECT_NE(std::wstring::npos, ReadLog(BackupPath(int(next))).find(L"[fill]"));
+        WriteFilledLog(DefaultLogPath(), kOneMegabyte, L"full");
+        Log(kSource, L"new");
+        EXPECT_EQ(std::vector<int>{int(next)}, ExistingBackups());
+        EXPECT_EQ(next, GetDword(L"CurrentCount"));
+        const Messages backup = FileMessages(BackupPath(int(next)));
+        EXPECT_TRUE(backup.size() > 1 && backup.front() == L"full");
+        EXPECT_EQ(ReadLogLines(BackupPath(int(next))).back().substr(0, 10), L"[KTX Info]");
+        EXPECT_EQ(L"KTX log file is being backed-up, as its size reached to maximum limit allowed. File backed-up as : " +
+                      BackupPath(int(next)),
+                  backup.back());
+        EXPECT_EQ(Messages{L"new"}, FileMessages(DefaultLogPath()));
     }
 }
 
-// A write mode other than 2 from the key, or from an override (which holds
-// for later calls until the settings are read again), never rotates.
-TEST_F(RotationTest, OtherWriteModesNeverRotate) {
-    for (DWORD mode : {0u, 1u, 3u, 0xFFFFFFFFu}) {
-        Start({{L"WriteMode", mode}});
-        WriteFilledLog(DefaultLogPath(), 2 * kOneMegabyte, L"fill");
-        Log(L"Phonebook", L"appended");
-        EXPECT_TRUE(ExistingBackups().empty()) << mode;
-        EXPECT_EQ(L"appended", FileMessages(DefaultLogPath()).back());
+// Just below the limit, or with a write mode other than 2 from the key or
+// from an override (which holds for later calls until the key is read
+// again), the log is appended to and never rotates.
+TEST_F(LoggerTest, BelowTheLimitOrInAnotherWriteModeTheLogGrows) {
+    for (const auto& [mode, size] : {std::pair{2u, kOneMegabyte - 2}, {0u, 2 * kOneMegabyte}, {1u, 2 * kOneMegabyte},
+                                     {3u, 2 * kOneMegabyte}, {0xFFFFFFFFu, 2 * kOneMegabyte}}) {
+        Start({{L"MaxSize", 1}, {L"WriteMode", mode}});
+        WriteFilledLog(DefaultLogPath(), size, L"fill");
+        Log(kSource, L"appended");
+        EXPECT_EQ(ExistingBackups(), std::vector<int>{}) << mode;
+        EXPECT_EQ(L"appended", FileMessages(DefaultLogPath()).back()) << mode;
     }
-    Start();
+    Start({{L"MaxSize", 1}});
     WriteFilledLog(DefaultLogPath(), kOneMegabyte, L"fill");
-    Log(L"Phonebook", L"override", kLogTypeFromSettings, 1);
-    Log(L"Phonebook", L"later");
-    EXPECT_TRUE(ExistingBackups().empty());
+    Log(kSource, L"override", kLogTypeFromSettings, 1);
+    Log(kSource, L"later");
+    EXPECT_EQ(ExistingBackups(), std::vector<int>{});
     Reload();
-    Log(L"Phonebook", L"rotates");
-    EXPECT_EQ(std::vector<int>{1}, ExistingBackups());
+    Log(kSource, L"rotates");
+    EXPECT_EQ(ExistingBackups(), std::vector<int>{1});
 }
 
-// --- The debugger output, seen by running a program that logs as the
-// debuggee of a real debug loop.
+// --- The debugger output, as a debugger sees it: the exception that
+// OutputDebugString raises, caught before anyone else.
 
 using Outputs = std::vector<std::wstring>;  // one per output-debug-string event
 
@@ -248,74 +293,49 @@ int CountStartingWith(const Outputs& outputs, const std::wstring& text) {
     return int(std::count_if(outputs.begin(), outputs.end(), [&](const std::wstring& o) { return o.rfind(text, 0) == 0; }));
 }
 
-// The messages of the log lines among the outputs.
-Messages LoggedMessages(const Outputs& outputs) {
-    Messages messages;
-    ParsedLine parsed;
-    for (const std::wstring& output : outputs)
-        if (!output.empty() && ParseLine(output.substr(0, output.size() - 1), parsed)) messages.push_back(parsed.message);
-    return messages;
+Outputs g_outputs;
+LONG CALLBACK CatchOutput(EXCEPTION_POINTERS* exception) {
+    const EXCEPTION_RECORD& r = *exception->ExceptionRecord;
+    const auto* text = reinterpret_cast<const void*>(r.ExceptionInformation[1]);
+    if (r.ExceptionCode == DBG_PRINTEXCEPTION_WIDE_C)
+        g_outputs.emplace_back(static_cast<const wchar_t*>(text), size_t(r.ExceptionInformation[0]) - 1);
+    else if (r.ExceptionCode == DBG_PRINTEXCEPTION_C)
+        g_outputs.push_back(testing_support::FromUtf8(std::string(static_cast<const char*>(text), size_t(r.ExceptionInformation[0]) - 1)));
+    else
+        return EXCEPTION_CONTINUE_SEARCH;
+    return EXCEPTION_CONTINUE_EXECUTION;
 }
-
-// Runs log_child.exe with the steps ("load", "reload", "log|LEVEL|TYPE|WRITEMODE|SOURCE|MESSAGE")
-// as the debuggee of this thread, until it exits or a minute has passed.
-Outputs RunChild(const std::wstring& steps) {
-    Outputs outputs;
-    std::wstring commandLine = L"\"" + testing_support::BinDir() + L"log_child.exe\" " + steps;
-    STARTUPINFOW startup{};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION info{};
-    if (!::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DEBUG_ONLY_THIS_PROCESS, nullptr,
-                          nullptr, &startup, &info)) {
-        ADD_FAILURE() << "log_child.exe did not start";
-        return outputs;
-    }
-    com::UniqueHandle process(info.hProcess), thread(info.hThread);
-    DEBUG_EVENT event{};
-    for (bool ended = false; !ended;) {
-        if (!::WaitForDebugEvent(&event, 60000)) {
-            ADD_FAILURE() << "log_child.exe did not end";
-            ::TerminateProcess(process.get(), 1);
-            ::DebugActiveProcessStop(info.dwProcessId);
-            break;
-        }
-        DWORD status = DBG_CONTINUE;
-        if (event.dwDebugEventCode == CREATE_PROCESS_DEBUG_EVENT) ::CloseHandle(event.u.CreateProcessInfo.hFile);
-        if (event.dwDebugEventCode == LOAD_DLL_DEBUG_EVENT) ::CloseHandle(event.u.LoadDll.hFile);
-        if (event.dwDebugEventCode == OUTPUT_DEBUG_STRING_EVENT) {
-            // The text comes in the ANSI code page, even OutputDebugStringW's.
-            const OUTPUT_DEBUG_STRING_INFO& string = event.u.DebugString;
-            std::string bytes(size_t(string.nDebugStringLength) + 1, '\0');
-            ::ReadProcessMemory(process.get(), string.lpDebugStringData, bytes.data(), string.nDebugStringLength, nullptr);
-            std::wstring text(bytes.size(), L'\0');
-            ::MultiByteToWideChar(CP_ACP, 0, bytes.c_str(), -1, text.data(), int(text.size()));
-            outputs.push_back(text.c_str());
-        }
-        // The loader's breakpoint is ours to pass; any other exception is the program's.
-        if (event.dwDebugEventCode == EXCEPTION_DEBUG_EVENT &&
-            event.u.Exception.ExceptionRecord.ExceptionCode != EXCEPTION_BREAKPOINT)
-            status = DBG_EXCEPTION_NOT_HANDLED;
-        if (event.dwDebugEventCode == EXIT_PROCESS_DEBUG_EVENT) {
-            EXPECT_EQ(0u, event.u.ExitProcess.dwExitCode) << "log_child.exe failed";
-            ended = true;
-        }
-        ::ContinueDebugEvent(event.dwProcessId, event.dwThreadId, status);
-    }
-    return outputs;
+// Runs the body and returns what it sent to the debugger output.
+Outputs Capture(const std::function<void()>& body) {
+    g_outputs.clear();
+    const PVOID handler = ::AddVectoredExceptionHandler(1, &CatchOutput);
+    body();
+    ::RemoveVectoredExceptionHandler(handler);
+    return g_outputs;
 }
 
 // Defaults send all but verbose lines to both; an override of the type holds
 // for later calls until the settings are read again (once per process unless
 // forced), and one on a line that is filtered out changes nothing.
 TEST_F(LoggerTest, TypeAndItsOverridesDecideWhereLinesGo) {
-    const Outputs run = RunChild(
-        L"load log|1|3|2|P|error log|4|1|2|P|verbose log|2|3|2|P|warning log|3|3|2|P|information "
-        L"log|1|2|2|P|debugger log|1|3|2|P|still-debugger log|1|1|2|P|file log|1|3|2|P|still-file "
-        L"load reload log|1|3|2|P|both");
+    const Outputs run = Capture([] {
+        Reload();
+        for (const auto& [level, type, message] :
+             {std::tuple{LogLevel::Error, 3u, L"error"}, {LogLevel::Verbose, 1u, L"verbose"}, {LogLevel::Warning, 3u, L"warning"},
+              {LogLevel::Information, 3u, L"information"}, {LogLevel::Error, 2u, L"debugger"}, {LogLevel::Error, 3u, L"still-debugger"},
+              {LogLevel::Error, 1u, L"file"}, {LogLevel::Error, 3u, L"still-file"}})
+            Log(L"P", message, type, kLogWriteModeFromSettings, level);
+        CLogger::Instance().LoadConfiguration(false);
+        Reload();
+        Log(L"P", L"both");
+    });
     const wchar_t kLoading[] = L"[KTX Logger][Loading configuration]\n";
     EXPECT_EQ(kLoading, run.at(0));
     EXPECT_EQ(2, CountStartingWith(run, kLoading));
-    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}), LoggedMessages(run));
+    Messages sent;
+    for (const std::wstring& output : run)
+        if (output.rfind(L"[KTX ", 0) == 0 && output != kLoading) sent.push_back(MessageOf(output));
+    EXPECT_EQ((Messages{L"error", L"warning", L"information", L"debugger", L"still-debugger", L"both"}), sent);
     EXPECT_EQ((Messages{L"error", L"warning", L"information", L"file", L"still-file", L"both"}), FileMessages(DefaultLogPath()));
     EXPECT_EQ(1, CountStartingWith(run, ReadLogLines(DefaultLogPath()).at(1) + L"\n")) << "the very line the file gets";
 }
@@ -328,13 +348,14 @@ TEST_F(LoggerTest, FailedBackupIsReported) {
     WriteFilledLog(BackupPath(1), 16, L"old");
     com::UniqueFile holder(::CreateFileW(BackupPath(1).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
     ASSERT_TRUE(holder);
-    const Outputs run = RunChild(L"log|1|1|2|P|kept");
+    Reload();
+    const Outputs run = Capture([] { Log(L"P", L"kept", kLogTypeFile); });
     holder.reset();
     EXPECT_EQ(1, CountStartingWith(run, L"Log to file failed. Exception occured. File path: " + DefaultLogPath()));
     const Messages messages = FileMessages(DefaultLogPath());
     EXPECT_GT(messages.size(), 1u);
     EXPECT_EQ(L"kept", messages.back());
-    EXPECT_EQ(0u, GetDword(L"CurrentCount", kAbsent));
+    EXPECT_EQ(0u, GetDword(L"CurrentCount"));
 }
 
 }  // namespace

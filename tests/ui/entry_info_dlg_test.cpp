@@ -16,9 +16,6 @@ using ui::CEntryInfoDlg;
 
 constexpr wchar_t kRecipientsKey[] = L"SOFTWARE\\Quorvel\\Orvanta\\Recipients";
 constexpr DWORD kMRUBookSetting = 0xFFFFFFFF, kNoSuchBook = 7;
-void SetPreferredBook(DWORD kind) {
-    ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_DWORD, &kind, sizeof(kind));
-}
 
 class EntryDialogTest : public HostedTest<testing_support::MRUStoreTest> {
 protected:
@@ -26,72 +23,43 @@ protected:
         HostedTest::TearDown();
         ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook");
     }
-    // Runs the dialog with the steps; the first step waits for it.
-    INT_PTR Run(CEntryInfoDlg& dialog, std::vector<ModalScript::Step> steps) {
-        steps.insert(steps.begin(), [this] { return (window = FindDialog()) != nullptr; });
-        ModalScript script(std::move(steps));
-        const INT_PTR result = ui::DoModalShaded(dialog, host.get());
-        EXPECT_TRUE(script.Finished());
-        EXPECT_EQ(script.failure(), "");
-        return result;
+    static void SetPreferredBook(DWORD kind) {
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_DWORD, &kind, sizeof(kind));
     }
-    HWND Item(int id) const { return ::GetDlgItem(window, id); }
+    INT_PTR Run(CEntryInfoDlg& entry, std::vector<ModalScript::Step> steps) {
+        return Modal([&] { return ui::DoModalShaded(entry, host.get()); }, std::move(steps));
+    }
     std::wstring Text(int id) const { return WindowText(Item(id)); }
     std::wstring Captions() const { return Text(215) + L"/" + Text(216); }
-    void Set(int id, const wchar_t* text) const { ::SetWindowTextW(Item(id), text); }
+    void Set(int id, const std::wstring& text) const { ::SetWindowTextW(Item(id), text.c_str()); }
     void Click(int id) const { ::SendMessageW(Item(id), BM_CLICK, 0, 0); }
-    static CRecipient AddAnn(CPhonebookManager& book) {
-        CRecipient ann = Recipient(L"a1", L"Ann", L"111");
-        EXPECT_EQ(book.Source()->Add(ann), S_OK);
-        return ann;
-    }
-    std::vector<CRecipient> Stored() {
+    // What the book holds, as "identifier name/number" each.
+    static std::vector<std::wstring> Stored() {
         MRUOwner book;
         RecipientList all;
         book.Source()->LoadAll(all);
-        return {all.begin(), all.end()};
+        std::vector<std::wstring> pairs;
+        for (const CRecipient& r : all) pairs.push_back(r.identifier + L" " + r.name + L"/" + r.faxNumber);
+        return pairs;
     }
-    HWND window = nullptr;
 };
 
-// Pasted text goes through the same limits and the same filter as typed text.
-TEST_F(EntryDialogTest, FaxFieldTakesOnlyNumberCharactersAndBothFieldsStopAtTheirLimits) {
-    CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"", L""), nullptr);
+// Typed and pasted text go through the same limits (130 and 45 characters)
+// and the fax field's filter (digits, spaces, + - * # ;). A host's skin may
+// subclass the edit and swallow the filter's removal of a refused
+// character: the filter then sets the filtered text as a whole instead of
+// keeping the user's window busy for ever. The first button needs a name and
+// three to forty-five characters besides spaces; Escape ends with 2 and
+// stores nothing.
+TEST_F(EntryDialogTest, TypingRulesAndWhenTheFirstButtonIsEnabled) {
     const auto paste = [&](int id, const std::wstring& text) {
         Set(id, L"");
         PasteText(Item(id), text);
         return Text(id);
     };
-    EXPECT_EQ(Run(dialog, {Do([&] {
-                      EXPECT_EQ(paste(214, L"12a3-b"), L"123-");
-                      EXPECT_EQ(paste(214, L"+1 (555) *#;x9"), L"+1 555 *#;9");
-                      EXPECT_EQ(paste(214, std::wstring(50, L'7')), std::wstring(45, L'7'));
-                      EXPECT_EQ(paste(213, std::wstring(140, L'n')), std::wstring(130, L'n'));
-                      ::SendMessageW(window, WM_COMMAND, IDCANCEL, 0);  // Escape
-                  })}),
-              2);
-    EXPECT_TRUE(Stored().empty()) << "Escape stores nothing";
-}
-
-// A host's skin may subclass the edit and swallow the filter's removal of a
-// refused character: the filter then sets the filtered text as a whole
-// instead of keeping the user's window busy for ever.
-TEST_F(EntryDialogTest, FaxFilterEndsWhenTheEditSwallowsTheRemoval) {
     const SUBCLASSPROC swallow = [](HWND edit, UINT message, WPARAM w, LPARAM l, UINT_PTR, DWORD_PTR) WINAPI -> LRESULT {
         return message == EM_REPLACESEL ? 0 : ::DefSubclassProc(edit, message, w, l);
     };
-    CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"", L""), nullptr);
-    EXPECT_EQ(Run(dialog, {Do([&] {
-                               ASSERT_TRUE(::SetWindowSubclass(Item(214), swallow, 1, 0));
-                               Set(214, L"12a3-b");
-                               EXPECT_EQ(Text(214), L"123-");
-                               ::RemoveWindowSubclass(Item(214), swallow, 1);
-                           }),
-                           CloseDialog()}),
-              2);
-}
-
-TEST_F(EntryDialogTest, FirstButtonNeedsANameAndThreeToFortyFiveCharactersWithoutSpaces) {
     const struct {
         std::wstring name, number;
         bool enabled;
@@ -101,18 +69,26 @@ TEST_F(EntryDialogTest, FirstButtonNeedsANameAndThreeToFortyFiveCharactersWithou
         {L"Ann", L" ;  ", false}, {L"Ann", std::wstring(46, L'9'), false},  // set past the typing limit
         {L"Ann", L"1 2 3 4 5 6 7 8 9 0 1 2 3 4 5 6 7 8 9 0 1 2 3", true},
     };
-    CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", L"x", L""), nullptr);
-    EXPECT_EQ(Run(dialog, {Do([&] {
-                               for (const auto& c : cases) {
-                                   Set(213, c.name.c_str());
-                                   Set(214, c.number.c_str());
-                                   EXPECT_EQ(::IsWindowEnabled(Item(215)) != FALSE, c.enabled)
-                                       << testing::PrintToString(c.name + L"/" + c.number);
-                               }
-                           }),
-                           CloseDialog()}),
-              2)
-        << "closing the window stores nothing";
+    CEntryInfoDlg entry(CEntryInfoDlg::ModeNew, Recipient(L"", L"", L""), nullptr);
+    EXPECT_EQ(Run(entry, {Do([&] {
+                      EXPECT_EQ(paste(214, L"12a3-b"), L"123-");
+                      EXPECT_EQ(paste(214, L"+1 (555) *#;x9"), L"+1 555 *#;9");
+                      EXPECT_EQ(paste(214, std::wstring(50, L'7')), std::wstring(45, L'7'));
+                      EXPECT_EQ(paste(213, std::wstring(140, L'n')), std::wstring(130, L'n'));
+                      ASSERT_TRUE(::SetWindowSubclass(Item(214), swallow, 1, 0));
+                      Set(214, L"12a3-b");
+                      EXPECT_EQ(Text(214), L"123-");
+                      ::RemoveWindowSubclass(Item(214), swallow, 1);
+                      for (const auto& c : cases) {
+                          Set(213, c.name);
+                          Set(214, c.number);
+                          EXPECT_EQ(::IsWindowEnabled(Item(215)) != FALSE, c.enabled)
+                              << testing::PrintToString(c.name + L"/" + c.number);
+                      }
+                      ::SendMessageW(dialog, WM_COMMAND, IDCANCEL, 0);  // Escape
+                  })}),
+              2);
+    EXPECT_TRUE(Stored().empty());
 }
 
 // A new pair is stored trimmed, without spaces in the number, unless the book
@@ -121,7 +97,8 @@ TEST_F(EntryDialogTest, FirstButtonNeedsANameAndThreeToFortyFiveCharactersWithou
 // nothing to check against and stores nothing, and the dialog still ends with 1.
 TEST_F(EntryDialogTest, NewPairIsStoredTrimmedAndRefusedOnlyWhenTheBookHoldsItAlready) {
     MRUOwner owner;
-    AddAnn(owner);
+    CRecipient ann = Recipient(L"a1", L"Ann", L"111");
+    ASSERT_EQ(owner.Source()->Add(ann), S_OK);
     const struct {
         bool owned;
         DWORD setting;
@@ -137,19 +114,18 @@ TEST_F(EntryDialogTest, NewPairIsStoredTrimmedAndRefusedOnlyWhenTheBookHoldsItAl
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(c.name) + L"/" + c.number) + (c.owned ? " owned" : ""));
         SetPreferredBook(c.setting);
-        CEntryInfoDlg dialog(CEntryInfoDlg::ModeNew, Recipient(L"", c.name, c.number), c.owned ? &owner : nullptr);
-        EXPECT_EQ(Run(dialog, {Do([&] {
+        CEntryInfoDlg entry(CEntryInfoDlg::ModeNew, Recipient(L"", c.name, c.number), c.owned ? &owner : nullptr);
+        EXPECT_EQ(Run(entry, {Do([&] {
                           EXPECT_EQ(Captions(), L"OK/Cancel");
                           Click(215);
-                          if (dialog.IsDuplicate()) ::PostMessageW(window, WM_CLOSE, 0, 0);
+                          if (entry.IsDuplicate()) ::PostMessageW(dialog, WM_CLOSE, 0, 0);
                       })}),
                   c.refused ? 2 : 1);
-        EXPECT_EQ(dialog.IsDuplicate(), c.refused);
+        EXPECT_EQ(entry.IsDuplicate(), c.refused);
         EXPECT_EQ(Stored().size(), c.stored);
     }
-    bool bob = false;
-    for (const CRecipient& r : Stored()) bob |= r.name == L"Bob Miller" && r.faxNumber == L"555";
-    EXPECT_TRUE(bob);
+    const auto stored = Stored();
+    EXPECT_EQ(std::count_if(stored.begin(), stored.end(), [](const auto& r) { return r.find(L" Bob Miller/555") != r.npos; }), 1);
 }
 
 // From view mode: Edit, then Save with nothing changed finds the recipient
@@ -164,57 +140,53 @@ TEST_F(EntryDialogTest, EditSaveAndCancelInEditMode) {
         SCOPED_TRACE(owned ? "with an owner" : "without an owner");
         testing_support::DeleteUserKey(kMRUKeyPath);
         MRUOwner owner;
-        CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, AddAnn(owner), owned ? &owner : nullptr);
+        CRecipient ann = Recipient(L"a1", L"Ann", L"111");
+        ASSERT_EQ(owner.Source()->Add(ann), S_OK);
+        CEntryInfoDlg entry(CEntryInfoDlg::ModeView, ann, owned ? &owner : nullptr);
         int redBefore = -1, redAfter = -1;
-        EXPECT_EQ(Run(dialog, {Do([&] {
-                          ::UpdateWindow(window);
-                          redBefore = CountPixels(window, RGB(255, 0, 0), 8);
+        EXPECT_EQ(Run(entry, {Do([&] {
+                          ::UpdateWindow(dialog);
+                          redBefore = CountPixels(dialog, RGB(255, 0, 0), 8);
                           Click(215);
                           EXPECT_EQ(::GetFocus(), Item(214)) << "the number gets the focus";
                           Click(215);
                           EXPECT_EQ(Captions(), L"Save/Cancel");
-                          EXPECT_TRUE(dialog.IsDuplicate());
-                          ::UpdateWindow(window);
-                          redAfter = CountPixels(window, RGB(255, 0, 0), 8);
+                          EXPECT_TRUE(entry.IsDuplicate());
+                          ::UpdateWindow(dialog);
+                          redAfter = CountPixels(dialog, RGB(255, 0, 0), 8);
                           Set(214, L"22 2");
                           Click(215);
                           EXPECT_EQ(Captions(), L"Edit/Close");
-                          EXPECT_FALSE(dialog.IsDuplicate() || ::IsWindowEnabled(Item(213)) || ::IsWindowEnabled(Item(214)));
+                          EXPECT_FALSE(entry.IsDuplicate() || ::IsWindowEnabled(Item(213)) || ::IsWindowEnabled(Item(214)));
                           Click(215);
                           Set(213, L"Annie");
                           Click(216);
-                          EXPECT_EQ(Captions(), L"Edit/Close");
-                          EXPECT_EQ(Text(213), L"Annie");
+                          EXPECT_EQ(Captions() + L" " + Text(213), L"Edit/Close Annie");
                           Click(215);
-                          ::SendMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+                          ::SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
                       })}),
                   2);
         EXPECT_EQ(redBefore, 0);
         EXPECT_GT(redAfter, 20) << "the warning is painted in red";
-        EXPECT_EQ(dialog.Record().faxNumber, L"222");
-        const auto stored = Stored();
-        ASSERT_EQ(stored.size(), 1u);
-        EXPECT_EQ(stored[0].name, L"Ann");
-        EXPECT_EQ(stored[0].faxNumber, owned ? L"222" : L"111");
-        EXPECT_EQ(stored[0].identifier, L"a1");
+        EXPECT_EQ(entry.Record().faxNumber, L"222");
+        EXPECT_EQ(Stored(), std::vector<std::wstring>{owned ? L"a1 Ann/222" : L"a1 Ann/111"});
     }
 }
 
-// A command that reaches the disabled button anyway is not a press.
+// Centred on its parent. A command that reaches the disabled button anyway
+// is not a press.
 TEST_F(EntryDialogTest, ReadOnlyKeepsTheFirstButtonDisabledEvenInViewMode) {
     for (bool readOnly : {false, true}) {
-        CEntryInfoDlg dialog(CEntryInfoDlg::ModeView, Recipient(L"a1", L"Ann", L"111"), nullptr);
-        dialog.SetReadOnly(readOnly);
-        Run(dialog, {Do([&] {
-                         EXPECT_EQ(::IsWindowEnabled(Item(215)) != FALSE, !readOnly);
-                         RECT box{}, parent{};
-                         ::GetWindowRect(window, &box);
-                         ::GetWindowRect(host.get(), &parent);
-                         EXPECT_NEAR(box.left + box.right, parent.left + parent.right, 1) << "centred on its parent";
-                         ::SendMessageW(window, WM_COMMAND, MAKEWPARAM(215, BN_CLICKED), LPARAM(Item(215)));
-                     }),
-                     CloseDialog()});
-        EXPECT_EQ(dialog.Mode(), DWORD(readOnly ? CEntryInfoDlg::ModeView : CEntryInfoDlg::ModeEdit));
+        CEntryInfoDlg entry(CEntryInfoDlg::ModeView, Recipient(L"a1", L"Ann", L"111"), nullptr);
+        entry.SetReadOnly(readOnly);
+        Run(entry, {Do([&] {
+                        EXPECT_EQ(::IsWindowEnabled(Item(215)) != FALSE, !readOnly);
+                        const RECT box = WindowRect(dialog), parent = WindowRect(host.get());
+                        EXPECT_NEAR(box.left + box.right, parent.left + parent.right, 1);
+                        ::SendMessageW(dialog, WM_COMMAND, MAKEWPARAM(215, BN_CLICKED), LPARAM(Item(215)));
+                    }),
+                    CloseDialog()});
+        EXPECT_EQ(entry.Mode(), DWORD(readOnly ? CEntryInfoDlg::ModeView : CEntryInfoDlg::ModeEdit));
     }
 }
 

@@ -16,16 +16,21 @@ namespace {
 
 ModalScript* g_script = nullptr;
 
-std::vector<HWND> ThreadWindows(DWORD exStyle = 0) {
+std::vector<HWND> ThreadWindows() {
     std::vector<HWND> found;
     ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND hwnd, LPARAM list) WINAPI -> BOOL {
         reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
         return TRUE;
     }, reinterpret_cast<LPARAM>(&found));
-    std::vector<HWND> result;
-    for (HWND hwnd : found)
-        if ((DWORD(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE)) & exStyle) == exStyle) result.push_back(hwnd);
-    return result;
+    return found;
+}
+
+HWND FindLayered(bool clickThrough) {
+    for (HWND hwnd : ThreadWindows()) {
+        const LONG_PTR style = ::GetWindowLongPtrW(hwnd, GWL_EXSTYLE);
+        if ((style & WS_EX_LAYERED) && !(style & WS_EX_TRANSPARENT) == !clickThrough) return hwnd;
+    }
+    return nullptr;
 }
 
 }  // namespace
@@ -46,35 +51,31 @@ com::UniqueWindow ShowHostWindow(const RECT& rect) {
     return host;
 }
 
-ModalScript::ModalScript(std::vector<Step> steps, UINT intervalMs) : m_steps(std::move(steps)) {
+ModalScript::ModalScript(std::vector<Step> steps, UINT intervalMs)
+    : m_steps(std::move(steps)), m_stepStart(::GetTickCount()), m_timer(::SetTimer(nullptr, 0, intervalMs, &Tick)) {
     g_script = this;
-    m_stepStart = ::GetTickCount();
-    m_timer = ::SetTimer(nullptr, 0, intervalMs, &ModalScript::Tick);
 }
 
 ModalScript::~ModalScript() {
-    if (m_timer) ::KillTimer(nullptr, m_timer);
+    ::KillTimer(nullptr, m_timer);
     if (g_script == this) g_script = nullptr;
 }
 
 void CALLBACK ModalScript::Tick(HWND, UINT, UINT_PTR, DWORD) {
-    if (g_script) g_script->Run();
-}
-
-void ModalScript::Run() {
     // A step may pump messages itself (a nested modal loop); ticks that
     // arrive meanwhile wait for it.
-    if (m_running || Finished()) return;
-    m_running = true;
-    if (m_steps[m_next]()) {
-        ++m_next;
-        m_stepStart = ::GetTickCount();
-    } else if (::GetTickCount() - m_stepStart > 5000) {
-        m_failure = "step " + std::to_string(m_next) + " did not complete";
-        m_next = m_steps.size();
+    ModalScript* const s = g_script;
+    if (!s || s->m_running || s->Finished()) return;
+    s->m_running = true;
+    if (s->m_steps[s->m_next]()) {
+        ++s->m_next;
+        s->m_stepStart = ::GetTickCount();
+    } else if (::GetTickCount() - s->m_stepStart > 5000) {
+        s->m_failure = "step " + std::to_string(s->m_next) + " did not complete";
+        s->m_next = s->m_steps.size();
         if (const HWND dialog = FindDialog()) ::PostMessageW(dialog, WM_CLOSE, 0, 0);
     }
-    m_running = false;
+    s->m_running = false;
 }
 
 ModalScript::Step Do(std::function<void()> action) {
@@ -84,9 +85,7 @@ ModalScript::Step Do(std::function<void()> action) {
     };
 }
 
-ModalScript::Step CloseDialog() {
-    return Do([] { ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0); });
-}
+ModalScript::Step CloseDialog() { return Do([] { ::PostMessageW(FindDialog(), WM_CLOSE, 0, 0); }); }
 
 HWND FindDialog() {
     for (HWND hwnd : ThreadWindows()) {
@@ -97,16 +96,8 @@ HWND FindDialog() {
     return nullptr;
 }
 
-HWND FindShadow() {
-    const auto found = ThreadWindows(WS_EX_LAYERED | WS_EX_TRANSPARENT);
-    return found.empty() ? nullptr : found.front();
-}
-
-HWND FindShader() {
-    for (HWND hwnd : ThreadWindows(WS_EX_LAYERED))
-        if (!(::GetWindowLongPtrW(hwnd, GWL_EXSTYLE) & WS_EX_TRANSPARENT)) return hwnd;
-    return nullptr;
-}
+HWND FindShadow() { return FindLayered(true); }
+HWND FindShader() { return FindLayered(false); }
 
 void PasteText(HWND edit, const std::wstring& text) {
     if (!::OpenClipboard(nullptr)) return;
@@ -125,6 +116,12 @@ std::wstring WindowText(HWND window) {
     wchar_t text[600] = {};
     ::GetWindowTextW(window, text, 600);
     return text;
+}
+
+RECT WindowRect(HWND window) {
+    RECT rect{};
+    ::GetWindowRect(window, &rect);
+    return rect;
 }
 
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client) {
@@ -196,16 +193,12 @@ CRecipient Recipient(const wchar_t* id, const wchar_t* name, const wchar_t* fax)
     return r;
 }
 
-namespace {
-const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
-}
+static const wchar_t* const kSkinNames[] = {L"Enable", L"Window", L"Themes"};
 
 HRESULT RecordingSkin::QueryInterface(REFIID iid, void** out) {
     if (!out) return E_POINTER;
-    const bool known = iid == IID_IUnknown || iid == IID_IDispatch;
-    *out = known ? static_cast<IDispatch*>(this) : nullptr;
-    if (known) AddRef();
-    return known ? S_OK : E_NOINTERFACE;
+    *out = iid == IID_IUnknown || iid == IID_IDispatch ? static_cast<IDispatch*>(this) : nullptr;
+    return *out ? (AddRef(), S_OK) : E_NOINTERFACE;
 }
 
 HRESULT RecordingSkin::GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) {

@@ -1,7 +1,4 @@
-// Tools of the dialog tests (and of the control tests that open dialogs): a
-// host window, a script of steps that drives a modal dialog from a timer
-// inside its own modal loop, the clipboard, a recording skin service,
-// a window's own pixels and the resources a dialog must give back.
+// Tools of the dialog tests (and of the control tests that open dialogs).
 #pragma once
 
 #include "com/unique_any.h"
@@ -13,19 +10,18 @@
 
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace ui_test {
 
-// A visible top-level window painted in one colour, the stand-in for the
-// fax program's send dialog.
+// A visible top-level window in one colour, the stand-in for the host's dialog.
 inline constexpr COLORREF kHostColour = RGB(120, 200, 240);
 com::UniqueWindow ShowHostWindow(const RECT& rect = RECT{80, 60, 780, 600});
 
-// Steps run one per timer tick inside whatever modal loop is running on
-// this thread. A step returns true when it is done and false to be tried
-// again on the next tick. A step that keeps waiting for 5 s fails the
-// script, which then closes the dialog so that the test goes on.
+// Steps run one per timer tick inside whatever modal loop runs on this
+// thread; a step returns false to be tried again on the next tick. One that
+// keeps waiting for 5 s fails the script, which then closes the dialog.
 class ModalScript {
 public:
     using Step = std::function<bool()>;
@@ -36,8 +32,6 @@ public:
 
 private:
     static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
-    void Run();
-
     std::vector<Step> m_steps;
     size_t m_next = 0;
     DWORD m_stepStart = 0;
@@ -49,38 +43,34 @@ private:
 ModalScript::Step Do(std::function<void()> action);
 ModalScript::Step CloseDialog();
 
-// The visible dialog (class #32770) of this thread, or null.
+// This thread's visible dialog, drop shadow (layered, click-through) and
+// shading cover (layered), or null.
 HWND FindDialog();
-// The module's drop shadow (layered and click-through) and shading cover
-// (layered, not click-through) of this thread, or null.
 HWND FindShadow();
 HWND FindShader();
 
-// Puts the text on the clipboard and pastes it into the edit box.
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
+RECT WindowRect(HWND window);
 
-// Pixels of the window's client rectangle (all of it when empty) that are
-// the colour within the tolerance per channel, read back from the window;
-// without a window, of the screen rectangle as the screen shows it.
+// Pixels of the window's client rectangle (all when empty), or without a
+// window of the screen, that are the colour within the tolerance per channel.
 int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client = {});
 
-// What a dialog must give back: windows, GDI and USER objects, threads and
-// handles of this process.
+// What a dialog must give back: this process's windows, GDI and USER
+// objects, threads and handles.
 struct ResourceCounts {
     int windows = 0;
-    DWORD gdiObjects = 0;
-    DWORD userObjects = 0;
-    int threads = 0;
-    int handles = 0;
+    DWORD gdiObjects = 0, userObjects = 0;
+    int threads = 0, handles = 0;
 };
 ResourceCounts CountResources();
 // Waits up to a second for the counts to come back to the baseline (a
 // source's watcher thread takes a moment to end).
 ResourceCounts SettledResources(const ResourceCounts& baseline);
 
-// A host window for each test, and the check at its end that the dialogs
-// gave back everything the process held once the host was up.
+// A host window for each test, modal dialogs run over it by a script, and
+// at the end all the process held once the host was up given back.
 template <class Base = ::testing::Test>
 class HostedTest : public Base {
 protected:
@@ -90,17 +80,25 @@ protected:
         baseline = CountResources();
     }
     void TearDown() override {
-        const ResourceCounts after = SettledResources(baseline);
-        EXPECT_EQ(after.windows, baseline.windows) << "windows left behind";
-        EXPECT_EQ(after.gdiObjects, baseline.gdiObjects) << "GDI objects left behind";
-        EXPECT_EQ(after.userObjects, baseline.userObjects) << "USER objects left behind";
-        EXPECT_EQ(after.threads, baseline.threads) << "threads left behind";
-        EXPECT_EQ(after.handles, baseline.handles) << "handles left behind";
+        const ResourceCounts a = SettledResources(baseline), b = baseline;
+        EXPECT_EQ(std::make_tuple(a.windows, a.gdiObjects, a.userObjects, a.threads, a.handles),
+                  std::make_tuple(b.windows, b.gdiObjects, b.userObjects, b.threads, b.handles))
+            << "windows, GDI and USER objects, threads and handles left behind";
         host.reset();
         Base::TearDown();
     }
+    INT_PTR Modal(const std::function<INT_PTR()>& show, std::vector<ModalScript::Step> steps) {
+        steps.insert(steps.begin(), [this] { return (dialog = FindDialog()) != nullptr; });
+        ModalScript script(std::move(steps));
+        const INT_PTR result = show();
+        EXPECT_EQ(script.failure(), "");
+        EXPECT_TRUE(script.Finished());
+        return result;
+    }
+    HWND Item(int id) const { return ::GetDlgItem(dialog, id); }
     com::UniqueWindow host;
     ResourceCounts baseline;
+    HWND dialog = nullptr;
 };
 
 // The control's side of the phonebook manager, over the MRU book.

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <oaidl.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 

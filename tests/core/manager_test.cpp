@@ -45,15 +45,13 @@ TEST_F(ManagerTest, SelectionsAndTheOutlookHooks) {
     Owner owner;
     bool replaced = false;
     ASSERT_EQ(S_OK, owner.SelectKind(kOutlookBook, &replaced));
-    EXPECT_TRUE(replaced);
     IAB* const outlook = owner.Source();
-    EXPECT_NE(nullptr, dynamic_cast<COAB*>(outlook));
+    EXPECT_TRUE(replaced && dynamic_cast<COAB*>(outlook));
     for (int kind : {kOutlookBook, 2, -2}) {
         EXPECT_EQ(kind == kOutlookBook ? S_OK : E_INVALIDARG, owner.SelectKind(kind, &replaced)) << kind;
         EXPECT_FALSE(replaced);
     }
-    EXPECT_EQ(outlook, owner.Source()) << "the connection is kept";
-    EXPECT_EQ(kOutlookBook, owner.Kind());
+    EXPECT_EQ(std::pair(outlook, kOutlookBook), std::pair(owner.Source(), owner.Kind())) << "the connection is kept";
     // Leaving Outlook, on every way out, tells the owner while the source
     // still answers; the kind is not what decides.
     ASSERT_EQ(S_OK, owner.SelectKind(kMRUBook));
@@ -68,16 +66,18 @@ TEST_F(ManagerTest, SelectionsAndTheOutlookHooks) {
     ASSERT_EQ(S_OK, owner.OpenSource());
     owner.CloseSource();
     owner.CloseSource();
-    EXPECT_EQ(3, owner.disconnecting);
-    EXPECT_EQ(S_OK, owner.readWhenDisconnecting);
-    EXPECT_EQ(3, owner.connected);
+    EXPECT_EQ(std::tuple(3, S_OK, 3), std::tuple(owner.disconnecting, owner.readWhenDisconnecting, owner.connected));
     // A failing hook drops the source with its code, without the other hook.
-    owner.connectResult = E_ACCESSDENIED;
-    EXPECT_EQ(E_ACCESSDENIED, owner.OpenSource());
-    EXPECT_EQ(nullptr, owner.Source());
-    EXPECT_EQ(3, owner.disconnecting);
-    owner.connectResult = S_FALSE;
-    EXPECT_EQ(S_FALSE, owner.OpenSource()) << "the hook's own success code is the result";
+    // (Outlook is let end first: under Wine a class asked for while its
+    // server exits may read as not registered.)
+    const auto reopen = [&](HRESULT result) {
+        EXPECT_TRUE(outlooktest::WaitForNoStandin(10000));
+        owner.connectResult = result;
+        return owner.OpenSource();
+    };
+    EXPECT_EQ(E_ACCESSDENIED, reopen(E_ACCESSDENIED));
+    EXPECT_EQ(std::pair(static_cast<IAB*>(nullptr), 3), std::pair(owner.Source(), owner.disconnecting));
+    EXPECT_EQ(S_FALSE, reopen(S_FALSE)) << "the hook's own success code is the result";
     owner.CloseSource();
 }
 
@@ -92,8 +92,7 @@ TEST_F(ManagerTest, TheWindowsBookFallsBackToTheAddressBookForGood) {
     ASSERT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(HKEY_CLASSES_ROOT, L"CLSID\\{7165C8AB-AF88-42BD-86FD-5310B4285A02}"));
     const HRESULT opened = owner.OpenSource();
     ASSERT_EQ(0, RegisterStandIn());
-    EXPECT_EQ(S_OK, opened);
-    EXPECT_NE(nullptr, dynamic_cast<CWAB5*>(owner.Source()));
+    EXPECT_TRUE(opened == S_OK && dynamic_cast<CWAB5*>(owner.Source()));
     ASSERT_EQ(S_OK, owner.OpenSource());
     EXPECT_NE(nullptr, dynamic_cast<CWAB5*>(owner.Source())) << "Windows Contacts is back, the manager stays";
 }

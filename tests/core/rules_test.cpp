@@ -32,9 +32,7 @@ public:
 
 CRecipient Record(ULONG_PTR key, const std::wstring& name, const wchar_t* fax = L"") {
     CRecipient r;
-    r.key = key;
-    r.name = name;
-    r.faxNumber = fax;
+    std::tie(r.key, r.name, r.faxNumber) = std::tuple(key, name, fax);
     return r;
 }
 
@@ -50,9 +48,9 @@ TEST(IdentifierTable, HandsOutKeysFromOneComparingExactly) {
         {L"first", 1}, {L"second", 2}, {L"first", 1}, {L"FIRST", 3}, {L"first ", 4}, {L"second", 2}, {L"", 0}};
     for (const auto& [identifier, key] : steps) EXPECT_EQ(key, source.KeyFromIdentifier(identifier));
     EXPECT_EQ(5u, source.IdentifierCount());
-    EXPECT_EQ(L"FIRST", source.IdentifierFromKey(3));
-    for (ULONG_PTR outside : {ULONG_PTR(0), ULONG_PTR(5), ULONG_PTR(-1)})
-        EXPECT_EQ(L"", source.IdentifierFromKey(outside)) << outside;
+    EXPECT_EQ((std::vector<std::wstring>{L"FIRST", L"", L"", L""}),
+              (std::vector<std::wstring>{source.IdentifierFromKey(3), source.IdentifierFromKey(0),
+                                         source.IdentifierFromKey(5), source.IdentifierFromKey(ULONG_PTR(-1))}));
 }
 
 TEST(IdentifierTable, FaxFilterAndFindByKey) {
@@ -100,15 +98,14 @@ TEST(CompareLists, SplitsKeysIntoRemovedKeptAndAdded) {
         for (ULONG_PTR key : c.current)
             current.push_back(Record(key, L"k" + std::to_wstring(key) + L"." + std::to_wstring(current.size())));
         KeyList known(c.known.begin(), c.known.end()), removed = {99};
-        EXPECT_EQ(c.result, source.Compare(current, known, removed, kept, added));
-        EXPECT_EQ(c.removed, std::vector<ULONG_PTR>(removed.begin(), removed.end()));
+        const bool result = source.Compare(current, known, removed, kept, added);
         kept.pop_front();
         added.pop_front();
-        EXPECT_EQ(c.kept, Names(kept));
-        EXPECT_EQ(c.added, Names(added));
         std::vector<ULONG_PTR> sorted(c.known);
         std::sort(sorted.begin(), sorted.end());
-        EXPECT_EQ(sorted, std::vector<ULONG_PTR>(known.begin(), known.end()));
+        EXPECT_EQ(std::tie(c.result, c.removed, c.kept, c.added, sorted),
+                  std::tuple(result, std::vector<ULONG_PTR>(removed.begin(), removed.end()), Names(kept), Names(added),
+                             std::vector<ULONG_PTR>(known.begin(), known.end())));
     }
 }
 
@@ -133,9 +130,9 @@ TEST(UniqueName, TakesTheFirstCandidateNoRecordHas) {
 
 // Positions with at least two digits: "00" ... "99", "100".
 TEST(MRUStore, SubkeysAreNamedByPosition) {
-    const std::pair<unsigned, const wchar_t*> cases[] = {{0, L"00"}, {7, L"07"},    {10, L"10"},
-                                                        {99, L"99"}, {100, L"100"}, {1234, L"1234"}};
-    for (const auto& [position, name] : cases) EXPECT_EQ(name, MRUSubkeyName(position)) << position;
+    for (const auto& [position, name] : {std::pair{0u, L"00"}, {7u, L"07"}, {10u, L"10"}, {99u, L"99"}, {100u, L"100"},
+                                         {1234u, L"1234"}})
+        EXPECT_EQ(name, MRUSubkeyName(position)) << position;
 }
 
 }  // namespace

@@ -33,10 +33,4 @@ foreach(example ${guide_examples})
         set_target_properties(guide_${stem} PROPERTIES OUTPUT_NAME ${stem})
     endif()
 endforeach()
-
-# Registration-free: the early-binding example again, with the guide's
-# application manifest, beside the module tests' registration-free host.
-add_guide_example(guide_regfree_host ${CMAKE_BINARY_DIR}/bin/regfree
-                  "${GUIDE_DIR}/early_binding.cpp;${CMAKE_BINARY_DIR}/generated/regfree/regfree_host.rc")
-set_target_properties(guide_regfree_host PROPERTIES OUTPUT_NAME early_binding)
-add_dependencies(test_guide regfree_folder standin_wab32)
+add_dependencies(test_guide standin_wab32)

@@ -40,6 +40,19 @@ const ModuleClass kClasses[] = {{L"VelPhonebookControl", &CLSID_VelPhonebookCont
                                 {L"MRUList", &CLSID_MRUList, false},
                                 {L"AddressBook", &CLSID_AddressBook, false}};
 
+// The registry view of the other architecture (a 64-bit process's module is
+// not registered for 32-bit processes, nor the other way round), the type
+// library's system kind and its key.
+#ifdef _WIN64
+constexpr REGSAM kOtherView = KEY_WOW64_32KEY;
+constexpr SYSKIND kSysKind = SYS_WIN64;
+constexpr wchar_t kWin[] = L"win64";
+#else
+constexpr REGSAM kOtherView = KEY_WOW64_64KEY;
+constexpr SYSKIND kSysKind = SYS_WIN32;
+constexpr wchar_t kWin[] = L"win32";
+#endif
+
 // The controls' status bits for the content aspect.
 constexpr DWORD kControlMiscStatus = OLEMISC_RECOMPOSEONRESIZE | OLEMISC_CANTLINKINSIDE | OLEMISC_INSIDEOUT |
                                      OLEMISC_ACTIVATEWHENVISIBLE | OLEMISC_SETCLIENTSITEFIRST;
@@ -59,30 +72,19 @@ std::vector<Entry> RegisteredEntries(const std::wstring& path) {
         const std::wstring progId = std::wstring(L"Zantix.") + c.name, versioned = progId + L".1";
         const std::wstring clsid = GuidText(*c.clsid), key = L"CLSID\\" + clsid;
         const std::wstring description = std::wstring(L"Orvanta ") + c.name + L" Class";
-        entries.insert(entries.end(), {{versioned, L"", description},
-                                       {versioned + L"\\CLSID", L"", clsid},
-                                       {progId, L"", description},
-                                       {progId + L"\\CLSID", L"", clsid},
-                                       {progId + L"\\CurVer", L"", versioned},
-                                       {key, L"", description},
-                                       {key + L"\\ProgID", L"", versioned},
-                                       {key + L"\\VersionIndependentProgID", L"", progId},
-                                       {key + L"\\Programmable", L"", L""},
-                                       {key + L"\\InprocServer32", L"", path},
-                                       {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
-                                       {key + L"\\TypeLib", L"", libid},
-                                       {key + L"\\Version", L"", L"1.1"},
-                                       {key + L"\\Control", L"", L"", c.control},
-                                       {key + L"\\Insertable", L"", L"", c.control},
-                                       {key + L"\\ToolboxBitmap32", L"", path + L", 101", c.control},
-                                       {key + L"\\MiscStatus", L"", L"0", c.control},
-                                       {key + L"\\MiscStatus\\1", L"", std::to_wstring(kControlMiscStatus), c.control}});
+        entries.insert(entries.end(),
+                       {{versioned, L"", description}, {versioned + L"\\CLSID", L"", clsid}, {progId, L"", description},
+                        {progId + L"\\CLSID", L"", clsid}, {progId + L"\\CurVer", L"", versioned}, {key, L"", description},
+                        {key + L"\\ProgID", L"", versioned}, {key + L"\\VersionIndependentProgID", L"", progId},
+                        {key + L"\\Programmable", L"", L""}, {key + L"\\InprocServer32", L"", path},
+                        {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"}, {key + L"\\TypeLib", L"", libid},
+                        {key + L"\\Version", L"", L"1.1"}, {key + L"\\Control", L"", L"", c.control},
+                        {key + L"\\Insertable", L"", L"", c.control},
+                        {key + L"\\ToolboxBitmap32", L"", path + L", 101", c.control},
+                        {key + L"\\MiscStatus", L"", L"0", c.control},
+                        {key + L"\\MiscStatus\\1", L"", std::to_wstring(kControlMiscStatus), c.control}});
     }
-#ifdef _WIN64
-    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\win64", L"", path});
-#else
-    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\win32", L"", path});
-#endif
+    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\" + kWin, L"", path});
     return entries;
 }
 
@@ -123,18 +125,6 @@ int RunUserRegsvr32(bool unregister) {
                                        L"/n /i:user \"" + BinDir() + kModuleFileName + L"\"");
 }
 
-// Runs a client program (path relative to the test program's folder); what it
-// printed, and whether its last line is its verdict "PASS" (under Wine a
-// crashed process may still end with 0).
-std::string RunClient(const std::wstring& program, const std::wstring& mode, bool* passed) {
-    std::string output;
-    testing_support::RunProcess(L"\"" + BinDir() + program + L"\" " + mode, &output);
-    std::string text = "\n" + output;
-    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    *passed = text.size() >= 6 && text.compare(text.size() - 6, 6, "\nPASS\n") == 0;
-    return output;
-}
-
 // Whether the output has this line (ignoring case: paths come back as the system spells them).
 bool HasLine(const std::string& output, const std::wstring& line) {
     std::wstring text = L"\n" + testing_support::FromUtf8(output) + L"\n", wanted = L"\n" + line + L"\n";
@@ -142,14 +132,21 @@ bool HasLine(const std::string& output, const std::wstring& line) {
     for (std::wstring* s : {&text, &wanted}) std::transform(s->begin(), s->end(), s->begin(), ::towupper);
     return text.find(wanted) != std::wstring::npos;
 }
+// Runs a client program (path relative to the test program's folder); what it
+// printed, and whether its last line is its verdict "PASS" (under Wine a
+// crashed process may still end with 0).
+std::string RunClient(const std::wstring& program, const std::wstring& mode, bool* passed) {
+    std::string output;
+    testing_support::RunProcess(L"\"" + BinDir() + program + L"\" " + mode, &output);
+    *passed = HasLine(output, L"PASS") && output.find_last_not_of("\r\n") + 1 == output.rfind("PASS") + 4;
+    return output;
+}
 
-// The registry view of the other architecture (a 64-bit process's module is
-// not registered for 32-bit processes, nor the other way round).
-#ifdef _WIN64
-constexpr REGSAM kOtherView = KEY_WOW64_32KEY;
-#else
-constexpr REGSAM kOtherView = KEY_WOW64_64KEY;
-#endif
+// An export of the module, by name.
+template <typename Function>
+Function Export(HMODULE module, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+}
 
 class Registration : public ::testing::Test {
 protected:
@@ -185,8 +182,7 @@ TEST_F(Registration, RegsvrWritesTheClassesAndTheTypeLibraryAndRemovesThem) {
 
     ASSERT_EQ(0, RunRegsvr32(true));
     ExpectNoModuleKeys(HKEY_CLASSES_ROOT, L"");
-    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"CLSID"));
-    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib"));
+    EXPECT_TRUE(RegistryKeyExists(HKEY_CLASSES_ROOT, L"CLSID") && RegistryKeyExists(HKEY_CLASSES_ROOT, L"TypeLib"));
     EXPECT_EQ(0, RunRegsvr32(true)) << "unregistering twice is fine";
 }
 
@@ -216,8 +212,7 @@ TEST_F(Registration, PerUserRegistrationWritesTheSameForTheUserAlone) {
 TEST_F(Registration, DllInstallTakesNoOtherCommandLineThanUser) {
     testing_support::ComApartment apartment;
     com::UniqueModule module(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
-    const auto install = reinterpret_cast<HRESULT(WINAPI*)(BOOL, LPCWSTR)>(
-        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllInstall")));
+    const auto install = Export<HRESULT(WINAPI*)(BOOL, LPCWSTR)>(module.get(), "DllInstall");
     ASSERT_TRUE(install);
     for (const wchar_t* line : {static_cast<const wchar_t*>(nullptr), L"", L"machine", L"users", L"use", L"user ",
                                 L" user", L"/i:user", L"user,machine"})
@@ -235,17 +230,11 @@ TEST_F(Registration, DllInstallTakesNoOtherCommandLineThanUser) {
 TEST(TypeLibrary, CarriesItsIdentityAndSystemKind) {
     com::ComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, ::LoadTypeLibEx((BinDir() + kModuleFileName).c_str(), REGKIND_NONE, library.put()));
-    TLIBATTR* attributes = nullptr;
-    ASSERT_EQ(S_OK, library->GetLibAttr(&attributes));
-    EXPECT_EQ(GuidText(LIBID_VELPHONEBOOKLib), GuidText(attributes->guid));
-    EXPECT_EQ(1, attributes->wMajorVerNum);
-    EXPECT_EQ(1, attributes->wMinorVerNum);
-#ifdef _WIN64
-    EXPECT_EQ(SYS_WIN64, attributes->syskind);
-#else
-    EXPECT_EQ(SYS_WIN32, attributes->syskind);
-#endif
-    library->ReleaseTLibAttr(attributes);
+    TLIBATTR* a = nullptr;
+    ASSERT_EQ(S_OK, library->GetLibAttr(&a));
+    EXPECT_EQ(std::tuple(GuidText(LIBID_VELPHONEBOOKLib), 1, 1, kSysKind),
+              std::tuple(GuidText(a->guid), a->wMajorVerNum, a->wMinorVerNum, a->syskind));
+    library->ReleaseTLibAttr(a);
 }
 
 // The module's exports called directly: the unload rule counts objects and
@@ -254,10 +243,8 @@ TEST(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
     testing_support::ComApartment apartment;
     com::UniqueModule module(::LoadLibraryW((BinDir() + kModuleFileName).c_str()));
     ASSERT_TRUE(module);
-    const auto canUnload = reinterpret_cast<HRESULT(WINAPI*)()>(
-        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllCanUnloadNow")));
-    const auto getClassObject = reinterpret_cast<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(
-        reinterpret_cast<void*>(::GetProcAddress(module.get(), "DllGetClassObject")));
+    const auto canUnload = Export<HRESULT(WINAPI*)()>(module.get(), "DllCanUnloadNow");
+    const auto getClassObject = Export<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>(module.get(), "DllGetClassObject");
     ASSERT_TRUE(canUnload && getClassObject);
     const auto factory = [&] {
         com::ComPtr<IClassFactory> f;
@@ -300,10 +287,8 @@ TEST(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
 
 // Registration-free use: a program whose application manifest depends on the
 // module's assembly (bin/regfree/regfree_host.exe, beside a copy of the module
-// and of its assembly manifest: a private assembly) creates every
-// class with nothing in the registry, each class as its registration
-// describes it.
-
+// and of its assembly manifest: a private assembly) creates every class with
+// nothing in the registry, each class as its registration describes it.
 TEST(RegistrationFree, HostCreatesEveryClassWithNothingRegistered) {
     ASSERT_EQ(0, RunRegsvr32(true));
     ASSERT_EQ(0, RunUserRegsvr32(true));
@@ -330,9 +315,8 @@ TEST(RegistrationFree, HostCreatesEveryClassWithNothingRegistered) {
     EXPECT_TRUE(HasLine(output, L"MRUList: Initialize, GetMRU, Terminate through IMRUList")) << output;
     EXPECT_TRUE(HasLine(output, L"type library found")) << output;
     // Apartment-threaded, as registered (a client's apartment would not show it).
-    std::ifstream file(Utf8(BinDir() + L"Zantix.VelPhonebook.manifest"));
     std::stringstream manifest;
-    manifest << file.rdbuf();
+    manifest << std::ifstream(Utf8(BinDir() + L"Zantix.VelPhonebook.manifest")).rdbuf();
     const std::string text = manifest.str();
     size_t apartment = 0;
     for (size_t at = 0; (at = text.find("threadingModel=\"Apartment\"", at)) != std::string::npos; ++at) ++apartment;

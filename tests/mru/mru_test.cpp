@@ -18,38 +18,23 @@ namespace {
 // A piece and the name and number it splits into (no number: no recipient).
 TEST(RecipientText, SplitsAPieceIntoNameAndTrailingNumber) {
     const wchar_t* const cases[][3] = {
-        {L"Ann Smith +1-555-0100", L"Ann Smith", L"+1-555-0100"},
-        {L"555 0100", L"555", L"0100"},  // the name ends at the last space before the number
-        {L"Ann", L"", L""},
-        {L"123", L"", L"123"},
-        {L"   Ann 123", L"Ann", L"123"},  // leading spaces go
-        {L"Ann 123 ", L"", L""},          // trailing spaces stay, so no number reaches the end
-        {L"Ann  123", L"Ann ", L"123"},   // only leading spaces leave the name
-        {L"", L"", L""},
-        {L"    ", L"", L""},
-        {L"  42", L"", L"42"},
-        {L"*#+-0", L"", L"*#+-0"},
-        {L"Ann -", L"Ann", L"-"},  // any run of number characters is a number
-        {L"Fax (555) 0100", L"Fax (555)", L"0100"},
-        {L"A B  C 1 2 3", L"A B  C 1 2", L"3"},
-        {L"Ann 12a", L"", L""},
-        {L"Ann\t123", L"", L""},  // only a space separates
-        {L"Ann \uFF11\uFF12", L"", L""},  // full-width digits are no number characters
-        {L"Jos\u00e9 M\u00fcller 4711", L"Jos\u00e9 M\u00fcller", L"4711"},
+        {L"Ann Smith +1-555-0100", L"Ann Smith", L"+1-555-0100"}, {L"555 0100", L"555", L"0100"}, {L"Ann", L"", L""},
+        {L"123", L"", L"123"}, {L"   Ann 123", L"Ann", L"123"}, {L"", L"", L""}, {L"    ", L"", L""},
+        // Trailing spaces stay, so no number reaches the end; only leading spaces leave the name.
+        {L"Ann 123 ", L"", L""}, {L"Ann  123", L"Ann ", L"123"}, {L"  42", L"", L"42"},
+        // Any run of number characters is a number; only a space separates; full-width digits are none.
+        {L"*#+-0", L"", L"*#+-0"}, {L"Ann -", L"Ann", L"-"}, {L"Fax (555) 0100", L"Fax (555)", L"0100"},
+        {L"A B  C 1 2 3", L"A B  C 1 2", L"3"}, {L"Ann 12a", L"", L""}, {L"Ann\t123", L"", L""},
+        {L"Ann \uFF11\uFF12", L"", L""}, {L"Jos\u00e9 M\u00fcller 4711", L"Jos\u00e9 M\u00fcller", L"4711"},
         // The trimming pattern's "." stops at line terminators, and only at them.
-        {L"Ann\n 123", L"", L""},
-        {L"Ann\r 123", L"", L""},
-        {L"Ann\u2028 123", L"", L""},
-        {L"\u2029Ann 123", L"", L""},
-        {L"\u2027Ann 123", L"\u2027Ann", L"123"},
-        {L"Ann\v 123", L"Ann\v", L"123"},
+        {L"Ann\n 123", L"", L""}, {L"Ann\r 123", L"", L""}, {L"Ann\u2028 123", L"", L""}, {L"\u2029Ann 123", L"", L""},
+        {L"\u2027Ann 123", L"\u2027Ann", L"123"}, {L"Ann\v 123", L"Ann\v", L"123"},
         {L"\U0001F600 \U0001F600 12", L"\U0001F600 \U0001F600", L"12"},
     };
     for (const auto& [piece, name, number] : cases) {
         std::wstring gotName = L"stale", gotNumber = L"stale";
         SplitRecipient(piece, gotName, gotNumber);
-        EXPECT_EQ(number, gotNumber) << testing::PrintToString(std::wstring(piece));
-        EXPECT_EQ(name, gotName) << testing::PrintToString(std::wstring(piece));
+        EXPECT_EQ(Texts({name, number}), Texts({gotName, gotNumber})) << testing::PrintToString(std::wstring(piece));
     }
 }
 
@@ -61,29 +46,22 @@ struct Case {
 // Texts and the lists they give (long ones: the small-stack test of MRUList).
 TEST(RecipientText, TextGivesTheListsOfItsRecipients) {
     const Case cases[] = {
-        {L"", {}, {}},
-        {L";", {}, {}},
+        {L"", {}, {}}, {L";", {}, {}}, {L"A 1;A 1", {L"A", L"A"}, {L"1", L"1"}}, {L"A 1;", {L"A"}, {L"1"}},
         {L"  Ann Smith +1-555;;Nobody; 42;Bob *7#", {L"Ann Smith", L"", L"Bob"}, {L"+1-555", L"42", L"*7#"}},
-        {L"A 1;A 1", {L"A", L"A"}, {L"1", L"1"}},
-        {L"A 1;", {L"A"}, {L"1"}},
         {std::wstring(L"A 1\0B 2", 7), {std::wstring(L"A 1\0B", 5)}, {L"2"}},  // a null is text like any other
     };
     for (const Case& c : cases) {
         const RecipientLists lists = TextToLists(c.text);
-        EXPECT_TRUE(c.names == lists.names) << testing::PrintToString(c.text.substr(0, 60));
-        EXPECT_TRUE(c.numbers == lists.numbers) << testing::PrintToString(c.text.substr(0, 60));
+        EXPECT_TRUE(c.names == lists.names && c.numbers == lists.numbers) << testing::PrintToString(c.text);
     }
 }
 
 TEST(RecipientText, ListsGiveTheText) {
     const Case cases[] = {
-        {L"123", {L"", L"Bob"}, {L"123", L""}},
-        {L"Ann 1;2;Cid 3", {L"Ann", L"", L"Cid"}, {L"1", L"2", L"3"}},
-        {L"Ann 1", {L"Ann", L"Extra"}, {L"1"}},  // the longer list's extra elements are ignored
-        {L"Ann 1", {L"Ann"}, {L"1", L"2"}},
-        {L"", {}, {L"1"}},
-        {L"", {L"A"}, {L""}},
-        {L"Ann Smith  +1", {L"Ann Smith "}, {L"+1"}},  // no trimming on the way out
+        {L"123", {L"", L"Bob"}, {L"123", L""}}, {L"Ann 1;2;Cid 3", {L"Ann", L"", L"Cid"}, {L"1", L"2", L"3"}},
+        // The longer list's extra elements are ignored; no trimming on the way out.
+        {L"Ann 1", {L"Ann", L"Extra"}, {L"1"}}, {L"Ann 1", {L"Ann"}, {L"1", L"2"}}, {L"", {}, {L"1"}},
+        {L"", {L"A"}, {L""}}, {L"Ann Smith  +1", {L"Ann Smith "}, {L"+1"}},
     };
     for (const Case& c : cases) EXPECT_EQ(c.text, ListsToText(c.names, c.numbers));
 }
@@ -120,18 +98,26 @@ protected:
         }
         return entries;
     }
+    // The number of stored entries, the first and the last.
+    static Texts Ends() {
+        const Texts all = Stored();
+        return all.empty() ? Texts{} : Texts{std::to_wstring(all.size()), all.front(), all.back()};
+    }
     static WORD StoredYear(const std::wstring& subkey) {
         const auto value = ReadMRUValue(subkey, L"Date");
         return value && value->bytes.size() == sizeof(SYSTEMTIME) ? reinterpret_cast<const SYSTEMTIME*>(value->bytes.data())->wYear : 0;
     }
     static UniqueSafeArray Strings(const Texts& texts) {
         UniqueSafeArray array;
-        EXPECT_EQ(S_OK, com::MakeStringArray(texts, array.put()));
+        com::MakeStringArray(texts, array.put());
         return array;
     }
-    static Texts Read(SAFEARRAY* array) {
-        Texts texts;
-        EXPECT_EQ(S_OK, com::ReadStringArray(array, texts));
+    // The elements of both arrays, one after the other.
+    static Texts Read(SAFEARRAY* names, SAFEARRAY* numbers) {
+        Texts texts, more;
+        EXPECT_EQ(S_OK, com::ReadStringArray(names, texts));
+        EXPECT_EQ(S_OK, com::ReadStringArray(numbers, more));
+        texts.insert(texts.end(), more.begin(), more.end());
         return texts;
     }
 
@@ -140,12 +126,9 @@ protected:
 };
 
 TEST_F(MRUListTest, InitializeAndTerminateKeepACount) {
-    EXPECT_EQ(E_FAIL, m_mru->Terminate());
-    EXPECT_EQ(S_OK, m_mru->Initialize());
-    EXPECT_EQ(S_FALSE, m_mru->Initialize());
-    EXPECT_EQ(S_FALSE, m_mru->Terminate());
-    EXPECT_EQ(S_OK, m_mru->Terminate());
-    EXPECT_EQ(E_FAIL, m_mru->Terminate());
+    EXPECT_EQ((std::vector<HRESULT>{E_FAIL, S_OK, S_FALSE, S_FALSE, S_OK, E_FAIL}),
+              (std::vector<HRESULT>{m_mru->Terminate(), m_mru->Initialize(), m_mru->Initialize(), m_mru->Terminate(),
+                                    m_mru->Terminate(), m_mru->Terminate()}));
     EXPECT_EQ(S_OK, Update(L"A 1")) << "the other methods work whatever the count";
 }
 
@@ -162,13 +145,14 @@ TEST_F(MRUListTest, UpdatePutsTheSentRecipientsFirst) {
     EXPECT_EQ(now.wYear, StoredYear(L"00")) << "dated now, in UTC";
 
     DeleteUserKey(kMRUKeyPath);
-    WriteRawMRUEntry(L"00", L"first", L"A", L"1", /*favorite*/ 1);
-    WriteRawMRUEntry(L"01", L"second", L"A", L"1");
-    WriteRawMRUEntry(L"02", L"2 B", L"B", L"2");
+    WriteRawMRUEntry(L"00", L"nine", L"A", L"9");
+    WriteRawMRUEntry(L"01", L"first", L"A", L"1", /*favorite*/ 1);
+    WriteRawMRUEntry(L"02", L"second", L"A", L"1");
+    WriteRawMRUEntry(L"03", L"2 B", L"B", L"2");
     const SYSTEMTIME old{2001, 1, 1, 1, 0, 0, 0, 0};
-    WriteMRUValue(L"00", L"Date", REG_BINARY, &old, sizeof old);
+    WriteMRUValue(L"01", L"Date", REG_BINARY, &old, sizeof old);
     ASSERT_EQ(S_OK, Update(L"A 1;C 3;A 1;B 2;a 1"));
-    EXPECT_EQ((Texts{L"1 a/a/1/0", L"2 B/B/2/0", L"first/A/1/1", L"3 C/C/3/0", L"second/A/1/0"}), Stored());
+    EXPECT_EQ((Texts{L"1 a/a/1/0", L"2 B/B/2/0", L"first/A/1/1", L"3 C/C/3/0", L"nine/A/9/0", L"second/A/1/0"}), Stored());
     EXPECT_EQ(now.wYear, StoredYear(L"02")) << "a resent recipient gets a new date";
 }
 
@@ -177,18 +161,12 @@ TEST_F(MRUListTest, UpdatePutsTheSentRecipientsFirst) {
 TEST_F(MRUListTest, ThirtyRecipientsAreKept) {
     for (int i = 0; i < 30; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", (L"N" + std::to_wstring(i)).c_str(), L"1");
     ASSERT_EQ(S_OK, Update(L"New 99"));
-    Texts stored = Stored();
-    ASSERT_EQ(30u, stored.size());
-    EXPECT_EQ(L"99 New/New/99/0", stored.front());
-    EXPECT_EQ(L"id/N28/1/0", stored.back());
+    EXPECT_EQ((Texts{L"30", L"99 New/New/99/0", L"id/N28/1/0"}), Ends());
 
     std::wstring text;
     for (int i = 0; i < 40; ++i) text += L"R" + std::to_wstring(i) + L" " + std::to_wstring(100 + i) + L";";
     ASSERT_EQ(S_OK, Update(text));
-    stored = Stored();
-    ASSERT_EQ(30u, stored.size());
-    EXPECT_EQ(L"139 R39/R39/139/0", stored.front());
-    EXPECT_EQ(L"110 R10/R10/110/0", stored.back());
+    EXPECT_EQ((Texts{L"30", L"139 R39/R39/139/0", L"110 R10/R10/110/0"}), Ends());
 
     DeleteUserKey(kMRUKeyPath);
     for (int i = 0; i < 35; ++i) WriteRawMRUEntry(MRUSubkeyName(i), L"id", L"N", std::to_wstring(i).c_str());
@@ -206,16 +184,15 @@ TEST_F(MRUListTest, BadArgumentsAreRejected) {
     UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
     BSTR out = nullptr;
     SAFEARRAY* array = nullptr;
-    EXPECT_EQ(E_INVALIDARG, m_mru->UpdateMRU(nullptr));
-    EXPECT_EQ(E_INVALIDARG, m_mru->GetMRU(nullptr));
-    EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(nullptr, numbers.get(), numbers.get()));
-    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(nullptr, &array, text.get()));
-    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&array, nullptr, text.get()));
-    EXPECT_EQ(E_INVALIDARG, m_mru->StringToLists(&array, &array, nullptr));
-    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get()}) {
-        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, wrong, numbers.get()));
-        EXPECT_EQ(E_INVALIDARG, m_mru->ListsToString(&out, numbers.get(), wrong));
-    }
+    std::vector<HRESULT> results = {m_mru->UpdateMRU(nullptr), m_mru->GetMRU(nullptr),
+                                    m_mru->ListsToString(nullptr, numbers.get(), numbers.get()),
+                                    m_mru->StringToLists(nullptr, &array, text.get()),
+                                    m_mru->StringToLists(&array, nullptr, text.get()),
+                                    m_mru->StringToLists(&array, &array, nullptr)};
+    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get()})
+        results.insert(results.end(), {m_mru->ListsToString(&out, wrong, numbers.get()),
+                                       m_mru->ListsToString(&out, numbers.get(), wrong)});
+    EXPECT_EQ(std::vector<HRESULT>(12, E_INVALIDARG), results);
     EXPECT_TRUE(MRUSubkeys().empty()) << "nothing was written";
 }
 
@@ -233,13 +210,12 @@ TEST_F(MRUListTest, ArraysInAndOut) {
     UniqueSafeArray names, numbers;
     ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), UniqueBstr(com::AllocBstr(L"Ann 1; 42")).get()));
     LONG lower = -1;
-    ASSERT_EQ(S_OK, ::SafeArrayGetLBound(names.get(), 1, &lower));
+    ::SafeArrayGetLBound(names.get(), 1, &lower);
     EXPECT_EQ(0, lower);
-    EXPECT_EQ((Texts{L"Ann", L""}), Read(names.get()));
-    EXPECT_EQ((Texts{L"1", L"42"}), Read(numbers.get()));
+    EXPECT_EQ((Texts{L"Ann", L"", L"1", L"42"}), Read(names.get(), numbers.get()));
     ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), UniqueBstr(com::AllocBstr(L"")).get()));
     ASSERT_TRUE(names.get() && numbers.get()) << "no recipients is an empty array, not a missing one";
-    EXPECT_TRUE(Read(names.get()).empty() && Read(numbers.get()).empty());
+    EXPECT_TRUE(Read(names.get(), numbers.get()).empty());
 }
 
 // On a thread with a 256 KB stack (smaller than any host's): a long piece, a
@@ -278,15 +254,13 @@ TEST_F(MRUListTest, LongInputOnASmallStack) {
     }));
     for (HRESULT result : results) EXPECT_EQ(S_OK, result);
     ASSERT_EQ(40'000u, names[0].size());
-    ASSERT_EQ(40'000u, numbers[0].size());
-    EXPECT_EQ(L"R39999", names[0].back());
-    EXPECT_EQ(L"+39999", numbers[0].back());
+    EXPECT_EQ((std::tuple{40'000u, L"R39999", L"+39999"}),
+              (std::tuple{numbers[0].size(), names[0].back(), numbers[0].back()}));
     EXPECT_TRUE(names[1] == Texts{longName} && numbers[1] == Texts{L"+49-30#1*2"});
     const Texts stored = Stored();
     ASSERT_EQ(30u, stored.size()) << "the foreign tree is gone";
     EXPECT_TRUE(stored.front() == L"+49-30#1*2 " + longName + L"/" + longName + L"/+49-30#1*2/0") << "written whole";
-    EXPECT_EQ(L"+39999 R39999/R39999/+39999/0", stored[1]);
-    EXPECT_EQ(L"+39971 R39971/R39971/+39971/0", stored.back());
+    EXPECT_EQ((Texts{L"+39999 R39999/R39999/+39999/0", L"+39971 R39971/R39971/+39971/0"}), (Texts{stored[1], stored.back()}));
 }
 
 // A caller nobody here wrote: JScript through IDispatch, by name.

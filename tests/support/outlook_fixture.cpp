@@ -43,18 +43,14 @@ size_t WriteNumberedBook(int items) {
     for (int i = 0; i < items; ++i) {
         wchar_t id[64];
         swprintf(id, 64, L"00000000BE0C0000000000000000000000000000%08X", unsigned(i));
-        std::wstring fields;
-        if (i % 20 == 7) {
-            fields = L"Class=69\tDLName=List " + std::to_wstring(i);
-        } else if (i % 20 == 13) {
-            fields = L"Class=40\tFullName=No Fax " + std::to_wstring(i) + L"\tHomeFaxNumber=+1 555 0";
-        } else {
-            fields = L"Class=40\tFullName=Contact " + std::to_wstring(i) + L"\tBusinessFaxNumber=+1 555 " +
-                     std::to_wstring(1000000 + i);
-            if (i % 10 == 0) fields += L"\tUser:ZentelFavorite=6:1";
-            ++listed;
-        }
-        lines.push_back(ContactLine(id, fields));
+        const std::wstring n = std::to_wstring(i);
+        const bool list = i % 20 == 7, noFax = i % 20 == 13;
+        listed += !list && !noFax;
+        lines.push_back(ContactLine(
+            id, list    ? L"Class=69\tDLName=List " + n
+                : noFax ? L"Class=40\tFullName=No Fax " + n + L"\tHomeFaxNumber=+1 555 0"
+                        : L"Class=40\tFullName=Contact " + n + L"\tBusinessFaxNumber=+1 555 " +
+                              std::to_wstring(1000000 + i) + (i % 10 ? L"" : L"\tUser:ZentelFavorite=6:1")));
     }
     WriteStore(lines);
     return listed;
@@ -90,12 +86,9 @@ std::vector<DWORD> StandinProcesses() {
 }
 
 bool WaitForNoStandin(DWORD timeoutMs) {
-    const ULONGLONG deadline = ::GetTickCount64() + timeoutMs;
-    for (;;) {
-        if (StandinProcesses().empty()) return true;
+    for (const ULONGLONG deadline = ::GetTickCount64() + timeoutMs; !StandinProcesses().empty(); ::Sleep(50))
         if (::GetTickCount64() >= deadline) return false;
-        ::Sleep(50);
-    }
+    return true;
 }
 
 int RunChangeScript(const std::wstring& arguments, std::string* output) {
@@ -149,8 +142,7 @@ long OutlookClient::RestrictedCount(const wchar_t* filter) {
     com::UniqueBstr text(com::AllocBstr(filter));
     auto restricted = ObjectByName(items.get(), L"Restrict", {com::TextArg(text.get())});
     com::UniqueVariant count;
-    if (FAILED(CallByName(restricted.get(), L"Count", DISPATCH_PROPERTYGET, {}, count.put()))) return -1;
-    return V_I4(&count);
+    return SUCCEEDED(CallByName(restricted.get(), L"Count", DISPATCH_PROPERTYGET, {}, count.put())) ? V_I4(&count) : -1;
 }
 
 namespace {

@@ -25,15 +25,11 @@ size_t WriteNumberedBook(int items);
 std::vector<std::wstring> ReadStore();
 void DeleteStore();
 
-// standin_outlook.exe with the arguments; its exit code.
-int RunStandin(const std::wstring& arguments);
-// Identifiers of running stand-in processes.
+int RunStandin(const std::wstring& arguments);  // standin_outlook.exe ARGUMENTS
 std::vector<DWORD> StandinProcesses();
-// Waits until no stand-in runs; false when one is still there at the end.
 bool WaitForNoStandin(DWORD timeoutMs);
 
-// cscript //nologo outlook_change.js with the arguments, this thread pumping
-// its messages meanwhile; its exit code.
+// cscript outlook_change.js ARGUMENTS, this thread pumping its messages meanwhile.
 int RunChangeScript(const std::wstring& arguments, std::string* output);
 
 // Late-bound calls by name (GetIDsOfNames, then Invoke).
@@ -50,10 +46,8 @@ struct OutlookClient {
     com::ComPtr<IDispatch> nameSpace;
     com::ComPtr<IDispatch> Item(const std::wstring& entryId);
     long RestrictedCount(const wchar_t* filter);
-    // IStandinOutlook::FireBeforeReminderShow: the Cancel the sinks left.
+    // IStandinOutlook's members: the Cancel the sinks left; the calls served (-1: unreadable).
     VARIANT_BOOL FireBeforeReminderShow();
-    // IStandinOutlook::CallCount: the calls the stand-in has served; -1 when
-    // it cannot be read.
     long CallCount();
 };
 

@@ -17,18 +17,15 @@ std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pat
     std::vector<std::wstring> names;
     WIN32_FIND_DATAW found;
     const HANDLE search = ::FindFirstFileW((folder + L"\\" + pattern).c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return names;
-    do {
-        const std::wstring name = found.cFileName;
-        if (name != L"." && name != L"..") names.push_back(name);
-    } while (::FindNextFileW(search, &found));
-    ::FindClose(search);
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = ::FindNextFileW(search, &found))
+        if (wcscmp(found.cFileName, L".") && wcscmp(found.cFileName, L"..")) names.push_back(found.cFileName);
+    if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
     std::sort(names.begin(), names.end());
     return names;
 }
 
 void ClearContactsFolder() {
-    for (const std::wstring& name : AllFilesInContacts()) {
+    for (const std::wstring& name : FilesIn(ContactsFolder())) {
         const std::wstring path = ContactsFolder() + L"\\" + name;
         ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         ::DeleteFileW(path.c_str());
@@ -114,14 +111,6 @@ std::string Between(const std::string& text, const std::string& from, const std:
     if (start == std::string::npos) return {};
     const size_t end = text.find(to, start + from.size());
     return text.substr(start, end == std::string::npos ? std::string::npos : end + to.size() - start);
-}
-
-std::map<std::wstring, CRecipient> LoadByName(IAB& source) {
-    RecipientList all;
-    EXPECT_EQ(S_OK, source.LoadAll(all));
-    std::map<std::wstring, CRecipient> byName;
-    for (const CRecipient& r : all) byName[r.name] = r;
-    return byName;
 }
 
 int RegisterStandIn(bool unregister) {

@@ -15,18 +15,10 @@
 
 namespace testing_support {
 
-// The user's Contacts folder, without a trailing backslash.
-std::wstring ContactsFolder();
+std::wstring ContactsFolder();  // without a trailing backslash
 // The names of the files in a folder that match the pattern, sorted.
 std::vector<std::wstring> FilesIn(const std::wstring& folder, const wchar_t* pattern = L"*");
-// The .contact files of the Contacts folder, and all its files (to see that
-// nothing else appeared).
-inline std::vector<std::wstring> ContactFiles() {
-    return FilesIn(ContactsFolder(), L"*.contact");
-}
-inline std::vector<std::wstring> AllFilesInContacts() {
-    return FilesIn(ContactsFolder());
-}
+inline std::vector<std::wstring> ContactFiles() { return FilesIn(ContactsFolder(), L"*.contact"); }
 void ClearContactsFolder();
 // Another process (cmd.exe) appends a line to the file, creating it if need be.
 int WriteFromAnotherProcess(const std::wstring& path);
@@ -44,14 +36,12 @@ struct ContactXml {
 
 // The document of the Windows Contacts XML format (UTF-8).
 std::string ContactDocument(const ContactXml& contact);
-// Writes bytes to a file of the Contacts folder; returns its path.
+// Writes a file of the Contacts folder; its path.
 std::wstring WriteContactsFile(const std::wstring& fileName, const std::string& bytes);
 std::wstring WriteContact(const std::wstring& fileName, const ContactXml& contact);
 std::string ReadFileBytes(const std::wstring& path);
 // The document's text from the first occurrence of `from` to the next `to`.
 std::string Between(const std::string& text, const std::string& from, const std::string& to);
-// Everything the source lists, by name.
-std::map<std::wstring, CRecipient> LoadByName(IAB& source);
 
 // Registers the stand-in library as the system's address book (regsvr32,
 // as a person installing it would); /u takes it away again.

@@ -32,10 +32,8 @@ const struct Class {
     {L"Zantix.VelPhonebookControl.1", &CLSID_VelPhonebookControl, true},
     {L"Zantix.VelPhonebookControl2", &CLSID_VelPhonebookControl2, true},
     {L"Zantix.VelPhonebookControl2.1", &CLSID_VelPhonebookControl2, true},
-    {L"Zantix.MRUList", &CLSID_MRUList, false},
-    {L"Zantix.MRUList.1", &CLSID_MRUList, false},
-    {L"Zantix.AddressBook", &CLSID_AddressBook, false},
-    {L"Zantix.AddressBook.1", &CLSID_AddressBook, false},
+    {L"Zantix.MRUList", &CLSID_MRUList, false}, {L"Zantix.MRUList.1", &CLSID_MRUList, false},
+    {L"Zantix.AddressBook", &CLSID_AddressBook, false}, {L"Zantix.AddressBook.1", &CLSID_AddressBook, false},
 };
 int g_failures = 0;
 
@@ -58,7 +56,7 @@ bool Check(bool ok, const std::wstring& what, HRESULT hr = E_FAIL) {
 
 std::wstring LoadedModulePath() {
     wchar_t path[MAX_PATH] = {};
-    if (const HMODULE module = ::GetModuleHandleW(localization::kModuleFileName)) ::GetModuleFileNameW(module, path, MAX_PATH);
+    ::GetModuleFileNameW(::GetModuleHandleW(localization::kModuleFileName), path, MAX_PATH);
     return path;
 }
 
@@ -117,8 +115,8 @@ void Create(bool byProgId) {
             Report(std::wstring(L"misc status ") + entry.progId + L" " + std::to_wstring(status));
     }
     com::ComPtr<ITypeLib> library;
-    const HRESULT hr = ::LoadRegTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, library.put());
-    if (Check(SUCCEEDED(hr), L"LoadRegTypeLib", hr)) Report(L"type library found");
+    if (Check(SUCCEEDED(::LoadRegTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, library.put())), L"LoadRegTypeLib"))
+        Report(L"type library found");
 }
 
 void Absent() {

@@ -12,11 +12,7 @@
 
 namespace {
 
-using control_test::Click;
-// Dispatches what is waiting (a move or a reopening is posted), without waiting.
-void Drain() { control_test::PumpUntil([] { return true; }, 0); }
-using control_test::PressKey;
-using control_test::Type;
+using namespace control_test;  // Drain: a move or a reopening is posted
 using Keys = std::vector<LPARAM>;
 using Texts = std::vector<std::wstring>;
 
@@ -152,7 +148,6 @@ TEST_F(ListTest, RenumberingCountsFromTheTopOrFromTheBottomInModeTwo) {
     EXPECT_EQ(Column(0), Texts(5)) << "no numbers while boxes are shown";
     list.SetCheckBoxMode(false, nullptr);
     EXPECT_EQ(Column(0), (Texts{L"1", L"2", L"3", L"4", L"5"}));
-
 }
 
 TEST_F(ListTest, KeysAlwaysFindTheirRowsAfterSortsRemovalsAndForeignChanges) {
@@ -300,7 +295,7 @@ TEST_F(ListTest, LosingTheFocusSizingAColumnChangeOrAClickOutsideCommits) {
         Edit(0, 1);
         Type(Box(), L"N" + std::to_wstring(i));
         actions[i]();
-        EXPECT_TRUE(control_test::PumpUntil([&] { return !list.IsEditing(); }, 1000)) << "action " << i;
+        EXPECT_TRUE(PumpUntil([&] { return !list.IsEditing(); }, 1000)) << "action " << i;
         ASSERT_EQ(host.commits.size(), i + 1);
         EXPECT_EQ(host.commits.back().second, L"N" + std::to_wstring(i));
     }
@@ -371,9 +366,7 @@ TEST(CompareTest, EachKindComparesItsOwnWay) {
     };
     for (const auto& c : cases) {
         const int result = CompareContacts(c.a, c.b, c.textA, c.textB, c.kind, c.direction);
-        EXPECT_EQ((result > 0) - (result < 0), c.sign) << (c.a ? testing_support::Utf8(c.a->name) : "missing") << " "
-                                                        << (c.b ? testing_support::Utf8(c.b->name) : "missing")
-                                                        << " kind " << c.kind << " direction " << c.direction;
+        EXPECT_EQ((result > 0) - (result < 0), c.sign) << "case " << &c - cases;
     }
     const std::wstring x = L"a", y = L"b";
     const auto byKey = [](LPARAM p, LPARAM q, int direction, LPARAM) { return (p < q ? -1 : p > q) * direction; };

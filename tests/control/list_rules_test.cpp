@@ -9,6 +9,7 @@
 #include "win/window_impl.h"
 
 #include <functional>
+#include <tuple>
 
 namespace {
 
@@ -20,8 +21,7 @@ using Texts = std::vector<std::wstring>;
 // end-of-edit notices (and may reject them) and its column clicks.
 class ListHost : public win::WindowImpl<ListHost> {
 public:
-    std::vector<std::pair<int, std::wstring>> commits;  // column, text
-    std::vector<int> commitRows;
+    std::vector<std::tuple<int, int, std::wstring>> commits;  // row, column, text
     int rejections = 0;
     std::vector<UINT> columnClicks;
 
@@ -32,8 +32,7 @@ public:
 
     LRESULT OnEndEdit(int, NMHDR* header, BOOL&) {
         const auto* info = reinterpret_cast<const NMLVDISPINFOW*>(header);
-        commits.emplace_back(info->item.iSubItem, info->item.pszText ? info->item.pszText : L"");
-        commitRows.push_back(info->item.iItem);
+        commits.emplace_back(info->item.iItem, info->item.iSubItem, info->item.pszText ? info->item.pszText : L"");
         return rejections > 0 ? (--rejections, 1) : 0;
     }
     LRESULT OnColumnClick(int, NMHDR* header, BOOL&) {
@@ -181,8 +180,7 @@ TEST_F(ListTest, EnterCommitsAChangeEscapeDropsItAndTheParentWritesTheText) {
     Type(Box(), L"by");
     PressKey(Box(), VK_RETURN);
     ASSERT_EQ(host.commits.size(), 1u);
-    EXPECT_EQ(host.commits[0], std::make_pair(1, std::wstring(L"by"))) << "typed over the selected text";
-    EXPECT_EQ(host.commitRows[0], 1);
+    EXPECT_EQ(host.commits[0], std::make_tuple(1, 1, std::wstring(L"by"))) << "typed over the selected text";
     EXPECT_EQ(view.GetItemText(1, 1), L"Alpha") << "the parent, not the list, writes an accepted text";
     EXPECT_EQ(::GetFocus(), view.hwnd()) << "the keyboard stays with the list";
     Edit(2, 2);
@@ -213,7 +211,7 @@ TEST_F(ListTest, TabAndShiftArrowsMoveAlongTheRowCommittingAndWrapAtItsEnds) {
     PressKey(Box(), VK_TAB);
     Drain();
     ASSERT_EQ(host.commits.size(), 1u) << "a changed cell is committed before the edit moves on";
-    EXPECT_EQ(host.commits[0].second, L"deltaAda");
+    EXPECT_EQ(std::get<2>(host.commits[0]), L"deltaAda");
     EXPECT_EQ(list.EditColumn(), 2);
     EXPECT_EQ(::SendMessageW(Box(), WM_GETDLGCODE, 0, 0) & DLGC_WANTALLKEYS, DLGC_WANTALLKEYS)
         << "the box keeps Tab, Enter and Escape from the dialog";
@@ -297,7 +295,7 @@ TEST_F(ListTest, LosingTheFocusSizingAColumnChangeOrAClickOutsideCommits) {
         actions[i]();
         EXPECT_TRUE(PumpUntil([&] { return !list.IsEditing(); }, 1000)) << "action " << i;
         ASSERT_EQ(host.commits.size(), i + 1);
-        EXPECT_EQ(host.commits.back().second, L"N" + std::to_wstring(i));
+        EXPECT_EQ(std::get<2>(host.commits.back()), L"N" + std::to_wstring(i));
     }
 }
 

@@ -117,10 +117,6 @@ void PressKey(HWND window, UINT key, bool shift) {
     ::SetKeyboardState(state);
 }
 
-void Type(HWND window, const std::wstring& text) {
-    for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
-}
-
 void Click(HWND window, POINT client) {
     // Clicks meant one by one must not make a double click.
     static ULONGLONG lastClick = 0;

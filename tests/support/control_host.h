@@ -87,7 +87,9 @@ private:
 // A key press (Shift held or not) and characters sent to a window; a real
 // mouse click (SendInput) at a point of a window's client area.
 void PressKey(HWND window, UINT key, bool shift = false);
-void Type(HWND window, const std::wstring& text);
+inline void Type(HWND window, const std::wstring& text) {
+    for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
+}
 void Click(HWND window, POINT client);
 
 // Wine's ATL host with the control in it, inside a top-level window.

@@ -32,16 +32,24 @@ using Language = std::pair<const char*, const wchar_t*>;
 using Fields = std::vector<std::string>;
 constexpr wchar_t kProbe[] = L"VelPhonebook.exe";  // named after the module: it reads the module's texts
 
-std::vector<std::wstring> LanguageFiles() {
-    std::vector<std::wstring> names;
-    WIN32_FIND_DATAW found{};
-    const HANDLE search = ::FindFirstFileW((BinDir() + L"Zantix.*.xml").c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return names;
-    do names.push_back(found.cFileName);
-    while (::FindNextFileW(search, &found));
-    ::FindClose(search);
-    return names;
-}
+// Wine's screen resolution for the probes started meanwhile; the old value put back.
+class ScreenDpiSetting {
+public:
+    explicit ScreenDpiSetting(DWORD dpi) {
+        DWORD size = sizeof(m_old);
+        m_had = !::RegGetValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", RRF_RT_REG_DWORD, nullptr, &m_old, &size);
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &dpi, sizeof(dpi));
+    }
+    ~ScreenDpiSetting() {
+        if (m_had) ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &m_old, sizeof(m_old));
+        else ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels");
+    }
+
+private:
+    static constexpr wchar_t kKey[] = L"Control Panel\\Desktop";
+    DWORD m_old = 0;
+    bool m_had = false;
+};
 
 // The copies, in a folder of their own for the life of the program; empty
 // when one could not be made.
@@ -58,7 +66,11 @@ struct Copies {
             {testing_support::kModuleFileName, testing_support::kModuleFileName},
             {std::wstring(L"zantixui\\") + localization::kSiblingLibraryName, localization::kSiblingLibraryName},
             {L"text_fit_probe.exe", kProbe}};
-        for (const std::wstring& name : LanguageFiles()) copies.emplace_back(name, name);
+        WIN32_FIND_DATAW found{};  // and every language file
+        const HANDLE search = ::FindFirstFileW((BinDir() + L"Zantix.*.xml").c_str(), &found);
+        for (bool more = search != INVALID_HANDLE_VALUE; more; more = ::FindNextFileW(search, &found))
+            copies.emplace_back(found.cFileName, found.cFileName);
+        if (search != INVALID_HANDLE_VALUE) ::FindClose(search);
         for (const auto& [from, name] : copies)
             if (::CopyFileW((BinDir() + from).c_str(), (folder + L"\\" + name).c_str(), FALSE)) names.push_back(name);
         complete = names.size() == copies.size();

@@ -26,15 +26,13 @@ bool PumpUntil(const std::function<bool()>& condition, DWORD timeoutMs) {
     }
 }
 
-void WriteBook(const std::vector<std::pair<std::wstring, std::wstring>>& people) {
+void WriteBook(const People& people) {
     MRUEntryList entries;
-    int n = 0;
     for (const auto& [name, fax] : people) {
-        MRUEntry entry;
-        entry.identifier = L"id" + std::to_wstring(n++);
-        entry.name = name;
-        entry.faxNumber = fax;
-        entries.push_back(entry);
+        entries.emplace_back();
+        entries.back().identifier = L"id" + std::to_wstring(entries.size() - 1);
+        entries.back().name = name;
+        entries.back().faxNumber = fax;
     }
     SaveMRUStore(entries);
 }
@@ -52,18 +50,10 @@ HWND EditBox(HWND list) {
     return box && ::IsWindowVisible(box) ? box : nullptr;
 }
 
-STDMETHODIMP EventSink::GetTypeInfoCount(UINT* count) noexcept {
-    if (!count) return E_POINTER;
-    *count = 0;
-    return S_OK;
-}
-
 STDMETHODIMP EventSink::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* params, VARIANT*, EXCEPINFO*,
                                UINT*) noexcept {
-    ReceivedEvent event;
-    event.id = id;
-    // DISPPARAMS holds the arguments last first.
-    for (UINT i = params ? params->cArgs : 0; i-- > 0;) {
+    ReceivedEvent event{id, {}, {}};
+    for (UINT i = params ? params->cArgs : 0; i-- > 0;) {  // DISPPARAMS holds the last argument first
         const VARIANT& argument = params->rgvarg[i];
         event.types.push_back(argument.vt);
         event.values.push_back(argument.vt == VT_BOOL ? LONG(argument.boolVal) : argument.lVal);
@@ -73,37 +63,21 @@ STDMETHODIMP EventSink::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* params
     return answer;
 }
 
-DWORD AdviseSink(IUnknown* control, IUnknown* sink) {
+DWORD AdviseSink(IUnknown* control, IUnknown* sink, DWORD cookie) {
     com::ComPtr<IConnectionPointContainer> container;
     control->QueryInterface(IID_IConnectionPointContainer, container.put_void());
     com::ComPtr<IConnectionPoint> point;
     if (!container || FAILED(container->FindConnectionPoint(DIID_IVelPhonebookControlEvents, point.put()))) return 0;
-    DWORD cookie = 0;
+    if (!sink) return point->Unadvise(cookie), 0;
     point->Advise(sink, &cookie);
     return cookie;
 }
 
-void UnadviseSink(IUnknown* control, DWORD cookie) {
-    com::ComPtr<IConnectionPointContainer> container;
-    control->QueryInterface(IID_IConnectionPointContainer, container.put_void());
-    com::ComPtr<IConnectionPoint> point;
-    if (container && SUCCEEDED(container->FindConnectionPoint(DIID_IVelPhonebookControlEvents, point.put())))
-        point->Unadvise(cookie);
-}
-
 namespace {
 BoxAnswer* g_answer = nullptr;
-
-BOOL CALLBACK FindBox(HWND window, LPARAM found) {
-    wchar_t name[16] = {};
-    ::GetClassNameW(window, name, 16);
-    if (std::wstring(name) != L"#32770" || !::IsWindowVisible(window)) return TRUE;
-    *reinterpret_cast<HWND*>(found) = window;
-    return FALSE;
-}
 }  // namespace
 
-BoxAnswer::BoxAnswer(int button, std::function<void(HWND)> onShow) : m_button(button), m_onShow(std::move(onShow)) {
+BoxAnswer::BoxAnswer(int button) : m_button(button) {
     g_answer = this;
     m_timer = ::SetTimer(nullptr, 0, 20, &BoxAnswer::Tick);
 }
@@ -117,24 +91,25 @@ void CALLBACK BoxAnswer::Tick(HWND, UINT, UINT_PTR, DWORD) {
     BoxAnswer* self = g_answer;
     HWND box = nullptr;
     if (!self || self->m_answered) return;
-    ::EnumThreadWindows(::GetCurrentThreadId(), &FindBox, reinterpret_cast<LPARAM>(&box));
+    ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND window, LPARAM found) WINAPI -> BOOL {
+        wchar_t name[16] = {};
+        ::GetClassNameW(window, name, 16);
+        if (std::wstring(name) != L"#32770" || !::IsWindowVisible(window)) return TRUE;
+        return *reinterpret_cast<HWND*>(found) = window, FALSE;
+    }, reinterpret_cast<LPARAM>(&box));
     if (!box) return;
     self->m_answered = true;
     self->m_owner = ::GetWindow(box, GW_OWNER);
     wchar_t text[512] = {};
     ::GetDlgItemTextW(box, 0xFFFF, text, 512);
     self->m_text = text;
-    if (self->m_onShow) self->m_onShow(box);
-    if (::IsWindow(box))
-        ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(self->m_button, BN_CLICKED),
-                       reinterpret_cast<LPARAM>(::GetDlgItem(box, self->m_button)));
+    ::PostMessageW(box, WM_COMMAND, MAKEWPARAM(self->m_button, BN_CLICKED), LPARAM(::GetDlgItem(box, self->m_button)));
 }
 
 void PressKey(HWND window, UINT key, bool shift) {
     BYTE state[256] = {};
     ::GetKeyboardState(state);
-    const BYTE saved = state[VK_SHIFT];
-    state[VK_SHIFT] = shift ? 0x80 : 0;
+    const BYTE saved = std::exchange(state[VK_SHIFT], BYTE(shift ? 0x80 : 0));
     ::SetKeyboardState(state);
     ::SendMessageW(window, WM_KEYDOWN, key, 1);
     ::GetKeyboardState(state);
@@ -142,11 +117,7 @@ void PressKey(HWND window, UINT key, bool shift) {
     ::SetKeyboardState(state);
 }
 
-void Type(HWND window, const std::wstring& text) {
-    for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
-}
-
-void Click(HWND window, POINT client, int times) {
+void Click(HWND window, POINT client) {
     // Clicks meant one by one must not make a double click.
     static ULONGLONG lastClick = 0;
     const ULONGLONG quiet = lastClick + ::GetDoubleClickTime() + 20;
@@ -162,22 +133,22 @@ void Click(HWND window, POINT client, int times) {
     // Every press and release carries its position as well: the server may
     // report the pointer in place before the warp has really reached it.
     const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
-    INPUT input[4] = {};
-    for (int i = 0; i < times * 2; ++i) {
+    INPUT input[2] = {};
+    for (int i = 0; i < 2; ++i) {
         input[i].type = INPUT_MOUSE;
         input[i].mi.dx = LONG((client.x * 65535LL) / (width - 1));
         input[i].mi.dy = LONG((client.y * 65535LL) / (height - 1));
         input[i].mi.dwFlags =
             MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE | (i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN);
     }
-    ::SendInput(UINT(times * 2), input, sizeof(INPUT));
+    ::SendInput(2, input, sizeof(INPUT));
     // The input reaches the window through the display server as well.
     PumpUntil([] { return !(::GetAsyncKeyState(VK_LBUTTON) & 0x8000) && !::GetInputState(); }, 500);
     Pump(50);
     lastClick = ::GetTickCount64();
 }
 
-AtlHost::AtlHost(int width, int height, const wchar_t* progId, bool nested) {
+AtlHost::AtlHost(int width, int height, const wchar_t* progId) {
     m_atl.reset(::LoadLibraryW(L"atl100.dll"));
     if (!m_atl) return;
     using Init = BOOL(WINAPI*)();
@@ -187,17 +158,10 @@ AtlHost::AtlHost(int width, int height, const wchar_t* progId, bool nested) {
     if (!init || !getControl) return;
     // A second call in the process finds the class registered and says so.
     init();
-    const int margin = nested ? 160 : 20;
-    m_top.reset(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0,
-                                  width + margin, height + margin, nullptr, nullptr, nullptr, nullptr));
-    HWND parent = m_top.get();
-    if (nested) {
-        m_page = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN | SS_GRAYRECT,
-                                   140, 140, width + 10, height + 10, parent, nullptr, nullptr, nullptr);
-        parent = m_page;
-    }
-    m_host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, nested ? 5 : 10,
-                               nested ? 5 : 10, width, height, parent, nullptr, nullptr, nullptr);
+    m_top.reset(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 0, 0, width + 20,
+                                  height + 20, nullptr, nullptr, nullptr, nullptr));
+    m_host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, 10, 10, width, height, m_top.get(),
+                               nullptr, nullptr, nullptr);
     if (m_host) getControl(m_host, m_control.put());
 }
 
@@ -289,9 +253,9 @@ void HostedControl::AddFromAnotherProcess() const {
     }
 }
 
-void HostedControl::Host(const People& people, int width, int height, bool nested) {
+void HostedControl::Host(const People& people) {
     FillBook(people);
-    m_host = std::make_unique<AtlHost>(width, height, m_setup.progId, nested);
+    m_host = std::make_unique<AtlHost>(420, 330, m_setup.progId);
     m_control = m_host->query<IVelPhonebookControl3>();
     ASSERT_TRUE(m_control) << "the ATL host did not create the control";
     ASSERT_TRUE(m_host->controlWindow()) << "not in-place active";
@@ -307,19 +271,14 @@ void HostedControl::Close() {
     m_cookie = 0;
     m_control.reset();
     m_host.reset();
-    PumpUntil([] { return true; }, 0);  // what the windows posted on their way out
+    Drain();  // what the windows posted on their way out
 }
 
-std::wstring HostedControl::NameAt(int item) const {
-    com::UniqueBstr name;
-    if (m_control->GetItem(item, nullptr, name.put(), nullptr) != HRESULT(item)) return L"?";
-    return name.get() ? name.get() : L"";
-}
-
-std::wstring HostedControl::FaxAt(int item) const {
-    com::UniqueBstr fax;
-    if (m_control->GetItem(item, nullptr, nullptr, fax.put()) != HRESULT(item)) return L"?";
-    return fax.get() ? fax.get() : L"";
+std::wstring HostedControl::Cell(int item, bool fax) const {
+    com::UniqueBstr text;
+    if (m_control->GetItem(item, nullptr, fax ? nullptr : text.put(), fax ? text.put() : nullptr) != HRESULT(item))
+        return L"?";
+    return text.get() ? text.get() : L"";
 }
 
 std::vector<std::wstring> HostedControl::Names() const {
@@ -328,16 +287,14 @@ std::vector<std::wstring> HostedControl::Names() const {
     return names;
 }
 
-std::vector<std::pair<std::wstring, std::wstring>> HostedControl::SortedRows() const {
-    People rows;
-    for (int i = 0, n = ItemCount(); i < n; ++i) rows.emplace_back(NameAt(i), FaxAt(i));
-    std::sort(rows.begin(), rows.end());
-    return rows;
-}
-
 bool HostedControl::WaitForRows(People wanted, DWORD timeoutMs) const {
     std::sort(wanted.begin(), wanted.end());
-    return PumpUntil([&] { return SortedRows() == wanted; }, timeoutMs);
+    return PumpUntil([&] {
+        People rows;
+        for (int i = 0, n = ItemCount(); i < n; ++i) rows.emplace_back(NameAt(i), FaxAt(i));
+        std::sort(rows.begin(), rows.end());
+        return rows == wanted;
+    }, timeoutMs);
 }
 
 void HostedControl::SetRowState(int row, UINT state, UINT mask) const {

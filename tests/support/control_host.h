@@ -16,60 +16,60 @@
 
 #include <functional>
 #include <memory>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace control_test {
 
 inline constexpr wchar_t kProgId[] = L"Zantix.VelPhonebookControl";
+inline constexpr wchar_t kProgId2[] = L"Zantix.VelPhonebookControl2";
+using People = std::vector<std::pair<std::wstring, std::wstring>>;  // (name, fax)
 
-// Pumps this thread's messages for the given time, or until the condition
-// holds; returns the condition's last answer.
+// Pumps this thread's messages until the condition holds or the time is up;
+// the condition's last answer.
 bool PumpUntil(const std::function<bool()>& condition, DWORD timeoutMs);
 inline void Pump(DWORD ms) { PumpUntil([] { return false; }, ms); }
+inline void Drain() { PumpUntil([] { return true; }, 0); }  // what is posted, without waiting
 
-// Writes the MRU store with these (name, fax) people, identifiers "id<n>".
-void WriteBook(const std::vector<std::pair<std::wstring, std::wstring>>& people);
-// The names in the store, in its order.
+// The MRU store written with these people (identifiers "id<n>"); its names in its order.
+void WriteBook(const People& people);
 std::vector<std::wstring> BookNames();
-
 // The in-place edit box open over a cell of the list, or null.
 HWND EditBox(HWND list);
 
-// One event as a sink received it.
 struct ReceivedEvent {
     DISPID id = 0;
-    std::vector<VARTYPE> types;  // in argument order (first argument first)
+    std::vector<VARTYPE> types;  // first argument first
     std::vector<LONG> values;    // VT_I4 values, VT_BOOL as -1 / 0
 };
 
-// An event sink that only implements IDispatch (as script hosts' sinks do)
-// and records what it gets; it can be told to fail every call.
+// An event sink with IDispatch only (as script hosts' sinks are) that records
+// what it gets; it can be told to fail every call.
 class EventSink : public com::Implements<EventSink, IDispatch> {
 public:
     std::vector<ReceivedEvent> events;
     HRESULT answer = S_OK;
     std::function<void()> onEvent;  // runs inside each call
 
-    STDMETHODIMP GetTypeInfoCount(UINT* count) noexcept override;
+    STDMETHODIMP GetTypeInfoCount(UINT* count) noexcept override { return count ? (*count = 0, S_OK) : E_POINTER; }
     STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override { return E_NOTIMPL; }
     STDMETHODIMP Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* params, VARIANT*, EXCEPINFO*,
                         UINT*) noexcept override;
 };
 
-// Advises a sink on the control's event connection point; the cookie.
-DWORD AdviseSink(IUnknown* control, IUnknown* sink);
-void UnadviseSink(IUnknown* control, DWORD cookie);
+// Advises a sink on the control's events (the cookie), or unadvises `cookie`
+// when the sink is null.
+DWORD AdviseSink(IUnknown* control, IUnknown* sink, DWORD cookie = 0);
+inline void UnadviseSink(IUnknown* control, DWORD cookie) { AdviseSink(control, nullptr, cookie); }
 
-// Answers the next dialog box (class #32770) that this thread shows, from
-// a timer inside its modal loop, with a button; remembers its owner and the
-// text of its message (a message box's static 0xFFFF). `onShow` runs first,
-// while the box is up.
+// Answers the next dialog box (class #32770) this thread shows with a button,
+// from a timer inside its modal loop; remembers its owner and its message
+// (a message box's static 0xFFFF).
 class BoxAnswer {
 public:
-    explicit BoxAnswer(int button, std::function<void(HWND)> onShow = {});
+    explicit BoxAnswer(int button);
     ~BoxAnswer();
     bool answered() const { return m_answered; }
     HWND owner() const { return m_owner; }
@@ -78,71 +78,40 @@ public:
 private:
     static void CALLBACK Tick(HWND, UINT, UINT_PTR, DWORD);
     int m_button;
-    std::function<void(HWND)> m_onShow;
     UINT_PTR m_timer = 0;
     bool m_answered = false;
     HWND m_owner = nullptr;
     std::wstring m_text;
 };
 
-// Key presses and characters sent to a window (Shift held or not); a real
-// mouse click (SendInput) at a point of a window's client area, two make a
-// double click.
+// A key press (Shift held or not) and characters sent to a window; a real
+// mouse click (SendInput) at a point of a window's client area.
 void PressKey(HWND window, UINT key, bool shift = false);
-void Type(HWND window, const std::wstring& text);
-void Click(HWND window, POINT client, int times = 1);
-
-// Sets Wine's screen resolution for the processes started meanwhile, and
-// puts the old value back.
-class ScreenDpiSetting {
-public:
-    explicit ScreenDpiSetting(DWORD dpi) {
-        DWORD size = sizeof(m_old);
-        m_had = ::RegGetValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", RRF_RT_REG_DWORD, nullptr, &m_old, &size) ==
-                ERROR_SUCCESS;
-        ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &dpi, sizeof(dpi));
-    }
-    ~ScreenDpiSetting() {
-        if (m_had) ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &m_old, sizeof(m_old));
-        else ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels");
-    }
-    ScreenDpiSetting(const ScreenDpiSetting&) = delete;
-    ScreenDpiSetting& operator=(const ScreenDpiSetting&) = delete;
-
-private:
-    static constexpr wchar_t kKey[] = L"Control Panel\\Desktop";
-    DWORD m_old = 0;
-    bool m_had = false;
-};
+inline void Type(HWND window, const std::wstring& text) {
+    for (const wchar_t c : text) ::SendMessageW(window, WM_CHAR, c, 1);
+}
+void Click(HWND window, POINT client);
 
 // Wine's ATL host with the control in it, inside a top-level window.
 class AtlHost {
 public:
-    // `nested`: the host window sits in a child page of the top-level window
-    // (a host that shows the control on one page of its dialog).
-    explicit AtlHost(int width = 360, int height = 330, const wchar_t* progId = kProgId, bool nested = false);
+    explicit AtlHost(int width = 360, int height = 330, const wchar_t* progId = kProgId);
     ~AtlHost();
     IUnknown* control() const { return m_control.get(); }
     template <class I>
     com::ComPtr<I> query() const { return m_control ? m_control.template query<I>() : com::ComPtr<I>(); }
     HWND top() const { return m_top.get(); }
-    HWND page() const { return m_page; }
     HWND hostWindow() const { return m_host; }
-    // The control's own window (the dialog) and its children.
-    HWND controlWindow() const;
-    HWND list() const { return ::GetDlgItem(controlWindow(), 204); }
+    HWND controlWindow() const;  // the control's own window (its dialog)
     HWND item(int id) const { return ::GetDlgItem(controlWindow(), id); }
+    HWND list() const { return item(204); }
 
 private:
     com::UniqueModule m_atl;
     com::UniqueWindow m_top;
-    HWND m_page = nullptr;
     HWND m_host = nullptr;
     com::ComPtr<IUnknown> m_control;
 };
-
-inline constexpr wchar_t kProgId2[] = L"Zantix.VelPhonebookControl2";
-using People = std::vector<std::pair<std::wstring, std::wstring>>;
 
 // Which control on which book (the values SelectOutlookAddressBook takes).
 struct HostSetup {
@@ -159,10 +128,10 @@ inline constexpr HostSetup kSecondOnOutlook{kProgId2, 1, "Control2_Outlook"};
 inline void PrintTo(const HostSetup& setup, std::ostream* out) { *out << setup.name; }
 inline std::string SetupName(const ::testing::TestParamInfo<HostSetup>& info) { return info.param.name; }
 
-// The fixture: the module and the stand-ins for the books Wine lacks
-// registered, an apartment, empty books, a low double-click time (so that
-// clicks meant one by one need not wait long); a control of the setup's
-// class hosted in Wine's ATL host on the setup's book.
+// The fixture: the module and the stand-ins of the books Wine lacks
+// registered, an apartment, empty books, a low double-click time (clicks
+// meant one by one need not wait long); a control of the setup's class in
+// Wine's ATL host on the setup's book.
 class HostedControl : public ::testing::Test {
 protected:
     explicit HostedControl(HostSetup setup = kFirstOnRecent) : m_setup(setup) {}
@@ -172,32 +141,28 @@ protected:
     void TearDown() override;
 
     bool Second() const { return m_setup.progId == kProgId2; }
-    // Fills the setup's book with these people.
     void FillBook(const People& people) const;
     // Adds ("Helper 0", "1000") to the setup's book from another process.
     void AddFromAnotherProcess() const;
     // Fills the book, hosts the control, selects the book and waits for the
     // first fill; a sink hears the events from then on.
-    void Host(const People& people, int width = 420, int height = 330, bool nested = false);
-    // The host lets the control go (window and reference).
-    void Close();
+    void Host(const People& people);
+    void Close();  // the host lets the control go (window and reference)
 
     int ItemCount() const { return m_control ? int(m_control->GetItemCount()) : -1; }
-    std::wstring NameAt(int item) const;
-    std::wstring FaxAt(int item) const;
+    std::wstring NameAt(int item) const { return Cell(item, false); }
+    std::wstring FaxAt(int item) const { return Cell(item, true); }
     std::vector<std::wstring> Names() const;
-    std::vector<std::pair<std::wstring, std::wstring>> SortedRows() const;
     bool WaitForRows(People wanted, DWORD timeoutMs = 5000) const;
     HWND List() const { return m_host->list(); }
     // Marks rows as a user would: selection, or the check box in that mode.
     void SetRowState(int row, UINT state, UINT mask) const;
+    void Select(int row) const { SetRowState(row, LVIS_SELECTED, LVIS_SELECTED); }
     void SetCheck(int row, bool checked) const {
         SetRowState(row, INDEXTOSTATEIMAGEMASK(checked ? 2 : 1), LVIS_STATEIMAGEMASK);
     }
-    // Presses a button of the control as a click would.
-    void Press(int id) const;
+    void Press(int id) const;  // a button of the control, as a click would
     std::vector<ReceivedEvent> TakeEvents() { return std::exchange(m_sink->events, {}); }
-    // The control's module has no object left.
     static HRESULT ModuleCanUnloadNow();
 
     HostSetup m_setup;
@@ -206,6 +171,9 @@ protected:
     com::ComPtr<IVelPhonebookControl3> m_control;
     com::ComPtr<EventSink> m_sink;
     DWORD m_cookie = 0;
+
+private:
+    std::wstring Cell(int item, bool fax) const;
 };
 
 // The same fixture over a list of setups.

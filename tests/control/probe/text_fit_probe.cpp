@@ -1,32 +1,15 @@
-// Reports every text of both controls, of the entry dialog and of the
-// message box with the room it has, and the layout of their windows. Run
-// once per language and screen resolution as
-//
-//   VelPhonebook.exe LANGUAGES ROWS
-//
-// from a folder that holds it (a copy named after the module, so that its
-// own dialogs read the module's texts), a copy of the module, the language
-// files and the stand-in language library, which answers LANGUAGES. ROWS is
-// the number of recipients in the recently used book. The controls are
-// hosted at the demo's size in the ATL host: the first without and with
-// check boxes, the second as it is; each header as it starts and sorted by
-// each column in turn. Then the entry dialog in its three modes and the
-// question before 1,000 recipients are removed run modally, each measured
-// from a timer in its loop.
-//
-// A text is measured with DrawText in the font its window answers to
-// WM_GETFONT, against its room: push buttons the client width less 3 px a
-// side (at 96 dpi, scaled); static texts single-line by width, wrapping ones
-// by the height of their lines; header items the width less the divider
-// (2 px), three edge widths of padding a side and what is drawn beside the
-// text (the sort arrow, an image, a check box). Owner-drawn buttons draw
-// pictures and are skipped.
-//
-// Output lines, UTF-8, tab-separated: "dpi N"; "text|clipped CONTROL WHERE
-// TEXT NEEDED AVAILABLE"; "missing-glyphs CONTROL WHERE TEXT COUNT";
-// "unmeasured CONTROL WHERE TEXT"; "layout CONTROL WHERE mirrored|plain";
-// "verdict fits|clipped CLIPPED MEASURED". Exit code 0 when everything could
-// be shown and measured.
+// Prints every text of both controls (hosted at the demo's size in the ATL
+// host; the first also with check boxes; each header also sorted by each
+// column), of the entry dialog in its three modes and of the question before
+// 1,000 recipients are removed, with the room it has (DrawText in the
+// window's font; buttons less 3 px a side, headers less divider, padding and
+// what is drawn beside the text), and the layout of their windows. Run as
+// "VelPhonebook.exe LANGUAGES ROWS" beside a copy of the module, the language
+// files and the stand-in language library (which answers LANGUAGES); ROWS is
+// the size of the recently used book. Lines, tab-separated UTF-8: "dpi N";
+// "text|clipped CONTROL WHERE TEXT NEEDED AVAILABLE"; "missing-glyphs ...
+// COUNT"; "unmeasured CONTROL WHERE TEXT"; "layout CONTROL WHERE
+// mirrored|plain"; "verdict fits|clipped CLIPPED MEASURED".
 #include "com/com_ptr.h"
 #include "com/module.h"
 #include "core/recipient.h"
@@ -51,9 +34,7 @@
 
 namespace {
 
-int g_dpi = 96;
-int g_measured = 0, g_clipped = 0;
-int Scale(int pixels) { return ::MulDiv(pixels, g_dpi, 96); }
+int g_dpi = 96, g_measured = 0, g_clipped = 0;
 
 std::string Utf8(const std::wstring& text) {
     const int size = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr);
@@ -64,9 +45,9 @@ std::string Utf8(const std::wstring& text) {
     return result;
 }
 
-void PrintLine(const std::vector<std::string>& fields) {
-    std::string line;
-    for (const std::string& field : fields) line += (line.empty() ? "" : "\t") + field;
+void PrintLine(std::vector<std::string> fields) {
+    std::string line = fields[0];
+    for (size_t i = 1; i < fields.size(); ++i) line += '\t' + fields[i];
     std::fputs((line + '\n').c_str(), stdout);
 }
 
@@ -129,9 +110,7 @@ int MissingGlyphs(HFONT font, const std::wstring& text) {
 void Report(const char* control, const std::string& where, HFONT font, const std::wstring& text, int needed,
             int available) {
     ++g_measured;
-    const std::vector<std::string> fields = {control, where, Utf8(text), std::to_string(needed), std::to_string(available)};
-    std::vector<std::string> line = {"text"};
-    line.insert(line.end(), fields.begin(), fields.end());
+    std::vector<std::string> line = {"text", control, where, Utf8(text), std::to_string(needed), std::to_string(available)};
     PrintLine(line);
     if (needed > available) {
         ++g_clipped;
@@ -142,7 +121,7 @@ void Report(const char* control, const std::string& where, HFONT font, const std
         PrintLine({"missing-glyphs", control, where, Utf8(text), std::to_string(missing)});
 }
 
-// Wider than the room (a word that does not break) or taller: clipped.
+// Wrapped in a room: wider than it (a word that does not break) or taller is clipped.
 void ReportWrapped(const char* control, const std::string& where, HFONT font, const std::wstring& text, int width,
                    int height, UINT flags) {
     const SIZE wrapped = TextSize(font, text, DT_WORDBREAK | flags, width);
@@ -160,12 +139,16 @@ void MeasureButton(const char* control, const std::string& where, HWND button) {
     if ((style & BS_TYPEMASK) == BS_OWNERDRAW) return;
     RECT client{};
     ::GetClientRect(button, &client);
-    const int margin = Scale(3), available = client.right - 2 * margin;
+    const int margin = ::MulDiv(3, g_dpi, 96), available = client.right - 2 * margin;
     const std::wstring text = WindowText(button);
     if (style & BS_MULTILINE)
         ReportWrapped(control, where, FontOf(button), text, available, client.bottom - 2 * margin, 0);
     else
         Report(control, where, FontOf(button), text, TextSize(FontOf(button), text, DT_SINGLELINE).cx, available);
+}
+
+bool IsClass(const wchar_t* name, const wchar_t* wanted) {
+    return ::CompareStringOrdinal(name, -1, wanted, -1, TRUE) == CSTR_EQUAL;
 }
 
 void MeasureChildren(const char* control, HWND dialog) {
@@ -178,12 +161,12 @@ void MeasureChildren(const char* control, HWND dialog) {
         const LONG style = ::GetWindowLongW(child, GWL_STYLE);
         RECT client{};
         ::GetClientRect(child, &client);
-        if (::CompareStringOrdinal(name, -1, L"Button", -1, TRUE) == CSTR_EQUAL)
+        if (IsClass(name, L"Button"))
             MeasureButton(control, where, child);
-        else if (::CompareStringOrdinal(name, -1, L"Static", -1, TRUE) == CSTR_EQUAL && (style & SS_TYPEMASK) <= SS_RIGHT)
+        else if (IsClass(name, L"Static") && (style & SS_TYPEMASK) <= SS_RIGHT)
             ReportWrapped(control, where, FontOf(child), text, client.right, client.bottom,
                           (style & SS_NOPREFIX) ? DT_NOPREFIX : 0);
-        else if (::CompareStringOrdinal(name, -1, WC_LISTVIEWW, -1, TRUE) != CSTR_EQUAL)  // its text is its name
+        else if (!IsClass(name, WC_LISTVIEWW))  // a list's text is its name
             PrintLine({"unmeasured", control, where + " (" + Utf8(name) + ")", Utf8(text)});
     }
 }
@@ -191,36 +174,37 @@ void MeasureChildren(const char* control, HWND dialog) {
 void MeasureHeader(const char* control, HWND list, const std::string& state = "", int only = -1) {
     const HWND header = ListView_GetHeader(list);
     for (int index = 0, count = Header_GetItemCount(header); index < count; ++index) {
-        if (only >= 0 && index != only) continue;
         wchar_t buffer[260] = {};
-        HDITEMW item{};
-        item.mask = HDI_TEXT | HDI_FORMAT;
+        HDITEMW item{HDI_TEXT | HDI_FORMAT};
         item.pszText = buffer;
         item.cchTextMax = 260;
-        if (!Header_GetItem(header, index, &item) || !*buffer || (item.fmt & HDF_OWNERDRAW)) continue;
+        if ((only >= 0 && index != only) || !Header_GetItem(header, index, &item) || !*buffer ||
+            (item.fmt & HDF_OWNERDRAW))
+            continue;
         RECT rect{}, client{};
         Header_GetItemRect(header, index, &rect);
         ::GetClientRect(header, &client);
         const int padding = 3 * ::GetSystemMetrics(SM_CXEDGE);
-        int available = rect.right - rect.left - 2 - 2 * padding;
-        int width = 0, height = 0;
+        int available = rect.right - rect.left - 2 - 2 * padding, width = 0, height = 0;
         if (item.fmt & (HDF_SORTUP | HDF_SORTDOWN))
             available -= 2 * ::MulDiv(client.bottom, 4, 13) + 2 * padding;
         else if ((item.fmt & HDF_IMAGE) && ::ImageList_GetIconSize(Header_GetImageList(header), &width, &height))
             available -= width + 2 * padding;
-        if (item.fmt & HDF_CHECKBOX) available -= Scale(13) + padding;
+        if (item.fmt & HDF_CHECKBOX) available -= ::MulDiv(13, g_dpi, 96) + padding;
         Report(control, "header column " + std::to_string(index) + state, FontOf(header), buffer,
                TextSize(FontOf(header), buffer, DT_SINGLELINE).cx, available);
     }
 }
 
 void DispatchWaiting() {
-    MSG message;
-    while (::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    for (MSG message; ::PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);) {
         ::TranslateMessage(&message);
         ::DispatchMessageW(&message);
     }
 }
+
+using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+using Attach = HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**);
 
 // A control of the module copy in place active through the ATL host in a
 // site window, showing the recently used book.
@@ -229,6 +213,21 @@ struct Host {
     com::ComPtr<IUnknown> container;
     com::ComPtr<IVelPhonebookControl3> control;
 
+    bool Start(GetClassObject getClassObject, Attach attach, REFCLSID clsid, int x, int width, int height) {
+        top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, x, 0, width + 20,
+                                height + 20, nullptr, nullptr, nullptr, nullptr);
+        const HWND site = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 10, 10, width,
+                                            height, top, nullptr, nullptr, nullptr);
+        com::ComPtr<IClassFactory> factory;
+        com::ComPtr<IUnknown> object;
+        if (!site || FAILED(getClassObject(clsid, IID_IClassFactory, factory.put_void())) ||
+            FAILED(factory->CreateInstance(nullptr, IID_IUnknown, object.put_void())))
+            return false;
+        if (const auto persist = object.query<IPersistStreamInit>()) persist->InitNew();  // as the ATL host does
+        if (FAILED(attach(object.get(), site, container.put()))) return false;
+        control = object.query<IVelPhonebookControl3>();
+        return control && Window() && SUCCEEDED(control->SelectOutlookAddressBook(-1));
+    }
     HWND Window() const {
         HWND window = nullptr;
         if (const auto inPlace = control.query<IOleInPlaceObject>()) inPlace->GetWindow(&window);
@@ -236,6 +235,21 @@ struct Host {
     }
     HWND List() const { return ::GetDlgItem(Window(), 204); }
     int Rows() const { return int(control->GetItemCount()); }
+    // Everything, then sorted by each column in turn (the first class's modes
+    // 1, 3, 5; the second's columns), each measured with its sort image.
+    void Measure(const char* name, bool first) const {
+        ReportLayout(name, "window", Window());
+        ReportLayout(name, "list", List());
+        MeasureChildren(name, Window());
+        MeasureHeader(name, List());
+        for (int column = 0; column < Header_GetItemCount(ListView_GetHeader(List())); ++column) {
+            if (FAILED(control->SetSortMode(first ? 2 * column + 1 : column))) continue;
+            DispatchWaiting();
+            MeasureHeader(name, List(), " (sorted)", column);
+        }
+        if (first) control->SetSortMode(0);  // as it started, for what is measured next
+        DispatchWaiting();
+    }
     ~Host() {
         control.reset();
         if (top) ::DestroyWindow(top);
@@ -244,39 +258,8 @@ struct Host {
     }
 };
 
-using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
-using Attach = HRESULT(WINAPI*)(IUnknown*, HWND, IUnknown**);
-
-bool HostControl(Host& host, GetClassObject getClassObject, Attach attach, REFCLSID clsid, int x, int width, int height) {
-    host.top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, x, 0, width + 20,
-                                 height + 20, nullptr, nullptr, nullptr, nullptr);
-    const HWND site = ::CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE | WS_CLIPCHILDREN, 10, 10, width,
-                                        height, host.top, nullptr, nullptr, nullptr);
-    com::ComPtr<IClassFactory> factory;
-    com::ComPtr<IUnknown> object;
-    if (!site || FAILED(getClassObject(clsid, IID_IClassFactory, factory.put_void())) ||
-        FAILED(factory->CreateInstance(nullptr, IID_IUnknown, object.put_void())))
-        return false;
-    if (const auto persist = object.query<IPersistStreamInit>()) persist->InitNew();  // as the ATL host does
-    if (FAILED(attach(object.get(), site, host.container.put()))) return false;
-    host.control = object.query<IVelPhonebookControl3>();
-    return host.control && host.Window() && SUCCEEDED(host.control->SelectOutlookAddressBook(-1));
-}
-
-// Sorts by each column in turn (the first class's modes 1, 3, 5; the second
-// class's columns) and measures that column with its image.
-void MeasureSorted(const char* control, HWND list, IVelPhonebookControl3* phonebook, bool first) {
-    for (int column = 0; column < Header_GetItemCount(ListView_GetHeader(list)); ++column) {
-        if (FAILED(phonebook->SetSortMode(first ? 2 * column + 1 : column))) continue;
-        DispatchWaiting();
-        MeasureHeader(control, list, " (sorted)", column);
-    }
-    if (first) phonebook->SetSortMode(0);  // as it started, for what is measured next
-    DispatchWaiting();
-}
-
-// Runs a dialog modally and measures it from a timer once it shows, then
-// closes it; false when it never showed.
+// Runs a dialog modally, measures it from a timer once it shows, then closes
+// it; false when it never showed.
 struct Measurement {
     HWND* dialog;
     std::function<void()> measure;
@@ -339,6 +322,11 @@ int Fail(const char* what) {
     return 2;
 }
 
+template <class F>
+F Function(HMODULE module, const char* name) {
+    return module ? reinterpret_cast<F>(reinterpret_cast<void*>(::GetProcAddress(module, name))) : nullptr;
+}
+
 int Run(int rows) {
     wchar_t self[MAX_PATH] = {};
     ::GetModuleFileNameW(nullptr, self, MAX_PATH);
@@ -346,19 +334,17 @@ int Run(int rows) {
     folder.resize(folder.rfind(L'\\') + 1);
     const HMODULE module = ::LoadLibraryW((folder + localization::kModuleFileName).c_str());
     const HMODULE atl = ::LoadLibraryW(L"atl100.dll");
-    if (!module || !atl) return Fail("the module copy or the ATL host did not load");
-    const auto getClassObject =
-        reinterpret_cast<GetClassObject>(reinterpret_cast<void*>(::GetProcAddress(module, "DllGetClassObject")));
-    const auto init = reinterpret_cast<BOOL(WINAPI*)()>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxWinInit")));
-    const auto attach = reinterpret_cast<Attach>(reinterpret_cast<void*>(::GetProcAddress(atl, "AtlAxAttachControl")));
-    if (!getClassObject || !init || !attach) return Fail("DllGetClassObject or the ATL host is missing");
+    const auto getClassObject = Function<GetClassObject>(module, "DllGetClassObject");
+    const auto init = Function<BOOL(WINAPI*)()>(atl, "AtlAxWinInit");
+    const auto attach = Function<Attach>(atl, "AtlAxAttachControl");
+    if (!getClassObject || !init || !attach) return Fail("the module copy or the ATL host did not load");
     init();
     {
         // The demo's size, scaled; side by side, so that their first loads overlap.
-        const int width = Scale(480), height = Scale(380);
+        const int width = ::MulDiv(480, g_dpi, 96), height = ::MulDiv(380, g_dpi, 96);
         Host first, second;
-        if (!HostControl(first, getClassObject, attach, CLSID_VelPhonebookControl, 0, width, height) ||
-            !HostControl(second, getClassObject, attach, CLSID_VelPhonebookControl2, width + 40, width, height))
+        if (!first.Start(getClassObject, attach, CLSID_VelPhonebookControl, 0, width, height) ||
+            !second.Start(getClassObject, attach, CLSID_VelPhonebookControl2, width + 40, width, height))
             return Fail("a control could not be hosted");
         const ULONGLONG end = ::GetTickCount64() + 10000;
         while (first.Rows() != rows || second.Rows() != rows) {  // the first load runs from the controls' timer
@@ -366,20 +352,12 @@ int Run(int rows) {
             ::MsgWaitForMultipleObjects(0, nullptr, FALSE, 10, QS_ALLINPUT);
             DispatchWaiting();
         }
-        ReportLayout("control1", "window", first.Window());
-        ReportLayout("control1", "list", first.List());
-        ReportLayout("control2", "window", second.Window());
-        ReportLayout("control2", "list", second.List());
-        MeasureChildren("control1", first.Window());
-        MeasureHeader("control1", first.List());
-        MeasureSorted("control1", first.List(), first.control.get(), true);
+        first.Measure("control1", true);
         first.control->EnableCheckBoxes(TRUE, nullptr);
         DispatchWaiting();
         MeasureChildren("control1-checkboxes", first.Window());
         MeasureHeader("control1-checkboxes", first.List());
-        MeasureChildren("control2", second.Window());
-        MeasureHeader("control2", second.List());
-        MeasureSorted("control2", second.List(), second.control.get(), false);
+        second.Measure("control2", false);
     }
 
     // A stuck dialog ends the run rather than hanging the test.
@@ -387,8 +365,9 @@ int Run(int rows) {
         ::Sleep(60000);
         ::ExitProcess(3);
     }, nullptr, 0, nullptr);
-    const HWND host = ::CreateWindowExW(0, L"STATIC", L"Send fax", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 80, 60, Scale(700),
-                                        Scale(540), nullptr, nullptr, nullptr, nullptr);
+    const HWND host = ::CreateWindowExW(0, L"STATIC", L"Send fax", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 80, 60,
+                                        ::MulDiv(700, g_dpi, 96), ::MulDiv(540, g_dpi, 96), nullptr, nullptr, nullptr,
+                                        nullptr);
     CRecipient someone;
     someone.name = L"Recipient 1";
     someone.faxNumber = L"+49 30 1234 5611";

@@ -122,12 +122,26 @@ constexpr UINT kFireMessage = WM_APP + 1;
 constexpr UINT_PTR kIdleTimer = 1;
 constexpr UINT kIdleMs = 60000;  // a server nobody ever connects to gives up
 
+// The registration of the class object, while it is registered.
+DWORD g_classCookie = 0;
+
+// The server ends when its last reference goes. Windows then suspends the
+// process's class objects (CoReleaseServerProcess), so that a client arriving
+// meanwhile gets a new server rather than the ending one; Wine does not, and
+// would hand out the ending server's class object (the client then sees
+// "class not registered"). The class object is taken back here, as Windows
+// would.
+void StopServing() {
+    if (g_classCookie) ::CoRevokeClassObject(std::exchange(g_classCookie, 0));
+    ::PostQuitMessage(0);
+}
+
 // Every object that clients hold keeps the server process alive.
 class ServerRef {
 public:
     ServerRef() noexcept { ::CoAddRefServerProcess(); }
     ~ServerRef() {
-        if (::CoReleaseServerProcess() == 0) ::PostQuitMessage(0);
+        if (::CoReleaseServerProcess() == 0) StopServing();
     }
     ServerRef(const ServerRef&) = delete;
     ServerRef& operator=(const ServerRef&) = delete;
@@ -135,9 +149,6 @@ public:
 
 // Calls served to clients since the server started.
 long g_callsServed = 0;
-// The registration of the class object, while it is registered.
-DWORD g_classCookie = 0;
-
 // ---------------------------------------------------------------- faults --
 
 // The fault a test asked for (the "Fault" setting) and how far it got.
@@ -1408,6 +1419,8 @@ public:
             if (!out) return E_POINTER;
             *out = nullptr;
             if (outer) return CLASS_E_NOAGGREGATION;
+            // A request that reached the class object before it was taken back.
+            if (!g_classCookie) return CO_E_SERVER_STOPPING;
             // One Application per process, as Outlook has.
             if (g_application) return static_cast<_Application*>(g_application)->QueryInterface(iid, out);
             auto application = com::Make<ApplicationObject>();
@@ -1418,7 +1431,7 @@ public:
         if (lock)
             ::CoAddRefServerProcess();
         else if (::CoReleaseServerProcess() == 0)
-            ::PostQuitMessage(0);
+            StopServing();
         return S_OK;
     }
 };

@@ -116,12 +116,6 @@ std::wstring WindowText(HWND window) {
     return text;
 }
 
-RECT WindowRect(HWND window) {
-    RECT rect{};
-    ::GetWindowRect(window, &rect);
-    return rect;
-}
-
 namespace {
 
 // Wine answers GetGuiResources with 0; its GDI table (the PEB's

@@ -48,7 +48,7 @@ HWND FindShader();
 
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
-RECT WindowRect(HWND window);
+inline RECT WindowRect(HWND window) { RECT rect{}; return ::GetWindowRect(window, &rect), rect; }
 
 // This process's windows, GDI and USER objects, threads and handles.
 struct ResourceCounts {

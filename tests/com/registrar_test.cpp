@@ -57,10 +57,9 @@ TEST_F(Registrar, WritesKeysDefaultValuesNamedValuesAndReplacements) {
     EXPECT_EQ(Existing({L"Empty", L"Value"}), L"Empty Value ");
 }
 
-// ForceRemove clears a key before writing it and Delete removes one. On
-// unregistering, NoRemove keys stay, a ForceRemove key goes with all it
-// holds, a plain key goes unless it holds foreign keys (its named values go
-// all the same); twice is fine.
+// ForceRemove clears a key first, Delete removes one. Unregistering keeps
+// NoRemove keys, removes ForceRemove ones whole and plain ones unless they
+// hold foreign keys (their values go anyway); twice is fine.
 TEST_F(Registrar, ForceRemoveDeleteAndUnregistering) {
     CreateKeys({L"Class\\Stale", L"Old\\Child"});
     ASSERT_EQ(S_OK, Run(L"Registrar { ForceRemove Class = s 'c' { Fresh } Delete Old }"));
@@ -77,9 +76,7 @@ TEST_F(Registrar, ForceRemoveDeleteAndUnregistering) {
     EXPECT_EQ(S_OK, Run(script, com::RegistrarMode::Unregister));
 }
 
-// A broken script fails before writing anything: unclosed brace, unknown or
-// unterminated replacement, unterminated quote, unknown type, not a number,
-// missing value, value without a name, unknown root, value at the root.
+// A broken script fails before writing anything.
 TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
     for (const wchar_t* body : {L"Registrar { A = s 'x' ", L"Registrar { A = s '%Unknown%' }", L"Registrar { A = s '%Name' }",
                                 L"Registrar { A = s 'unterminated }", L"Registrar { A = q 'x' }", L"Registrar { A = d 'ten' }",
@@ -92,33 +89,6 @@ TEST_F(Registrar, BrokenScriptsFailBeforeWritingAnything) {
     EXPECT_EQ(S_OK, com::RunRegistryScript(L"", m_map, com::RegistrarMode::Register));
     EXPECT_TRUE(FAILED(com::RunRegistryScriptResource(::GetModuleHandleW(nullptr), 104, m_map, com::RegistrarMode::Register)))
         << "a program without scripts";
-}
-
-// A script may nest keys deeper than any thread's stack could follow level by
-// level: it is parsed and walked on a small stack all the same. Unregistering
-// deeper than what is stored stops where the keys end and deletes the emptied
-// keys on its way back.
-TEST_F(Registrar, DeepNestingNeedsNoDeepStack) {
-    const auto nested = [](int levels, const wchar_t* innermost) {
-        std::wstring text;
-        for (int i = 0; i < levels; ++i) text += L"D {\n";
-        text += innermost;
-        for (int i = 0; i < levels; ++i) text += L"}\n";
-        return text;
-    };
-    std::wstring bottom = L"D";
-    for (int i = 1; i < 100; ++i) bottom += L"\\D";
-    std::vector<HRESULT> results;
-    std::optional<std::wstring> stored;
-    ASSERT_TRUE(RunOnThread(256 * 1024, [&] {
-        results.push_back(Run(L"Registrar {\n" + nested(100'000, L"")));  // one brace short
-        results.push_back(Run(L"Registrar {\n" + nested(100, L"val Bottom = s 'here'") + L"Sibling\n}"));
-        stored = Text(bottom.c_str(), L"Bottom");
-        results.push_back(Run(L"Registrar {\n" + nested(100'000, L"") + L"Sibling\n}", com::RegistrarMode::Unregister));
-    }));
-    EXPECT_EQ(results, (std::vector<HRESULT>{kBad, S_OK, S_OK}));
-    EXPECT_EQ(L"here", stored);
-    EXPECT_EQ(Existing({L""}), L"");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 # The module's string table and a dialog template; the stand-in sibling
-# language library (both list functions, and the plain one only), three
-# language resource libraries and a probe run as a fresh process.
+# language library (both list functions, and the plain one only) and a probe
+# run as a fresh process.
 set(LOC_TESTS ${CMAKE_CURRENT_SOURCE_DIR}/localization)
 set(LOC_STRINGS ${CMAKE_CURRENT_SOURCE_DIR}/../src/localization)
 target_sources(test_localization PRIVATE ${LOC_TESTS}/test_resources.rc)
@@ -17,17 +17,6 @@ foreach(variant ZantixUI64 ZantixUI64_plain)
     endif()
 endforeach()
 target_compile_definitions(ZantixUI64_plain PRIVATE ZANTIXUI_PLAIN_ONLY)
-
-foreach(variant ru ko neutral)
-    add_library(fixture_resources_${variant} SHARED ${LOC_TESTS}/fixtures/resource_library.c ${LOC_TESTS}/fixtures/resource_library.rc)
-    target_include_directories(fixture_resources_${variant} PRIVATE ${LOC_STRINGS})
-    string(TOUPPER ${variant} upper)
-    target_compile_definitions(fixture_resources_${variant} PRIVATE RESOURCE_${upper})
-    string(REPLACE ".neutral" "" name fixture_module.resources.${variant})
-    set_target_properties(fixture_resources_${variant} PROPERTIES PREFIX "" OUTPUT_NAME ${name}
-                          RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin/resfixture)
-    add_dependencies(test_localization fixture_resources_${variant})
-endforeach()
 
 add_executable(localization_probe ${LOC_TESTS}/probe/localization_probe.cpp)
 target_link_libraries(localization_probe PRIVATE velphonebook)

@@ -1,6 +1,5 @@
-// Language files for the tests and benchmarks: a writer for the XML layout
-// (root, module element, strings and dialogs) and a scratch folder that
-// removes itself with the files written through it.
+// Language files for the tests and benchmarks: an XML writer and a scratch
+// folder that removes itself and its files.
 #pragma once
 
 #include <windows.h>

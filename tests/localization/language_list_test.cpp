@@ -1,13 +1,11 @@
 // The language list: the order of its sources, the sibling library (a
-// stand-in built by the tests), the per-machine value and its bad types, and
-// the UI language seen by a fresh process.
+// stand-in built by the tests) and the UI language of a fresh process.
 #include "localization/language.h"
 #include "support/test_support.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <tuple>
 
 using namespace localization;
 
@@ -47,10 +45,9 @@ TEST(MergeLanguageListTest, BuildsTheOrderedList) {
     for (const auto& [sources, expected] : cases) EXPECT_EQ(MergeLanguageList(sources), expected);
 }
 
-// The real platform: the stand-in sibling library (both functions in
-// zantixui\, the plain one only in zantixui_plain\) answering with the
-// environment variables below, the per-machine value, and a probe run as a
-// fresh process, since the UI language is computed once per process.
+// The stand-in sibling (both functions in zantixui\, the plain one only in
+// zantixui_plain\) answers with the variables below; the UI language is
+// computed once per process, so a probe runs as a fresh one.
 class PlatformTest : public testing::Test {
 protected:
     void SetUp() override { SetLists(nullptr, nullptr); }
@@ -68,8 +65,7 @@ protected:
     static void SetMachineValue(DWORD type, const void* data, DWORD size) {
         ASSERT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, kLanguageKeyPath, kLanguageValueName, type, data, size), 0);
     }
-    // The probe's output, run with the sibling beside it as the Windows
-    // version Wine is told to report (none: the default).
+    // The probe's output, with the sibling beside it, as the Windows version given.
     static std::string RunProbe(const std::wstring& version = L"") {
         const std::wstring bin = testing_support::BinDir();
         EXPECT_TRUE(::CopyFileW((Folder(L"zantixui") + kSiblingLibraryName).c_str(),
@@ -98,16 +94,6 @@ TEST_F(PlatformTest, SiblingOriginalListBeforeThePlainOne) {
     for (const auto& c : cases) {
         SetLists(c.original, c.preferred);
         EXPECT_EQ(ReadSiblingLanguages(Folder(c.folder)), c.expected) << c.folder << " " << !!c.original;
-    }
-}
-
-TEST_F(PlatformTest, MachineValueOfAnotherTypeIsIgnored) {
-    // "1040" as text, Italian in four bytes of binary and in a QWORD, zero.
-    const BYTE text[] = {'1', 0, '0', 0, '4', 0, '0', 0, 0, 0}, italian[8] = {0x10, 0x04};
-    for (const auto& [type, data, size] : {std::tuple{REG_SZ, text, 10}, {REG_BINARY, italian, 4}, {REG_QWORD, italian, 8},
-                                           {REG_DWORD, italian + 4, 4}}) {
-        SetMachineValue(type, data, size);
-        EXPECT_EQ(ReadMachineLanguage(), 0u) << "type " << type;
     }
 }
 

@@ -1,11 +1,7 @@
 // The localizer on real files and the real XML service: which file is
-// loaded, string look-up with the built-in fallback, hostile files, a real
-// dialog window localized from its template, and the language resource
-// library chosen by the thread locale.
+// loaded, string look-up with the built-in fallback, and hostile files.
 #include "localization/localizer.h"
-#include "com/module.h"
 #include "language_files.h"
-#include "localization/resource_library.h"
 #include "localization/string_ids.h"
 #include "support/test_support.h"
 
@@ -73,11 +69,9 @@ TEST(LocalizerTest, FirstLanguageWithAUsableFileWinsUntilEnglish) {
     }
 }
 
-// Files nobody should have put there, read on a small stack: nesting far
-// deeper than any real file, entities that expand a billionfold, an external
-// entity or document type that would pull in another file of the machine,
-// and a file far too large. Each is refused or read without its document
-// type's doing: nothing of the other file shows and the load returns.
+// Hostile files on a small stack (deep nesting, billion laughs, external
+// entity or document type, far too large): refused or read without their
+// document type; nothing of the other file shows and the load returns.
 TEST(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
     ScratchFolder secrets{L"velphonebook-secret"};
     ASSERT_TRUE(secrets.Write(L"secret.txt", "SECRET-OUTSIDE"));
@@ -114,73 +108,6 @@ TEST(LocalizerTest, HostileFilesAreRefusedOrReadWithoutTheirDocumentType) {
         }));
         EXPECT_TRUE(text == L"Remove" || text == L"Entfernen") << testing_support::Utf8(text.substr(0, 40));
     }
-}
-
-// Dialog 900 of this program, with a control inside control 217 that is not
-// part of the template: the file's dialog replaces the caption and the texts
-// of direct children that have a text; every direct child gets the GUI font.
-TEST(LocalizerTest, ADialogGetsItsCaptionAndTheTextsOfItsDirectChildren) {
-    testing_support::ComApartment apartment;
-    ScratchFolder folder(L"velphonebook-dialog");
-    const auto localize = [&](const std::string& caption, LANGID language) {
-        const loc_test::DialogTexts other = {899, "Falsch", {{1, "Falsch"}, {218, "Falsch"}}};
-        const loc_test::DialogTexts own = {900, caption, {{1, "Übernehmen"}, {217, "Name:"}, {214, "Eingabe"}, {219, ""}, {220, "Innen"}}};
-        EXPECT_TRUE(folder.Write(L"Zantix.de.xml", LanguageXml("VelPhonebook", {}, {other, own})));
-        com::UniqueWindow dialog(::CreateDialogParamW(::GetModuleHandleW(nullptr), MAKEINTRESOURCEW(900), nullptr,
-                                                      [](HWND, UINT m, WPARAM, LPARAM) WINAPI -> INT_PTR { return m == WM_INITDIALOG; }, 0));
-        ::CreateWindowW(L"STATIC", L"Nested", WS_CHILD, 0, 0, 40, 10, ::GetDlgItem(dialog.get(), 217), HMENU(220), nullptr, nullptr);
-        Localizer({folder.path(), L"VelPhonebook", {language, kEnglish}}).LocalizeDialog(dialog.get(), 900);
-        return dialog;
-    };
-    const auto text = [](HWND window) {
-        wchar_t buffer[64] = L"";
-        ::GetWindowTextW(window, buffer, 64);
-        return std::wstring(buffer);
-    };
-    const auto guiFont = [](HWND window) { return ::SendMessageW(window, WM_GETFONT, 0, 0) == LRESULT(::GetStockObject(DEFAULT_GUI_FONT)); };
-    {
-        // Button 2 is not in the file, edit 214 has no text of its own, only
-        // another dialog has 218, 219's element is empty, 220 is no direct child.
-        const com::UniqueWindow dialog = localize("Adressbuch", kGerman);
-        const HWND nested = ::GetDlgItem(::GetDlgItem(dialog.get(), 217), 220);
-        std::vector<std::wstring> texts{text(dialog.get()), text(nested)};
-        std::vector<bool> fonts{guiFont(nested)};
-        for (const int id : {1, 2, 214, 217, 218, 219}) {
-            texts.push_back(text(::GetDlgItem(dialog.get(), id)));
-            fonts.push_back(guiFont(::GetDlgItem(dialog.get(), id)));
-        }
-        EXPECT_EQ(texts, (std::vector<std::wstring>{L"Adressbuch", L"Nested", L"Übernehmen", L"Cancel", L"", L"Name:",
-                                                    L"Untranslated", L"Blank"}));
-        EXPECT_EQ(fonts, (std::vector<bool>{false, true, true, true, true, true, true}));
-    }
-    EXPECT_EQ(text(localize("", kGerman).get()), L"Address Book") << "no caption element";
-    const com::UniqueWindow french = localize("Adressbuch", kFrench);
-    EXPECT_EQ(text(::GetDlgItem(french.get(), 217)), L"Name") << "no file";
-    EXPECT_TRUE(guiFont(::GetDlgItem(french.get(), 217)));
-}
-
-// Three fixture builds of a resource library, whose string 101 tells which
-// was loaded; the one loaded replaces the module's built-in table.
-TEST(ResourceLibraryTest, ThreadLocalePicksTheLibraryWhichReplacesTheBuiltInTable) {
-    const LCID saved = ::GetThreadLocale();
-    const std::wstring module = testing_support::BinDir() + L"resfixture\\fixture_module.dll";
-    const Localizer localizer({L"C:\\no-such-folder\\", L"VelPhonebook", {kEnglish}});
-    for (const auto& [language, tag] : {std::pair{LANGID(0x0419), L"resources.ru"}, {LANGID(0x0819), L"resources.ru"},
-                                        {LANGID(0x0412), L"resources.ko"}, {LANGID(0x0407), L"resources"}}) {
-        ASSERT_TRUE(::SetThreadLocale(MAKELCID(language, SORT_DEFAULT)));
-        const com::UniqueModule library(LoadResourceLibrary(module));
-        ASSERT_TRUE(library) << std::hex << language;
-        com::Module::SetResourceInstance(library.get());
-        std::wstring other;
-        EXPECT_EQ(localizer.LoadText(IDS_REMOVE), tag) << std::hex << language;
-        EXPECT_FALSE(localizer.LoadText(IDS_NEW_RECIPIENT, other)) << "the library has no other string";
-        com::Module::SetResourceInstance(nullptr);
-    }
-    ::SetThreadLocale(saved);
-    EXPECT_EQ(localizer.LoadText(IDS_REMOVE), L"Remove");
-    EXPECT_EQ(LoadResourceLibrary(testing_support::BinDir() + L"resfixture\\other_module.dll"), nullptr);
-    EXPECT_EQ(ResourceLibraryPath(L"C:\\v1.2\\VelPhonebook64", 18), L"C:\\v1.2\\VelPhonebook64.resources.ko.dll");
-    EXPECT_EQ(ResourceLibraryPath(L"C:\\a\\b.c.dll", 7), L"C:\\a\\b.c.resources.dll");
 }
 
 }  // namespace

@@ -15,13 +15,11 @@
 
 namespace ui_test {
 
-// A visible top-level window in one colour, the stand-in for the host's dialog.
-inline constexpr COLORREF kHostColour = RGB(120, 200, 240);
+// A visible top-level window, the stand-in for the host's dialog.
 com::UniqueWindow ShowHostWindow(const RECT& rect = RECT{80, 60, 780, 600});
 
-// Steps run one per timer tick inside whatever modal loop runs on this
-// thread; a step returns false to be tried again on the next tick. One that
-// keeps waiting for 5 s fails the script, which then closes the dialog.
+// Steps run one per timer tick inside the modal loop; a step returning false
+// is retried, and after 5 s fails the script, which closes the dialog.
 class ModalScript {
 public:
     using Step = std::function<bool()>;
@@ -43,34 +41,26 @@ private:
 ModalScript::Step Do(std::function<void()> action);
 ModalScript::Step CloseDialog();
 
-// This thread's visible dialog, drop shadow (layered, click-through) and
-// shading cover (layered), or null.
+// This thread's dialog, drop shadow and shading cover, or null.
 HWND FindDialog();
 HWND FindShadow();
 HWND FindShader();
 
 void PasteText(HWND edit, const std::wstring& text);
 std::wstring WindowText(HWND window);
-RECT WindowRect(HWND window);
+inline RECT WindowRect(HWND window) { RECT rect{}; return ::GetWindowRect(window, &rect), rect; }
 
-// Pixels of the window's client rectangle (all when empty), or without a
-// window of the screen, that are the colour within the tolerance per channel.
-int CountPixels(HWND window, COLORREF colour, int tolerance, RECT client = {});
-
-// What a dialog must give back: this process's windows, GDI and USER
-// objects, threads and handles.
+// This process's windows, GDI and USER objects, threads and handles.
 struct ResourceCounts {
     int windows = 0;
     DWORD gdiObjects = 0, userObjects = 0;
     int threads = 0, handles = 0;
 };
 ResourceCounts CountResources();
-// Waits up to a second for the counts to come back to the baseline (a
-// source's watcher thread takes a moment to end).
+// Waits up to a second for the counts to come back to the baseline.
 ResourceCounts SettledResources(const ResourceCounts& baseline);
 
-// A host window for each test, modal dialogs run over it by a script, and
-// at the end all the process held once the host was up given back.
+// A host window per test, and at the end all resources given back.
 template <class Base = ::testing::Test>
 class HostedTest : public Base {
 protected:

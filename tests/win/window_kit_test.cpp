@@ -1,7 +1,5 @@
-// The window kit: message maps with chained layers, the default processing
-// of what no layer handles, dialog results, subclassing and the end of a
-// window's life as its object sees it. (Mirroring for right-to-left
-// languages is checked on the module's own dialogs by the text-fit tests.)
+// The window kit: chained message maps, default processing, dialog results,
+// subclassing and a window's end as its object sees it.
 #include "win/controls.h"
 #include "win/window_impl.h"
 
@@ -51,8 +49,7 @@ TEST(WindowKitTest, MessagesGoThroughTheLayersInOrderAndTheRestToTheDefault) {
     EXPECT_EQ(window.finalMessages, 1);
 }
 
-// Dialog 901: a button and edit box 300. At initialisation it sends itself a
-// notification, whose result must come back, and posts the end of the dialog.
+// Dialog 901 sends itself a notification at start and posts its end.
 class KitDialog : public win::DialogImpl<KitDialog> {
 public:
     enum { IDD = 901 };

@@ -26,11 +26,14 @@ build-x86: deps $(BUILD_X86)/CMakeCache.txt
 	cmake --build $(BUILD_X86) -j2
 
 # Both architectures (x86 runs what can differ by architecture) and the
-# packages. A failing part does not stop the others: every part runs and the
+# packages. The x86 tree builds while the x86-64 tests run (they mostly wait
+# on Wine). A failing part does not stop the others: every part runs and the
 # failures are listed at the end.
-test:
+test: build
 	@failed=""; \
+	$(MAKE) --no-print-directory build-x86 > $(BUILD)/build-x86.log 2>&1 & x86=$$!; \
 	$(MAKE) --no-print-directory test-x64 || failed="$$failed test-x64"; \
+	wait $$x86 || { tail -n 40 $(BUILD)/build-x86.log; failed="$$failed build-x86"; }; \
 	$(MAKE) --no-print-directory test-x86 || failed="$$failed test-x86"; \
 	$(MAKE) --no-print-directory test-package || failed="$$failed test-package"; \
 	if [ -n "$$failed" ]; then echo "FAILED:$$failed"; exit 1; fi; \

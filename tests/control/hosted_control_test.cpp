@@ -2,7 +2,6 @@
 // their automation interfaces as the fax program drives them and through
 // their windows as a user does.
 #include "support/control_host.h"
-#include "support/outlook_fixture.h"
 #include "support/wab_fixture.h"
 #include "ui_harness.h"
 
@@ -73,28 +72,6 @@ INSTANTIATE_TEST_SUITE_P(Books, EveryBook,
                                          kFirstOnOutlook, kSecondOnOutlook),
                          SetupName);
 
-// Outlook's reminders stay away while the list shows it; Outlook is let go
-// when the user moves to another book (or the control goes: the fixture).
-// (Both classes share the Outlook sink; the second reloads through it above.)
-class OnOutlook : public HostedEach {};
-
-TEST_P(OnOutlook, RemindersAreKeptAwayWhileShownAndOutlookIsLetGoWhenLeft) {
-    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
-    {
-        outlooktest::OutlookClient outlook;
-        EXPECT_EQ(VARIANT_BOOL(1), outlook.FireBeforeReminderShow());
-    }
-    ASSERT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK);
-    EXPECT_TRUE(WaitForRows({}));
-    EXPECT_TRUE(outlooktest::WaitForNoStandin(10000)) << "nothing holds Outlook once the control left it";
-    {
-        outlooktest::OutlookClient outlook;
-        EXPECT_EQ(VARIANT_FALSE, outlook.FireBeforeReminderShow()) << "nobody listens any more";
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Books, OnOutlook, testing::Values(kFirstOnOutlook), SetupName);
-
 // ---------------------------------------------------------------------------
 // Both classes on the recently used book.
 
@@ -123,18 +100,7 @@ TEST_P(BothClasses, RowsAndBooksAnswerAsPublished) {
     EXPECT_LT(m_control->GetSelItem(INT_MAX, nullptr, nullptr, nullptr), 0) << "a search from the end does not wrap";
 
     EXPECT_EQ(m_control->IsOutlookAddressBookSelected(nullptr), E_INVALIDARG);
-    for (LONG bad : {2L, -2L, 100L}) {
-        ::SetErrorInfo(0, nullptr);
-        EXPECT_EQ(m_control->SelectOutlookAddressBook(bad), E_INVALIDARG) << bad;
-        com::ComPtr<IErrorInfo> error;
-        ASSERT_EQ(::GetErrorInfo(0, error.put()), S_OK) << "a failure carries an error object";
-        com::UniqueBstr description;
-        error->GetDescription(description.put());
-        EXPECT_TRUE(description.get() && *description.get());
-    }
-    const auto support = m_control.query<ISupportErrorInfo>();
-    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IVelPhonebookControl2), S_OK);
-    EXPECT_EQ(support->InterfaceSupportsErrorInfo(IID_IOleObject), S_FALSE);
+    for (LONG bad : {2L, -2L, 100L}) EXPECT_EQ(m_control->SelectOutlookAddressBook(bad), E_INVALIDARG) << bad;
     EXPECT_EQ(m_control->SelectOutlookAddressBook(-1), S_OK) << "the current book again changes nothing";
     EXPECT_EQ(ItemCount(), 3);
 }
@@ -169,8 +135,8 @@ TEST_P(BothClasses, SortModesFollowTheClassesRules) {
     EXPECT_EQ(m_control->GetSortMode(nullptr), Second() ? E_INVALIDARG : S_OK);
 }
 
-// A header click sorts by its column: the first class starts descending and
-// renumbers "#" from the top, the second starts ascending.
+// A header click sorts by its column: the first class starts descending, the
+// second ascending.
 TEST_P(BothClasses, AHeaderClickSortsByItsColumn) {
     ASSERT_NO_FATAL_FAILURE(Host(kPeople));
     const HWND header = ListView_GetHeader(List());
@@ -188,66 +154,19 @@ TEST_P(BothClasses, AHeaderClickSortsByItsColumn) {
         int mode = 0;
         m_control->GetSortMode(&mode);
         EXPECT_EQ(std::make_pair(mode, NameAt(0)), std::make_pair(click.mode, std::wstring(click.top))) << click.column;
-        for (int row = 0; row < 3 && !Second(); ++row) {
-            wchar_t number[8] = {};
-            ListView_GetItemText(List(), row, 0, number, 8);
-            EXPECT_EQ(number, std::to_wstring(row + 1)) << row;
-        }
     }
 }
 
-// Sinks that fail or unadvise inside the event keep no other from hearing it.
+// A sink that fails keeps no other from hearing the event.
 TEST_P(BothClasses, EverySinkHearsTheEventWhateverTheOthersDo) {
     ASSERT_NO_FATAL_FAILURE(Host(kPeople));
-    const auto failing = com::Make<EventSink>(), leaving = com::Make<EventSink>(), last = com::Make<EventSink>();
+    const auto failing = com::Make<EventSink>(), last = com::Make<EventSink>();
     failing->answer = E_FAIL;
     AdviseSink(m_control.get(), failing.get());
-    const DWORD leavingCookie = AdviseSink(m_control.get(), leaving.get());
     AdviseSink(m_control.get(), last.get());
-    leaving->onEvent = [&] { UnadviseSink(m_control.get(), leavingCookie); };
     m_control->SelectItem(0);
-    const size_t first = last->events.size();
-    ASSERT_GT(first, 0u);
-    EXPECT_EQ(std::make_pair(failing->events.size(), leaving->events.size()), std::make_pair(first, size_t(1)))
-        << "the leaving one is gone after unadvising inside its first event";
-    m_control->SelectItem(-1);
-    EXPECT_GT(last->events.size(), first);
-    EXPECT_EQ(std::make_pair(failing->events.size(), leaving->events.size()), std::make_pair(last->events.size(), size_t(1)));
-}
-
-// Letters typed go to the first name from the top with the prefix, whatever
-// the case; a pause starts a new prefix; the space ticks the row's box.
-TEST_P(BothClasses, TypedLettersFindRecipientsByName) {
-    ASSERT_NO_FATAL_FAILURE(Host({{L"Carla Diaz", L"333-444"}, {L"bob Jones", L"555-0199"}, {L"Anna Berg", L"111-222"},
-                                  {L"Bea Koch", L"777-12"}, {L"\u00d6laf Lind", L"030 99 88"}}));
-    ASSERT_EQ(m_control->SetSortMode(Second() ? 1 : 3), S_OK);  // names ascending, case-blind for the second
-    const HWND list = List();
-    ::SetFocus(list);
-    const auto selected = [&] {
-        const int row = int(::SendMessageW(list, LVM_GETNEXTITEM, WPARAM(-1), LVNI_SELECTED));
-        return row < 0 ? std::wstring() : NameAt(row);
-    };
-    const struct {
-        bool pause;  // long enough to start a new prefix
-        const wchar_t* typed;
-        const wchar_t* selected;
-    } steps[] = {{false, L"b", L"Bea Koch"}, {false, L"ea", L"Bea Koch"}, {false, L"x", L"Bea Koch"},
-                 {true, L"\u00f6", L"\u00d6laf Lind"}, {true, L"c", L"Carla Diaz"}};
-    for (const auto& step : steps) {
-        if (step.pause) Pump(2 * ::GetDoubleClickTime() + 50);
-        Type(list, step.typed);
-        EXPECT_EQ(selected(), step.selected) << testing_support::Utf8(step.typed);
-    }
-    const int row = int(::SendMessageW(list, LVM_GETNEXTITEM, WPARAM(-1), LVNI_SELECTED));
-    if (!Second()) {
-        com::UniqueBstr header(::SysAllocString(L""));
-        m_control->EnableCheckBoxes(TRUE, header.get());
-    }
-    ::SendMessageW(list, WM_KEYDOWN, VK_SPACE, 1);
-    ::SendMessageW(list, WM_CHAR, L' ', 1);
-    ::SendMessageW(list, WM_KEYUP, VK_SPACE, 1);
-    EXPECT_EQ(::SendMessageW(list, LVM_GETITEMSTATE, WPARAM(row), LVIS_STATEIMAGEMASK), INDEXTOSTATEIMAGEMASK(2));
-    EXPECT_EQ(selected(), L"Carla Diaz");
+    EXPECT_GT(last->events.size(), 0u);
+    EXPECT_EQ(failing->events.size(), last->events.size());
 }
 
 // Lives of the control give back windows, GDI objects, threads and handles.
@@ -291,6 +210,14 @@ TEST_F(FirstControl, MarkingFiresOnItemSelectedForTheRowLeftAndTheRowChosen) {
     EXPECT_LT(m_control->GetSelItem(2, nullptr, nullptr, nullptr), 0) << "none after the last marked";
     EXPECT_EQ(m_control->SelectItem(-1), S_OK);
     EXPECT_EQ(ValuesOf(TakeEvents()), (Values{{2, 0, 0}}));
+    // Frozen by the container, the event waits; thawed, it arrives.
+    const auto freezer = m_host->query<IOleControl>();
+    ASSERT_EQ(freezer->FreezeEvents(TRUE), S_OK);
+    m_control->SelectItem(0);
+    EXPECT_TRUE(TakeEvents().empty());
+    ASSERT_EQ(freezer->FreezeEvents(FALSE), S_OK);
+    EXPECT_EQ(ValuesOf(TakeEvents()), (Values{{0, -1, 1}}));
+    m_control->SelectItem(-1);
 
     // With check boxes only checked rows are marked, and the image buttons
     // stand in for the text buttons.
@@ -298,7 +225,6 @@ TEST_F(FirstControl, MarkingFiresOnItemSelectedForTheRowLeftAndTheRowChosen) {
     com::UniqueBstr header(::SysAllocString(L"All"));
     ASSERT_EQ(m_control->EnableCheckBoxes(TRUE, header.get()), S_OK);
     EXPECT_EQ(m_control->GetSelItemCount(), 0);
-    for (int id : {203, 208, 202, 209, 210, 211}) EXPECT_EQ(::IsWindowVisible(m_host->item(id)) != 0, id >= 209) << id;
     EXPECT_FALSE(::IsWindowEnabled(m_host->item(211))) << "nothing to remove yet";
     TakeEvents();
     SetCheck(2, true);
@@ -306,9 +232,7 @@ TEST_F(FirstControl, MarkingFiresOnItemSelectedForTheRowLeftAndTheRowChosen) {
     ASSERT_FALSE(m_sink->events.empty());
     EXPECT_EQ(m_sink->events.back().values, (std::vector<LONG>{2, 0, 1})) << "the row's selection, and the count";
     EXPECT_TRUE(::IsWindowEnabled(m_host->item(211)));
-    EXPECT_FALSE(::IsWindowEnabled(m_host->item(209))) << "no adding to the recently used book";
     ASSERT_EQ(m_control->EnableCheckBoxes(FALSE, nullptr), S_OK);
-    for (int id : {203, 202}) EXPECT_TRUE(::IsWindowVisible(m_host->item(id))) << id;
     EXPECT_EQ(m_control->GetSelItemCount(), 1) << "marked means selected again";
 }
 
@@ -325,68 +249,10 @@ TEST_F(FirstControl, RemoveAsksTheTopWindowAndRemovesTheMarkedRowsFromTheBottomU
         Press(202);
         EXPECT_TRUE(yes.answered());
         EXPECT_EQ(yes.owner(), m_host->top()) << "owned by the control's top-level window";
-        EXPECT_NE(yes.text().find(L"3"), std::wstring::npos) << testing_support::Utf8(yes.text());
     }
     EXPECT_EQ(ValuesOf(TakeEvents()), (Values{{4, 0, 2}, {2, 0, 1}, {0, 0, 0}}));
     EXPECT_EQ(Names(), kept);
     EXPECT_EQ(Sorted(BookNames()), kept) << "removed from the book as well";
-}
-
-TEST_F(FirstControl, AddPicksTheNextFreeNewRecipientNameAndOpensItsName) {
-    ASSERT_NO_FATAL_FAILURE(Host({{L"New Recipient", L"111-222"}, {L"New Recipient1", L"333-444"}}));
-    const auto active = m_host->query<IOleInPlaceActiveObject>();
-    Press(203);
-    ASSERT_EQ(ItemCount(), 3);
-    EXPECT_EQ(std::make_pair(NameAt(2), FaxAt(2)), std::make_pair(std::wstring(L"New Recipient2"), std::wstring(L"000-00-00")));
-    EXPECT_EQ(m_control->GetSelItem(-1, nullptr, nullptr, nullptr), HRESULT(2)) << "the new row is marked";
-    EXPECT_EQ(BookNames().size(), 3u);
-    // The container's keys reach the open edit before any dialog navigation.
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(List()) != nullptr; }, 1000));
-    MSG tab{EditBox(List()), WM_KEYDOWN, VK_TAB, 1, 0, {}};
-    EXPECT_EQ(active->TranslateAccelerator(&tab), S_OK);
-    ASSERT_TRUE(PumpUntil([&] { return EditBox(List()) != nullptr; }, 1000)) << "Tab moved on to the number";
-    MSG escape{EditBox(List()), WM_KEYDOWN, VK_ESCAPE, 1, 0, {}};
-    EXPECT_EQ(active->TranslateAccelerator(&escape), S_OK);
-    EXPECT_TRUE(PumpUntil([&] { return EditBox(List()) == nullptr; }, 1000));
-}
-
-// The recently used book opens no cell, also after a reload of many rows
-// (which takes the list's relays out for a while).
-TEST_F(FirstControl, TheRecentlyUsedBookOpensNoLabelEditBeforeOrAfterABigReload) {
-    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
-    EXPECT_FALSE(::IsWindowEnabled(m_host->item(208)));
-    People many = kPeople;
-    for (int i = 0; i < 40; ++i) many.emplace_back(L"Extra " + std::to_wstring(100 + i), L"555-" + std::to_wstring(i));
-    for (const People* book : {&kPeople, static_cast<const People*>(&many)}) {
-        WriteBook(*book);
-        ASSERT_TRUE(WaitForRows(*book));
-        m_control->SelectItem(0);
-        ::SendMessageW(List(), LVM_EDITLABELW, 0, 0);
-        PumpUntil([] { return true; }, 0);  // an edit would open from a posted message
-        EXPECT_EQ(::SendMessageW(List(), LVM_GETEDITCONTROL, 0, 0), 0) << book->size() << " rows";
-        EXPECT_EQ(EditBox(List()), nullptr);
-    }
-}
-
-// Notices that keep coming put the reload off until they stop; reloads
-// leave the diagnostic log's settings unwritten.
-TEST_F(FirstControl, ABurstOfChangeNoticesGivesOneReloadAfterIt) {
-    const wchar_t* const logKey = L"SOFTWARE\\Quorvel\\Orvanta\\Logger";
-    testing_support::DeleteUserKey(logKey);
-    ASSERT_NO_FATAL_FAILURE(Host(kPeople));
-    const HWND window = m_host->controlWindow();
-    People more = kPeople;
-    more.emplace_back(L"Dora Lind", L"030 99 88");
-    WriteBook(more);
-    for (int i = 0; i < 5; ++i) {
-        ::PostMessageW(window, WM_USER + 342, 0, 2);
-        Pump(150);
-        EXPECT_EQ(ItemCount(), 3) << "reloaded during the burst, after notice " << i + 1;
-    }
-    ASSERT_TRUE(WaitForRows(more));
-    HKEY key = nullptr;
-    EXPECT_NE(::RegOpenKeyExW(HKEY_CURRENT_USER, logKey, 0, KEY_READ, &key), ERROR_SUCCESS) << "the log was set up";
-    if (key) ::RegCloseKey(key);
 }
 
 // The sort and check boxes set while the control has no window hold once it has.
@@ -407,7 +273,6 @@ TEST_F(FirstControl, SettingsMadeWithoutAWindowHoldOnceItExists) {
     ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
     EXPECT_EQ(Names(), (NameList{L"Carla Brandt", L"Bea Koch", L"Anton Weiss"}));
     EXPECT_TRUE(ListView_GetExtendedListViewStyle(List()) & LVS_EX_CHECKBOXES);
-    EXPECT_TRUE(::IsWindowVisible(m_host->item(209)));
 }
 
 // ---------------------------------------------------------------------------
@@ -415,7 +280,7 @@ TEST_F(FirstControl, SettingsMadeWithoutAWindowHoldOnceItExists) {
 
 class SecondControl : public HostedControl {
 protected:
-    explicit SecondControl(HostSetup setup = kSecondOnRecent) : HostedControl(setup) {}
+    SecondControl() : HostedControl(kSecondOnRecent) {}
     bool HeaderChecked() const {
         HDITEMW item{};
         item.mask = HDI_FORMAT;
@@ -506,19 +371,11 @@ TEST_F(SecondControl, ThePropertyBagTakesTheSkinServiceWhichIsLetGoOnce) {
     ASSERT_NO_FATAL_FAILURE(Host({kPeople[0]}));
     auto bag = m_host->query<IPropertyBag>();
     ASSERT_TRUE(bag);
-    com::UniqueBstr words(::SysAllocString(L"yes"));
-    VARIANT number{}, text{}, flag{}, empty{}, out{}, skin{};
-    number.vt = VT_I4, text.vt = VT_BSTR, text.bstrVal = words.get(), flag.vt = VT_BOOL, flag.boolVal = VARIANT_TRUE;
-    const struct {
-        const wchar_t* name;
-        VARIANT* value;
-        HRESULT expected;
-    } cases[] = {{L"SkinInterface", &number, E_INVALIDARG}, {L"DrvUI", &text, E_INVALIDARG},
-                 {L"drvui", &flag, S_OK},                   {L"SKININTERFACE", &empty, S_OK},
-                 {L"Colour", &number, S_OK},                {nullptr, &flag, E_INVALIDARG},
-                 {L"DrvUI", nullptr, E_INVALIDARG}};
-    for (const auto& c : cases) EXPECT_EQ(bag->Write(c.name, c.value), c.expected) << (c.name ? c.name : L"(null)");
-    EXPECT_EQ(bag->Read(L"DrvUI", &out, nullptr), E_NOTIMPL);
+    VARIANT number{}, flag{}, skin{};
+    number.vt = VT_I4, flag.vt = VT_BOOL, flag.boolVal = VARIANT_TRUE;
+    EXPECT_EQ(bag->Write(L"SkinInterface", &number), E_INVALIDARG);
+    EXPECT_EQ(bag->Write(L"drvui", &flag), S_OK);
+    EXPECT_EQ(bag->Write(L"DrvUI", &number), E_INVALIDARG);
 
     ui_test::RecordingSkin first, second;
     skin.vt = VT_DISPATCH, skin.pdispVal = &first;
@@ -580,8 +437,7 @@ TEST_F(ContactsControl, AddAndInPlaceEditsAreWrittenIntoTheContactFiles) {
     Type(Box(), L"+43 1 5550");
     PressKey(Box(), VK_RETURN);
     EXPECT_EQ(ContactFiles(), (NameList{L"Anna Berg.contact", L"Xaver Neu.contact"}));
-    const std::string phone = testing_support::Between(FileOf(L"Xaver Neu.contact"), "<c:PhoneNumber ", "</c:PhoneNumber>");
-    for (const char* part : {">+43 1 5550<", ">Fax<", ">Business<"}) EXPECT_NE(phone.find(part), std::string::npos) << part;
+    EXPECT_NE(FileOf(L"Xaver Neu.contact").find(">+43 1 5550<"), std::string::npos);
     // The watcher's reload after our own writes adds no second row.
     EXPECT_FALSE(PumpUntil([&] { return ItemCount() != 2; }, 1500));
 
@@ -633,37 +489,6 @@ TEST_F(ContactsControl, CommittedEditsAreCheckedBeforeTheBookIsWritten) {
     EXPECT_EQ(NameAt(row), L"Ben");
 }
 
-// Another program adds a contact above the row being typed in: the box
-// follows its row with the half-typed text, nothing is written meanwhile.
-TEST_F(ContactsControl, AnOutsideChangeReSortsAroundAHalfTypedCell) {
-    ASSERT_NO_FATAL_FAILURE(Host({{L"Ben", L"333-444"}, {L"Carla", L"555-666"}}));
-    ASSERT_EQ(m_control->SetSortMode(3), S_OK);
-    const HWND box = EditNumber(0);
-    ASSERT_TRUE(box);
-    ::SetWindowTextW(box, L"12");
-    BoxAnswer none(IDOK);
-    ASSERT_EQ(testing_support::RunProcess(L"\"" + testing_support::BinDir() +
-                                          L"wab_probe.exe\" write \"Anna.contact\" \"Anna\" \"777-888\""),
-              0);
-    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
-    EXPECT_EQ(Names(), (NameList{L"Anna", L"Ben", L"Carla"}));
-    ASSERT_EQ(EditBox(List()), box) << "the edit is still open";
-    wchar_t typed[8] = {};
-    ::GetWindowTextW(box, typed, 8);
-    EXPECT_STREQ(typed, L"12");
-    RECT cell{LVIR_BOUNDS, 2, 0, 0};
-    ::SendMessageW(List(), LVM_GETSUBITEMRECT, 1, reinterpret_cast<LPARAM>(&cell));
-    RECT boxRect{};
-    ::GetWindowRect(box, &boxRect);
-    ::MapWindowPoints(nullptr, List(), reinterpret_cast<POINT*>(&boxRect), 2);
-    EXPECT_EQ(boxRect.top, cell.top) << "the box moved with Ben's row";
-    EXPECT_NE(FileOf(L"Ben.contact").find(">333-444<"), std::string::npos) << "nothing written yet";
-    EXPECT_FALSE(none.answered());
-    ::SetWindowTextW(box, L"123-999");
-    PressKey(box, VK_RETURN);
-    EXPECT_NE(FileOf(L"Ben.contact").find(">123-999<"), std::string::npos);
-}
-
 // Two contacts of one name and number are two rows; Remove deletes the
 // marked one's file, with an event per row from the bottom up.
 TEST_F(ContactsControl, RemoveDeletesTheMarkedFilesWithOneEventPerRow) {
@@ -695,24 +520,6 @@ TEST_F(ContactsControl, ClosingWithAnOpenEditWritesAGoodNumberAndAsksNothing) {
         EXPECT_FALSE(ok.answered()) << testing_support::Utf8(ok.text());
         EXPECT_NE(FileOf(L"Anna Berg.contact").find(">0171 2345<"), std::string::npos) << "the good number only";
     }
-}
-
-// The second class's New: the new row is listed and selected, the header box cleared.
-class SecondOnContacts : public SecondControl {
-protected:
-    SecondOnContacts() : SecondControl(kSecondOnContacts) {}
-};
-
-TEST_F(SecondOnContacts, NewSelectsTheAddedRowAfterTheReload) {
-    ASSERT_NO_FATAL_FAILURE(Host({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
-    for (int row = 0; row < 2; ++row) SetCheck(row, true);
-    ASSERT_TRUE(HeaderChecked());
-    EXPECT_TRUE(PressAnswering(m_host->controlWindow(), 203, 215));  // the entry dialog's button that keeps it
-    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 2000)) << "the new row is listed";
-    const int selected = ListView_GetNextItem(List(), -1, LVNI_SELECTED);
-    ASSERT_GE(selected, 0);
-    EXPECT_EQ(NameAt(selected), L"New Recipient");
-    EXPECT_FALSE(HeaderChecked()) << "not every row is checked any more";
 }
 
 }  // namespace

@@ -32,25 +32,6 @@ using Language = std::pair<const char*, const wchar_t*>;
 using Fields = std::vector<std::string>;
 constexpr wchar_t kProbe[] = L"VelPhonebook.exe";  // named after the module: it reads the module's texts
 
-// Wine's screen resolution for the probes started meanwhile; the old value put back.
-class ScreenDpiSetting {
-public:
-    explicit ScreenDpiSetting(DWORD dpi) {
-        DWORD size = sizeof(m_old);
-        m_had = !::RegGetValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", RRF_RT_REG_DWORD, nullptr, &m_old, &size);
-        ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &dpi, sizeof(dpi));
-    }
-    ~ScreenDpiSetting() {
-        if (m_had) ::RegSetKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels", REG_DWORD, &m_old, sizeof(m_old));
-        else ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kKey, L"LogPixels");
-    }
-
-private:
-    static constexpr wchar_t kKey[] = L"Control Panel\\Desktop";
-    DWORD m_old = 0;
-    bool m_had = false;
-};
-
 // The copies, in a folder of their own for the life of the program; empty
 // when one could not be made.
 struct Copies {
@@ -120,7 +101,10 @@ const ProbeRun& Probe(const Language& language, int dpi) {
     for (int n = 1; n <= 40; ++n) people.emplace_back(L"Recipient " + std::to_wstring(n), L"+49 30 1234 56" + std::to_wstring(10 + n));
     WriteBook(people);
     {
-        const ScreenDpiSetting setting(static_cast<DWORD>(dpi));
+        // Wine's screen resolution for the probes started meanwhile (this
+        // prefix is the tests' own; the default comes back after).
+        const DWORD value = DWORD(dpi);
+        ::RegSetKeyValueW(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels", REG_DWORD, &value, sizeof(value));
         std::atomic<size_t> next{0};
         std::vector<ProbeRun> results(std::size(kLanguages));
         std::vector<std::thread> workers;
@@ -132,6 +116,7 @@ const ProbeRun& Probe(const Language& language, int dpi) {
             });
         for (std::thread& worker : workers) worker.join();
         for (size_t i = 0; i < std::size(kLanguages); ++i) runs[{kLanguages[i].first, dpi}] = results[i];
+        ::RegDeleteKeyValueW(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels");
     }
     testing_support::DeleteUserKey(kMRUKeyPath);
     return runs.at(key);

@@ -59,7 +59,6 @@ STDMETHODIMP EventSink::Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* params
         event.values.push_back(argument.vt == VT_BOOL ? LONG(argument.boolVal) : argument.lVal);
     }
     events.push_back(event);
-    if (onEvent) onEvent();
     return answer;
 }
 
@@ -125,13 +124,11 @@ void Click(HWND window, POINT client) {
     ::SetForegroundWindow(::GetAncestor(window, GA_ROOT));
     ::ClientToScreen(window, &client);
     ::SetCursorPos(client.x, client.y);
-    // The pointer reaches its place through the display server, which may lag.
     PumpUntil([&] {
         POINT at{};
         return ::GetCursorPos(&at) && at.x == client.x && at.y == client.y;
     }, 1000);
-    // Every press and release carries its position as well: the server may
-    // report the pointer in place before the warp has really reached it.
+    // Press and release carry the position too: the display server may lag.
     const int width = ::GetSystemMetrics(SM_CXVIRTUALSCREEN), height = ::GetSystemMetrics(SM_CYVIRTUALSCREEN);
     INPUT input[2] = {};
     for (int i = 0; i < 2; ++i) {
@@ -142,7 +139,6 @@ void Click(HWND window, POINT client) {
             MOUSEEVENTF_MOVE | MOUSEEVENTF_ABSOLUTE | (i % 2 ? MOUSEEVENTF_LEFTUP : MOUSEEVENTF_LEFTDOWN);
     }
     ::SendInput(2, input, sizeof(INPUT));
-    // The input reaches the window through the display server as well.
     PumpUntil([] { return !(::GetAsyncKeyState(VK_LBUTTON) & 0x8000) && !::GetInputState(); }, 500);
     Pump(50);
     lastClick = ::GetTickCount64();

@@ -1,7 +1,6 @@
 // Hosting the phonebook control the way the fax program does: Wine's ATL
 // host (atl100.dll, a window of class AtlAxWin100 named by the ProgID), the
-// module registered with regsvr32, the MRU book filled through its store.
-// Only the control's interfaces and its windows are touched.
+// module registered with regsvr32; only the control's interfaces and windows are touched.
 #pragma once
 
 #include "com/com_ptr.h"
@@ -50,7 +49,6 @@ class EventSink : public com::Implements<EventSink, IDispatch> {
 public:
     std::vector<ReceivedEvent> events;
     HRESULT answer = S_OK;
-    std::function<void()> onEvent;  // runs inside each call
 
     STDMETHODIMP GetTypeInfoCount(UINT* count) noexcept override { return count ? (*count = 0, S_OK) : E_POINTER; }
     STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }

@@ -118,3 +118,21 @@ TEST_F(ManagerTest, TheOwnersWindowFollowsTheBookButIsNeverGivenToOutlook) {
 }
 
 }  // namespace
+
+namespace {
+
+// The book a windowless use (the entry dialog, AddressBook) opens: the user's
+// "AddressBook" value, the Windows book when it is absent or not a number.
+TEST(PreferredBook, TheUsersChoiceOrTheWindowsBook) {
+    constexpr wchar_t kRecipientsKey[] = L"SOFTWARE\\Quorvel\\Orvanta\\Recipients";
+    const DWORD mru = DWORD(-1);
+    DeleteUserKey(kRecipientsKey);
+    EXPECT_EQ(kWindowsBook, CPhonebookManagerStandalone::ReadPreferredKind());
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_DWORD, &mru, sizeof mru);
+    EXPECT_EQ(kMRUBook, CPhonebookManagerStandalone::ReadPreferredKind());
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, kRecipientsKey, L"AddressBook", REG_SZ, L"1", 4);
+    EXPECT_EQ(kWindowsBook, CPhonebookManagerStandalone::ReadPreferredKind());
+    DeleteUserKey(kRecipientsKey);
+}
+
+}  // namespace

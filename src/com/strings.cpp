@@ -33,13 +33,12 @@ HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out) {
     out.clear();
     RETURN_HR_IF_NULL(E_INVALIDARG, array);
     RETURN_HR_IF(E_INVALIDARG, ::SafeArrayGetDim(array) != 1 || !HoldsBstrs(array));
-    LONG lower = 0, upper = -1;
-    RETURN_IF_FAILED(::SafeArrayGetLBound(array, 1, &lower));
-    RETURN_IF_FAILED(::SafeArrayGetUBound(array, 1, &upper));
     ArrayLock lock(array);
     RETURN_IF_FAILED(lock.hr());
+    // By the element count, whatever the bounds: upper - lower overflows
+    // for a lower bound near INT_MIN.
     const auto* elements = static_cast<const BSTR*>(array->pvData);
-    for (LONG i = 0; i <= upper - lower; ++i) out.push_back(FromBstr(elements[i]));
+    for (ULONG i = 0; i < array->rgsabound[0].cElements; ++i) out.push_back(FromBstr(elements[i]));
     return S_OK;
 }
 

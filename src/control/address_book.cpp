@@ -13,6 +13,9 @@
 namespace {
 
 // The elements of a one-dimensional array of BSTR with their lower bound.
+// Indexes are compared and subtracted in 64 bits: the platform allows any
+// bounds, and two arrays whose lower bounds lie far apart (INT_MIN and 5)
+// would overflow 32-bit differences into an index inside the array.
 struct StringArray {
     std::vector<std::wstring> texts;
     LONG lower = 0;
@@ -21,8 +24,8 @@ struct StringArray {
         RETURN_IF_FAILED(com::ReadStringArray(array, texts));
         return ::SafeArrayGetLBound(array, 1, &lower);
     }
-    bool Holds(LONG index) const noexcept { return index >= lower && index - lower < LONG(texts.size()); }
-    const std::wstring& operator[](LONG index) const { return texts[size_t(index - lower)]; }
+    bool Holds(LONGLONG index) const noexcept { return index >= lower && index - lower < LONGLONG(texts.size()); }
+    const std::wstring& operator[](LONGLONG index) const { return texts[size_t(index - lower)]; }
 };
 
 // Adds one pair unless the name is taken; a pair without a name gets the
@@ -59,8 +62,9 @@ STDMETHODIMP CAddressBook::AddNewContacts(SAFEARRAY* psaNames, SAFEARRAY* psaPho
         RETURN_IF_FAILED(names.Read(psaNames));
         RETURN_IF_FAILED(numbers.Read(psaPhones));
         RETURN_HR_IF(E_INVALIDARG, numbers.texts.empty());
-        const LONG first = numbers.lower;
-        const LONG last = numbers.lower + LONG(numbers.texts.size()) - 1;
+        // (A loop counter of 32 bits would never pass an upper bound of INT_MAX.)
+        const LONGLONG first = numbers.lower;
+        const LONGLONG last = first + LONGLONG(numbers.texts.size()) - 1;
         // Every number needs its name at the same index: a shorter names
         // array is the caller's error, refused before anything is added.
         RETURN_HR_IF(E_INVALIDARG, !names.Holds(first) || !names.Holds(last));
@@ -73,7 +77,7 @@ STDMETHODIMP CAddressBook::AddNewContacts(SAFEARRAY* psaNames, SAFEARRAY* psaPho
         HRESULT hr = manager.Source()->LoadAll(records);
         if (SUCCEEDED(hr)) {
             const std::wstring placeholder = CLocalizerHelperT<CAddressBook>().LoadText(IDS_NEW_RECIPIENT);
-            for (LONG i = first; i <= last; ++i) {
+            for (LONGLONG i = first; i <= last; ++i) {
                 hr = AddPair(manager.Source(), records, names[i], numbers[i], placeholder);
                 if (FAILED(hr)) break;
             }

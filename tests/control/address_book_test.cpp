@@ -118,7 +118,17 @@ TEST_P(AddressBookTest, NamesAlreadyInTheBookAreSkippedAndNamelessPairsGetTheFir
 TEST_P(AddressBookTest, ExtraNamesAreIgnoredAndNonZeroBoundsAreHonoured) {
     const com::UniqueSafeArray names = Strings({L"Zed", L"Ann", L"Bob"}, 4), numbers = Strings({L"100", L"200"}, 5);
     EXPECT_EQ(S_OK, m_book->AddNewContacts(names.get(), numbers.get()));
-    EXPECT_EQ(Contacts(), (Texts{L"Ann=100", L"Bob=200"}));
+    // Far-apart lower bounds (these once crashed the host), and arrays at the
+    // very ends of the index range; VB's "Dim a(1 To 2)".
+    const com::UniqueSafeArray low = Strings({L"Cy", L"Di"}, INT_MIN), top = Strings({L"Cy", L"Di"}, INT_MAX - 1),
+                               topNumbers = Strings({L"300", L"400"}, INT_MAX - 1), five = Strings({L"1", L"2"}, 5);
+    EXPECT_EQ(E_INVALIDARG, m_book->AddNewContacts(low.get(), five.get()));
+    EXPECT_EQ(E_INVALIDARG, m_book->AddNewContacts(five.get(), topNumbers.get()));
+    EXPECT_EQ(E_INVALIDARG, m_book->AddNewContacts(low.get(), topNumbers.get()));
+    EXPECT_EQ(S_OK, m_book->AddNewContacts(top.get(), topNumbers.get()));
+    const com::UniqueSafeArray vbNames = Strings({L"Ed"}, 1), vbNumbers = Strings({L"500"}, 1);
+    EXPECT_EQ(S_OK, m_book->AddNewContacts(vbNames.get(), vbNumbers.get()));
+    EXPECT_EQ(Contacts(), (Texts{L"Ann=100", L"Bob=200", L"Cy=300", L"Di=400", L"Ed=500"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Books, AddressBookTest, testing::Values(0L, 1L),

@@ -34,6 +34,10 @@ template <>
 struct InterfaceBases<IVelPhonebookControl3> {
     using type = std::tuple<IVelPhonebookControl2, IVelPhonebookControl>;
 };
+template <>
+struct InterfaceBases<IVelPhonebookControl4> {
+    using type = std::tuple<IVelPhonebookControl3, IVelPhonebookControl2, IVelPhonebookControl>;
+};
 }  // namespace com
 
 // Manager is the phonebook manager the control is; ListView its list class;
@@ -42,8 +46,9 @@ struct InterfaceBases<IVelPhonebookControl3> {
 template <class Derived, class Manager, class ListView, class... MoreInterfaces>
 class CPhonebookControlBase
     : public com::Implements<
-          Derived, com::Dispatch<IVelPhonebookControl3>, MoreInterfaces..., com::ControlKit<Derived>,
-          com::SupportErrorInfo<IVelPhonebookControl, IVelPhonebookControl2, IVelPhonebookControl3>>,
+          Derived, com::Dispatch<IVelPhonebookControl4>, MoreInterfaces..., com::ControlKit<Derived>,
+          com::SupportErrorInfo<IVelPhonebookControl, IVelPhonebookControl2, IVelPhonebookControl3,
+                                IVelPhonebookControl4>>,
       public Manager,
       public win::DialogImpl<Derived>,
       public CLocalizerHelperT<Derived> {
@@ -66,6 +71,13 @@ public:
         *selected = this->Kind();
         return S_OK;
     }
+    // IVelPhonebookControl4
+    STDMETHODIMP get_Filter(BSTR*) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP put_Filter(BSTR) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP get_SearchBox(VARIANT_BOOL*) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP put_SearchBox(VARIANT_BOOL) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP get_BookState(PhonebookBookState*) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP get_BookError(LONG*) noexcept override { return E_NOTIMPL; }
 
     // What the control kit asks of the control.
     static const IID& EventInterfaceId() noexcept { return DIID_IVelPhonebookControlEvents; }
@@ -115,7 +127,7 @@ protected:
     // Held across anything that can run the host's code or a message loop
     // (a modal box, a dialog, the event): the host may release the control
     // meanwhile, and the handler still has to get back out of it.
-    com::KeepAlive KeepSelf() noexcept { return com::KeepAlive(static_cast<IVelPhonebookControl3*>(this)); }
+    com::KeepAlive KeepSelf() noexcept { return com::KeepAlive(static_cast<IVelPhonebookControl4*>(this)); }
     // Whether the control still has its window and list after such a call.
     bool StillShown() const noexcept { return this->m_hWnd && ::IsWindow(this->m_hWnd) && HasList(); }
     // Runs the reload from the timer's path as soon as the thread is back in

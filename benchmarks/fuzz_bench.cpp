@@ -119,17 +119,23 @@ int wmain(int argc, wchar_t** argv) {
     std::printf("(%zu of %zu language files refused, the built-in texts used)\n", refused,
                 languageFigures.tried);
 
-    // The race differs from run to run: a few rounds. About 6.7 MB of lines
-    // in all, so that no backup is overwritten by its own cycle.
-    std::printf("\ntwo processes logging at once, 1 MB limit, 10 backups:\n");
-    for (int round = 1; round <= raceRounds; ++round) {
-        const fuzz::LogRace race = fuzz::RunTwoLogWriters(12000);
-        std::printf(
-            "  round %d, %d lines each: exit codes %d and %d; lost %d and %d (%.2f%%), duplicated %d, "
-            "damaged %d, out of order %d; %d rotation notices, last backup %u\n",
-            round, race.linesEach, race.exitA, race.exitB, race.lostA, race.lostB,
-            100.0 * (race.lostA + race.lostB) / (2.0 * race.linesEach), race.duplicates, race.damaged,
-            race.outOfOrder, race.notices, race.rotations);
+    // The race differs from run to run: a few rounds. At most about 9.6 MB
+    // of lines in all, so that no backup is overwritten by its own cycle.
+    for (const int writers : {2, 4}) {
+        std::printf("\n%d processes logging at once, 10,000 lines each, 1 MB limit, 10 backups:\n", writers);
+        for (int round = 1; round <= raceRounds; ++round) {
+            const fuzz::LogRace race = fuzz::RunLogWriters(writers, 10000);
+            int lost = 0, failedExits = 0;
+            for (const int n : race.lost) lost += n;
+            for (const int code : race.exits) failedExits += code != 0;
+            std::printf(
+                "  round %d: %d writers failed; lost %d of %d (%.2f%%), duplicated %d, damaged %d, "
+                "out of order %d; %d rotation notices, last backup %u\n",
+                round, failedExits, lost, writers * race.linesEach, 100.0 * lost / (writers * race.linesEach),
+                race.duplicates, race.damaged, race.outOfOrder, race.notices, race.rotations);
+            for (const std::wstring& sample : race.damagedSamples)
+                std::printf("    damaged: %ls\n", sample.c_str());
+        }
     }
 
     const auto failed = [](const char* kind, const char* counts, const Figures& figures) {

@@ -70,36 +70,35 @@ bool ParseLine(const std::wstring& line, std::wstring& source, std::wstring& mes
 
 }  // namespace
 
-LogRace RunTwoLogWriters(int linesEach) {
+LogRace RunLogWriters(int writers, int linesEach) {
     ResetLogState();
     SetDword(L"Type", kLogTypeFile);
     SetDword(L"MaxSize", 1);
     SetDword(L"MaxCount", 10);
     LogRace race;
     race.linesEach = linesEach;
+    race.exits.assign(size_t(writers), -1);
     {
         const std::wstring child = L"\"" + testing_support::BinDir() + L"fuzz_child.exe\" logwriter ";
-        const DWORD timeoutMs = 60000 + DWORD(linesEach) * 20;
-        std::thread a([&] {
-            race.exitA =
-                testing_support::RunProcess(child + L"A " + std::to_wstring(linesEach), nullptr, timeoutMs);
-        });
-        std::thread b([&] {
-            race.exitB =
-                testing_support::RunProcess(child + L"B " + std::to_wstring(linesEach), nullptr, timeoutMs);
-        });
-        a.join();
-        b.join();
+        const DWORD timeoutMs = 60000 + DWORD(linesEach) * 20 * DWORD(writers);
+        std::vector<std::thread> threads;
+        for (int w = 0; w < writers; ++w)
+            threads.emplace_back([&, w] {
+                race.exits[size_t(w)] = testing_support::RunProcess(
+                    child + wchar_t(L'A' + w) + L" " + std::to_wstring(linesEach), nullptr, timeoutMs);
+            });
+        for (std::thread& thread : threads) thread.join();
     }
 
-    std::map<wchar_t, std::set<int>> found{{L'A', {}}, {L'B', {}}};
+    std::map<wchar_t, std::set<int>> found;
+    for (int w = 0; w < writers; ++w) found[wchar_t(L'A' + w)];
     std::vector<std::wstring> files;
     for (int n = 1; n <= 10; ++n) files.push_back(LogPath(n));
     files.push_back(LogPath());
     for (const std::wstring& path : files) {
         // Backups cycle, so the order of the files is unknown: a writer's
         // order is only checked within one file.
-        std::map<wchar_t, int> previous{{L'A', -1}, {L'B', -1}};
+        std::map<wchar_t, int> previous;
         for (const std::wstring& line : ReadLogLines(path)) {
             std::wstring source, message;
             wchar_t writer = 0;
@@ -116,13 +115,12 @@ LogRace RunTwoLogWriters(int linesEach) {
                 damaged();
             } else {
                 if (!found[writer].insert(number).second) ++race.duplicates;
-                if (number <= previous[writer]) ++race.outOfOrder;
+                if (previous.count(writer) && number <= previous[writer]) ++race.outOfOrder;
                 previous[writer] = number;
             }
         }
     }
-    race.lostA = linesEach - int(found[L'A'].size());
-    race.lostB = linesEach - int(found[L'B'].size());
+    for (const auto& [writer, numbers] : found) race.lost.push_back(linesEach - int(numbers.size()));
     DWORD rotations = 0, size = sizeof rotations;
     ::RegGetValueW(HKEY_CURRENT_USER, kLoggerKeyPath, L"CurrentCount", RRF_RT_REG_DWORD, nullptr, &rotations, &size);
     race.rotations = rotations;

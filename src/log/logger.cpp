@@ -3,6 +3,7 @@
 // when the log itself is in trouble.
 #include "log/logger.h"
 
+#include <sddl.h>
 #include <shlobj.h>
 #include <shlwapi.h>
 
@@ -60,6 +61,12 @@ constexpr int kMaxSizeShift = 20;
 constexpr DWORD kBackupCapOverWriteMode = 8;
 // Short spinning before sleeping: writers hold the lock for one file append.
 constexpr DWORD kLockSpinCount = 4000;
+// How long a line waits for the other processes of the user. A writer holds
+// the lock for one append, or for one rotation (a rename, or a copy of a few
+// megabytes when a reader keeps the file from being renamed); past this wait
+// the line is appended without the lock rather than hold up the caller.
+constexpr DWORD kFileLockWaitMs = 2000;
+constexpr wchar_t kFileLockPrefix[] = L"VelPhonebook.FaxData.log.";
 
 // The file is UTF-16LE with a byte-order mark. Lines are formed in UTF-16,
 // so the bytes on disk are the line itself: no conversion per line, no loss
@@ -79,6 +86,56 @@ public:
 
 private:
     CRITICAL_SECTION& m_section;
+};
+
+// The lock every process of the user takes around the log file: the size
+// check, the rotation with its backup number, and the append. The file, the
+// backups and "CurrentCount" are per user, and so is the lock: its name
+// carries the user's SID, in the global namespace so that the user's
+// processes in other sessions share it. Without a lock (no SID, no mutex)
+// the file is written as before, unserialised.
+HANDLE FileLockMutex() {
+    static const HANDLE mutex = [] {
+        HANDLE token = nullptr;
+        if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &token)) return HANDLE(nullptr);
+        const com::UniqueHandle tokenHandle(token);
+        BYTE buffer[SECURITY_MAX_SID_SIZE + sizeof(TOKEN_USER)];
+        DWORD size = 0;
+        wchar_t* sid = nullptr;
+        if (!::GetTokenInformation(token, TokenUser, buffer, sizeof buffer, &size) ||
+            !::ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, &sid))
+            return HANDLE(nullptr);
+        const std::wstring name = std::wstring(kFileLockPrefix) + sid;
+        ::LocalFree(sid);
+        // Global first; a session that may not create global objects keeps
+        // the lock within the session. Kept for the life of the process, like
+        // the logger itself.
+        HANDLE created = ::CreateMutexW(nullptr, FALSE, (L"Global\\" + name).c_str());
+        if (!created) created = ::CreateMutexW(nullptr, FALSE, (L"Local\\" + name).c_str());
+        return created;
+    }();
+    return mutex;
+}
+
+class FileLock {
+public:
+    FileLock() : m_mutex(FileLockMutex()) {
+        if (!m_mutex) return;
+        // A writer that died holding the lock left the file as it was after
+        // one whole append or rotation step: abandoned counts as acquired.
+        const DWORD wait = ::WaitForSingleObject(m_mutex, kFileLockWaitMs);
+        m_held = wait == WAIT_OBJECT_0 || wait == WAIT_ABANDONED;
+    }
+    ~FileLock() {
+        if (m_held) ::ReleaseMutex(m_mutex);
+    }
+    bool Held() const noexcept { return m_held; }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    HANDLE m_mutex;
+    bool m_held = false;
 };
 
 // printf into a string of any length. The msvcrt functions are used on
@@ -369,6 +426,10 @@ bool CLogger::SourceEnabled(const wchar_t* source) const {
 void CLogger::WriteToFile(const std::wstring& line, DWORD writeMode) {
     const std::wstring& path = m_settings.filePath;
     try {
+        // Taken before the file is opened, so that the size read below is the
+        // size the append lands on: no other writer of the user appends or
+        // rotates in between.
+        const FileLock lock;
         com::UniqueFile file = OpenLogFile(path, OPEN_ALWAYS);
         if (!file) {
             DebugProblem(kOpenFailed, path, ::GetLastError());
@@ -377,7 +438,9 @@ void CLogger::WriteToFile(const std::wstring& line, DWORD writeMode) {
         LARGE_INTEGER size{};
         if (!::GetFileSizeEx(file.get(), &size)) throw std::runtime_error("no file size");
         const ULONGLONG limit = ULONGLONG(m_settings.maxSizeMB) << kMaxSizeShift;
-        if (writeMode == kLogWriteModeRotate && ULONGLONG(size.QuadPart) >= limit &&
+        // Only the holder of the lock rotates: two writers rotating at once
+        // would take one backup number and cut each other's lines.
+        if (lock.Held() && writeMode == kLogWriteModeRotate && ULONGLONG(size.QuadPart) >= limit &&
             RotateFile(file, writeMode))
             size.QuadPart = 0;
         if (!AppendLine(file.get(), line, size.QuadPart == 0)) throw std::runtime_error("write failed");
@@ -415,7 +478,13 @@ bool CLogger::RotateFile(com::UniqueFile& file, DWORD writeMode) {
         FormatLine(LogLevel::Information, kLoggerSource, (kBackupNotice + backup).c_str(), 0);
     AppendLine(file.get(), notice, false);
     file.reset();
-    if (!::CopyFileW(path.c_str(), backup.c_str(), FALSE)) {
+    // The full log becomes the backup by a rename: one step, nothing copied,
+    // nothing for another writer to see half done. A reader that holds the
+    // file without delete sharing (an editor, a viewer) prevents the rename;
+    // the file is then copied and emptied in place.
+    const bool renamed =
+        ::MoveFileExW(path.c_str(), backup.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED);
+    if (!renamed && !::CopyFileW(path.c_str(), backup.c_str(), FALSE)) {
         DebugOut(kWriteFailed + path + L"\n");
         file = OpenLogFile(path, OPEN_ALWAYS);
         if (!file) throw std::runtime_error("log file lost");
@@ -425,10 +494,7 @@ bool CLogger::RotateFile(com::UniqueFile& file, DWORD writeMode) {
     m_settings.currentCount = number;
     if (const com::UniqueHKey key = CreateLoggerKey()) WriteDword(key.get(), kCurrentCountValue, number);
 
-    // When another process holds the file without delete sharing, the delete
-    // fails and CREATE_ALWAYS empties the file instead.
-    ::DeleteFileW(path.c_str());
-    file = OpenLogFile(path, CREATE_ALWAYS);
+    file = OpenLogFile(path, renamed ? OPEN_ALWAYS : CREATE_ALWAYS);
     if (!file) throw std::runtime_error("log file not restarted");
     return true;
 }

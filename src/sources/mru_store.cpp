@@ -5,6 +5,7 @@
 
 #include <shlwapi.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -32,9 +33,15 @@ bool ReadText(HKEY key, const wchar_t* name, std::wstring& out) {
     return status == ERROR_SUCCESS;
 }
 
+// A text is stored only as far as ReadText takes it back: a longer one would
+// read as an empty name, or drop its entry for an unreadable number, the next
+// time any process loads the store. The cut never splits a surrogate pair.
 void WriteText(HKEY key, const wchar_t* name, const std::wstring& text) {
-    ::RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
-                     DWORD((text.size() + 1) * sizeof(wchar_t)));
+    size_t length = std::min(text.size(), kMaxTextLength);
+    if (length < text.size() && IS_HIGH_SURROGATE(text[length - 1])) --length;
+    const std::wstring stored = text.substr(0, length);
+    ::RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(stored.c_str()),
+                     DWORD((stored.size() + 1) * sizeof(wchar_t)));
 }
 
 }  // namespace

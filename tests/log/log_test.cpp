@@ -12,6 +12,8 @@
 #include <array>
 #include <fstream>
 #include <functional>
+#include <numeric>
+#include <thread>
 #include <sstream>
 
 namespace {
@@ -239,6 +241,78 @@ TEST_F(LoggerTest, TheFullLogBecomesTheNextBackupEndingWithANotice) {
                       BackupPath(int(next)),
                   backup.back());
         EXPECT_EQ(Messages{L"new"}, FileMessages(DefaultLogPath()));
+    }
+}
+
+// A reader that keeps the log from being renamed (opened without delete
+// sharing, as editors do) still gets a rotation: the log is copied and
+// emptied in place.
+TEST_F(LoggerTest, ALogAReaderHoldsIsCopiedAndEmptied) {
+    Start({{L"MaxSize", 1}});
+    WriteFilledLog(DefaultLogPath(), kOneMegabyte, L"full");
+    com::UniqueFile reader(::CreateFileW(DefaultLogPath().c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                         nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(reader);
+    Log(kSource, L"new");
+    reader.reset();
+    EXPECT_EQ(std::vector<int>{1}, ExistingBackups());
+    EXPECT_EQ(L"full", FileMessages(BackupPath(1)).front());
+    EXPECT_EQ(Messages{L"new"}, FileMessages(DefaultLogPath()));
+}
+
+// Four processes logging at once across several rotations (lines of about
+// a kilobyte, 1 MB files): every line of every writer is found exactly once,
+// whole, in the log or a backup, each writer's lines in their order within a
+// file, and each rotation took its own backup number.
+TEST_F(LoggerTest, FourProcessesAtOnceLoseAndSpliceNothing) {
+    constexpr int kWriters = 4, kLines = 1500, kLength = 500;
+    Start({{L"MaxSize", 1}});
+    std::vector<std::thread> writers;
+    std::array<int, kWriters> exits{};
+    for (int w = 0; w < kWriters; ++w)
+        writers.emplace_back([&, w] {
+            exits[size_t(w)] = testing_support::RunProcess(L"\"" + testing_support::BinDir() + L"log_writer.exe\" " +
+                                                               std::wstring(1, wchar_t(L'A' + w)) + L" " +
+                                                               std::to_wstring(kLines) + L" " + std::to_wstring(kLength),
+                                                           nullptr, 300000);
+        });
+    for (std::thread& writer : writers) writer.join();
+    EXPECT_EQ((std::array<int, kWriters>{}), exits);
+
+    std::array<std::vector<int>, kWriters> found;
+    int damaged = 0, notices = 0, disordered = 0;
+    std::vector<int> files = ExistingBackups();
+    files.push_back(0);
+    ASSERT_GE(files.size(), 6u) << "the lines fill more than five files";
+    ASSERT_LE(files.size(), 10u) << "no backup may have been reused";
+    for (const int n : files) {
+        std::array<int, kWriters> last;
+        last.fill(-1);
+        for (const std::wstring& line : ReadLogLines(n ? BackupPath(n) : DefaultLogPath())) {
+            const std::wstring message = MessageOf(line);
+            wchar_t tag = 0;
+            int number = -1;
+            if (line.find(L"][Logger][KTX log file is being backed-up") != std::wstring::npos) {
+                ++notices;
+            } else if (line.rfind(L"[KTX Info][", 0) != 0 || message.size() != size_t(kLength) ||
+                       swscanf(message.c_str(), L"%lc N%d", &tag, &number) != 2 || tag < L'A' || tag >= L'A' + kWriters) {
+                ++damaged;
+            } else {
+                const size_t w = size_t(tag - L'A');
+                disordered += number <= last[w];
+                last[w] = number;
+                found[w].push_back(number);
+            }
+        }
+    }
+    EXPECT_EQ(0, damaged);
+    EXPECT_EQ(0, disordered);
+    EXPECT_EQ(int(files.size()) - 1, notices);
+    for (auto& numbers : found) {
+        std::sort(numbers.begin(), numbers.end());
+        std::vector<int> all(kLines);
+        std::iota(all.begin(), all.end(), 0);
+        EXPECT_EQ(all, numbers);
     }
 }
 

@@ -76,6 +76,29 @@ TEST_F(MRUBookTest, ReadingSkipsEntriesWithoutFaxStopsAtAGapAndTakesOnlyTexts) {
     EXPECT_EQ((std::vector<std::wstring>{L"b", longest, longest, L"c", L"", L"", L"d", L"", L"4"}), read);
 }
 
+// What is saved is what the next load reads: a text longer than a read
+// takes (2047 characters) is stored cut there, never whole and then lost; a
+// cut does not split a surrogate pair.
+TEST_F(MRUBookTest, TextsLongerThanAReadTakesAreSavedCut) {
+    const std::wstring n2047(2047, L'n'), n3000(3000, L'n'), f2048(2048, L'5');
+    const std::wstring pairAtTheCut = std::wstring(2046, L'p') + L"\U0001F4E0" + L"p";
+    MRUEntryList saved(1);
+    for (const auto& [name, fax, readName, readFax] :
+         {std::tuple{n2047, f2048, n2047, std::wstring(2047, L'5')}, {n3000, std::wstring(L"1"), n2047, std::wstring(L"1")},
+          {pairAtTheCut, std::wstring(L"2"), std::wstring(2046, L'p'), std::wstring(L"2")}}) {
+        saved.front().identifier = L"id";
+        saved.front().name = name;
+        saved.front().faxNumber = fax;
+        SaveMRUStore(saved);
+        MRUEntryList read;
+        LoadMRUStore(read);
+        ASSERT_EQ(1u, read.size()) << "the entry was lost";
+        // Not compared by EXPECT_EQ, so that a failure does not print 2,000 characters.
+        EXPECT_TRUE(read.front().name == readName) << read.front().name.size();
+        EXPECT_TRUE(read.front().faxNumber == readFax) << read.front().faxNumber.size();
+    }
+}
+
 TEST_F(MRUBookTest, DeletingRenumbersFromZeroAndThe101stEntryIsWrittenUnder100) {
     for (int i = 0; i < 102; ++i) WriteRawMRUEntry(MRUSubkeyName(i), std::to_wstring(i).c_str(), L"N", L"1");
     ASSERT_EQ(S_OK, m_book.Delete(ULONG(m_book.KeyFromIdentifier(L"0"))));

@@ -11,6 +11,7 @@
 #include "sources/wab6.h"
 
 #include <algorithm>
+#include <functional>
 
 using namespace testing_support;
 
@@ -86,6 +87,74 @@ TEST_F(FailingOutlookTest, EachControlListsWholeOrEmptyAndRecoversWhenOutlookIsC
     }
 }
 
+// One AddressBook.AddNewContacts of one pair on the book given, as a fax
+// program makes it: a fresh object by ProgID.
+void AddOnePair(LONG book) {
+    CLSID clsid{};
+    com::ComPtr<IAddressBook> object;
+    ASSERT_EQ(S_OK, ::CLSIDFromProgID(L"Zantix.AddressBook", &clsid));
+    ASSERT_EQ(S_OK, ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IAddressBook, object.put_void()));
+    SAFEARRAY *names = nullptr, *numbers = nullptr;
+    com::MakeStringArray({L"Counted"}, &names);
+    com::MakeStringArray({L"555-0199"}, &numbers);
+    EXPECT_EQ(S_OK, object->SelectAddressBook(book));
+    object->AddNewContacts(names, numbers);
+    ::SafeArrayDestroy(names);
+    ::SafeArrayDestroy(numbers);
+}
+
+// Handles gained over `uses` calls of `use`, after one call first (what stays
+// for the process: libraries, caches, COM's own workers).
+template <class Use>
+int HandlesGained(int uses, Use use) {
+    use(0);
+    control_test::Pump(300);
+    const int before = HandleCount();
+    for (int i = 1; i <= uses; ++i) use(i);
+    // Watchers and released proxies end within a few turns.
+    control_test::Pump(300);
+    return HandleCount() - before;
+}
+
+// Outlook dying at each call of a listing. Wine's COM keeps some handles of
+// every server that died under a client, and a client of Outlook's object
+// model of its own, without the component, loses as many: under both
+// controls and AddressBook the deaths cost no more than under that client,
+// the module's threads end, and adds while Outlook runs cost nothing.
+TEST_F(FailingOutlookTest, ADeadOutlookCostsTheComponentNothingOfItsOwn) {
+    // The namespace, the table, its rows, the event connection.
+    const wchar_t* const points[] = {L"GetNamespace", L"GetTable", L"GetArray", L"Advise"};
+    outlooktest::WriteNumberedBook(12);
+    const auto dying = [&](const std::function<void()>& use) {
+        return HandlesGained(int(std::size(points)), [&](int i) {
+            SetStandin(L"Fault", std::wstring(L"exit ") + points[size_t(std::max(i - 1, 0))] + L" 1");
+            use();
+            EXPECT_TRUE(outlooktest::WaitForNoStandin(10000));
+        });
+    };
+    const int plain = dying([] { outlooktest::OutlookClient().ListAsTheBookDoes(); });
+    std::printf("handles kept after %zu deaths: plain client %d\n", std::size(points), plain);
+    const int threads = ComponentThreadCount();
+    for (const wchar_t* progId : {control_test::kProgId, control_test::kProgId2}) {
+        const int gained = dying([&] {
+            control_test::AtlHost host(360, 330, progId);
+            host.query<IVelPhonebookControl3>()->SelectOutlookAddressBook(1);
+            control_test::Pump(50);
+        });
+        std::printf("%s: %d\n", Utf8(progId).c_str(), gained);
+        EXPECT_LE(gained, plain) << Utf8(progId);
+    }
+    const int added = dying([] { AddOnePair(1); });
+    std::printf("AddressBook: %d\n", added);
+    EXPECT_LE(added, plain) << "AddressBook";
+    SetStandin(L"Fault", L"");
+    {
+        outlooktest::OutlookClient running;
+        EXPECT_LE(HandlesGained(20, [](int) { AddOnePair(1); }), 0);
+    }
+    EXPECT_TRUE(control_test::PumpUntil([&] { return ComponentThreadCount() <= threads; }, 3000));
+}
+
 using HostileContactsTest = WABTest;
 
 // A folder as other programs may leave it: a file cut short, an empty one, a
@@ -113,6 +182,28 @@ TEST_F(HostileContactsTest, BothBooksListEveryIntactContactBesideDamagedOnes) {
     read(CWAB6());
     read(CWAB5());
     ::RemoveDirectoryW((ContactsFolder() + L"\\Folder.contact").c_str());
+}
+
+// Many short uses of the Windows book in a long-running host: each switch of
+// a control to the Windows book starts a folder watcher and each switch away
+// ends it; each AddNewContacts opens the book and lets it go. Handles and the
+// module's threads come back to where they were.
+TEST_F(HostileContactsTest, WatchersAndAddsLeaveNoHandleAndNoThread) {
+    ASSERT_EQ(0, RunRegsvr32(false));
+    const int threads = ComponentThreadCount();
+    for (const wchar_t* progId : {control_test::kProgId, control_test::kProgId2}) {
+        control_test::AtlHost host(360, 330, progId);
+        const auto control = host.query<IVelPhonebookControl3>();
+        ASSERT_TRUE(control);
+        EXPECT_LE(HandlesGained(40, [&](int) {
+                      EXPECT_EQ(S_OK, control->SelectOutlookAddressBook(0));
+                      EXPECT_EQ(S_OK, control->SelectOutlookAddressBook(-1));
+                  }),
+                  0)
+            << Utf8(progId);
+    }
+    EXPECT_LE(HandlesGained(20, [](int) { AddOnePair(0); }), 0);
+    EXPECT_TRUE(control_test::PumpUntil([&] { return ComponentThreadCount() <= threads; }, 3000));
 }
 
 // The Contacts folder taken away under a running watcher (a user deleting it,

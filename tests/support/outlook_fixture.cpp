@@ -145,6 +145,24 @@ long OutlookClient::RestrictedCount(const wchar_t* filter) {
     return SUCCEEDED(CallByName(restricted.get(), L"Count", DISPATCH_PROPERTYGET, {}, count.put())) ? V_I4(&count) : -1;
 }
 
+void OutlookClient::ListAsTheBookDoes() {
+    const auto folder = ObjectByName(nameSpace.get(), L"GetDefaultFolder", {com::LongArg(10)});
+    const auto items = ObjectByName(folder.get(), L"Items");
+    com::UniqueBstr filter(com::AllocBstr(L"[BusinessFaxNumber] <> ''"));
+    if (const auto table = ObjectByName(folder.get(), L"GetTable", {com::TextArg(filter.get()), com::LongArg(0)})) {
+        com::UniqueVariant rows;
+        CallByName(table.get(), L"GetArray", DISPATCH_METHOD, {com::LongArg(100)}, rows.put());
+    }
+    // Outlook's ItemsEvents.
+    constexpr IID kItemsEvents = {0x00063077, 0, 0, {0xC0, 0, 0, 0, 0, 0, 0, 0x46}};
+    com::ComPtr<IConnectionPoint> point;
+    DWORD cookie = 0;
+    if (const auto container = items.query<IConnectionPointContainer>();
+        container && SUCCEEDED(container->FindConnectionPoint(kItemsEvents, point.put())) &&
+        SUCCEEDED(point->Advise(application.get(), &cookie)))
+        point->Unadvise(cookie);
+}
+
 namespace {
 
 // A member of IStandinOutlook, the stand-in's own interface, called by name.

@@ -46,6 +46,9 @@ struct OutlookClient {
     com::ComPtr<IDispatch> nameSpace;
     com::ComPtr<IDispatch> Item(const std::wstring& entryId);
     long RestrictedCount(const wchar_t* filter);
+    // The calls a listing of the contacts makes (folder, items, table, its
+    // rows, the items' event connection), made without the component.
+    void ListAsTheBookDoes();
     // IStandinOutlook's members: the Cancel the sinks left; the calls served (-1: unreadable).
     VARIANT_BOOL FireBeforeReminderShow();
     long CallCount();

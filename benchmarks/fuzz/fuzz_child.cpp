@@ -8,6 +8,7 @@
 //   fuzz_child store SEED         only writes the store of the seed and leaves it, to look at
 //   fuzz_child compare SEED       the store of the seed as the model and as the component read it
 #include "support/control_host.h"
+#include "fuzz/automation_fuzz.h"
 #include "fuzz/hostile_inputs.h"
 
 #include "com/strings.h"
@@ -442,6 +443,7 @@ int wmain(int argc, wchar_t** argv) {
     if (argc < 2) return 2;
     const std::wstring mode = argv[1];
     if (mode == L"logwriter") return argc == 4 ? RunLogWriter(argv[2], _wtoi(argv[3])) : 2;
+    if (mode == L"autoleak") return argc == 4 ? fuzz::RunAutomationLeaks(_wtoi(argv[2]), _wcstoui64(argv[3], nullptr, 10)) : 2;
     std::vector<uint64_t> seeds;
     for (int i = 2; i < argc; ++i) seeds.push_back(_wcstoui64(argv[i], nullptr, 10));
     if (mode == L"mru") return RunStores(seeds);
@@ -449,5 +451,6 @@ int wmain(int argc, wchar_t** argv) {
     if (mode == L"store") return seeds.size() == 1 && fuzz::WriteStore(fuzz::MakeStore(seeds[0])) ? 0 : 1;
     if (mode == L"log") return RunLogSettings(seeds);
     if (mode == L"lang") return RunLanguageFiles(seeds);
+    if (mode == L"auto") return fuzz::RunAutomationCalls(seeds);
     return 2;
 }

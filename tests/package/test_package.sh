@@ -6,10 +6,12 @@
 #   x86      the 32-bit module alone; the x64 package installed beside it and
 #            removed leaves it working
 #   upgrade  an older x64 package, then the current one over it
-# Without Wine's 32-bit loader (Debian's wine32:i386) the 32-bit client cannot
-# run, and Wine keeps the ProgIDs, which both packages write once in the 32-bit
-# view, apart from the 64-bit view: those steps say SKIPPED, and the 64-bit
-# client creates the classes by their identifiers instead.
+# The 64-bit client and the 64-bit script host create every class by its
+# ProgID whether or not Wine's 32-bit loader (Debian's wine32:i386) is
+# installed: a prefix made without it keeps the two registry views' classes
+# apart, and the x64 package then writes the ProgIDs in both (see
+# packaging/make_package.py). Without that loader the 32-bit client cannot run:
+# its steps say SKIPPED.
 #   tests/package/test_package.sh BUILD BUILD_X86
 # Prints a line per step and "PASS: ..." or "FAIL: ..." last; exits 1 on failure.
 set -uo pipefail
@@ -33,10 +35,6 @@ msi() {  # msi ACTION PACKAGE LOG
 client() {
     local arch=$1 mode=$2 module=${3:-} output used
     if [ "$loader32" = no ] && [ "$arch" = x86 ]; then echo "  SKIPPED: the 32-bit client ($mode): $no_loader"; return; fi
-    if [ "$loader32" = no ] && [ "$mode" != absent ]; then
-        echo "  SKIPPED: the 64-bit client by ProgID ($mode): $no_loader"
-        mode=classes
-    fi
     output=$(cd "$PACKAGE_TEST/clients/$arch" && wine activation_client.exe "$mode" 2>/dev/null | tr -d '\r')
     used=$(printf '%s\n' "$output" | grep '^created ')
     if [ "$(printf '%s\n' "$output" | tail -n 1)" != PASS ] ||
@@ -45,6 +43,14 @@ client() {
         step_failed "$arch client $mode"
     fi
     echo "  ok: $arch client $mode${module:+: $(printf '%s\n' "$used" | wc -l) from $module}"
+}
+
+# script_host: the 64-bit script host creates the four classes by ProgID.
+script_host() {
+    local output
+    output=$(cd "$PACKAGE_TEST/clients" && wine cscript //nologo progids.js 2>/dev/null | tr -d '\r')
+    [ "$(printf '%s\n' "$output" | tail -n 1)" = PASS ] || { printf '%s\n' "$output" | sed 's/^/    /'; step_failed "script host by ProgID"; }
+    echo "  ok: 64-bit script host created $(printf '%s\n' "$output" | grep -c '^created ') classes by ProgID"
 }
 
 absent() {  # nothing of these packages is left
@@ -73,6 +79,7 @@ scenario() {
         same_files "$files64" "$PACKAGES/x64"
         same_files "$files32" "$PACKAGES/x86"
         client x64 create "$where64"
+        script_host
         client x86 create "$where32"
         msi /x "$MSI_X64" "$logs/uninstall.log"
         client x64 absent
@@ -134,6 +141,7 @@ mkdir -p "$PACKAGE_TEST/clients/x64" "$PACKAGE_TEST/clients/x86" "$PACKAGE_TEST/
 # The clients run from a folder of their own, with no module beside them.
 cp "$build/bin/activation_client.exe" "$PACKAGE_TEST/clients/x64/"
 cp "$build_x86/bin/activation_client.exe" "$PACKAGE_TEST/clients/x86/"
+cp "$here/progids.js" "$PACKAGE_TEST/clients/"
 echo "Packaging version $older for the upgrade"
 python3 "$source_dir/packaging/make_package.py" --build "$build" --build-x86 "$build_x86" \
     --output "$PACKAGE_TEST/older" --version "$older" --only x64 | sed 's/^/  /'

@@ -5,7 +5,9 @@
                                    folder and VelPhonebook.dll in the 32-bit one
   VelPhonebook-<version>-x86.msi   VelPhonebook.dll alone
 
-Each module goes with its language files and its assembly manifest. Nothing is
+Each module goes with its language files, its assembly manifest and the SDK
+folder of its build (SDK\: the IDL, the header and identifiers file generated
+from it, the type library). Nothing is
 registered by running code at install time: the registration is rows of the
 package's Registry table: the class and interface keys of each module in its
 own registry view (the x86-64 module's component is a 64-bit one), the keys
@@ -80,6 +82,7 @@ SHARED_CLASSES_PROPERTY = "CLASSESSHAREDBYVIEWS"
 SHARED_CLASSES_PROBE = r"Software\Classes\exefile"
 SHARED_64_COMPONENT = "SharedRegistration64"
 MANIFEST_NAME = "Zantix.VelPhonebook.manifest"
+SDK_FILES = ("VelPhonebook.idl", "VelPhonebook_h.h", "VelPhonebook_i.c", "VelPhonebook.tlb")
 
 
 def fail(message):
@@ -316,7 +319,9 @@ class Module:
         self.path = os.path.join(self.bin, self.file_name)
         self.id = f"module{self.bits}"
         self.folder_id = f"INSTALLFOLDER{self.bits}"
-        for needed in (self.path, self.tlb, os.path.join(self.bin, MANIFEST_NAME)):
+        self.sdk = os.path.join(build, "sdk")
+        for needed in (self.path, self.tlb, os.path.join(self.bin, MANIFEST_NAME),
+                       *(os.path.join(self.sdk, name) for name in SDK_FILES)):
             if not os.path.isfile(needed):
                 fail(f"{needed} is missing: build the {arch} tree first")
         self.languages = sorted(os.path.basename(p) for p in
@@ -339,6 +344,9 @@ class Module:
                        check=True)
         for name in [MANIFEST_NAME] + self.languages:
             shutil.copyfile(os.path.join(self.bin, name), os.path.join(self.staged, name))
+        os.makedirs(os.path.join(self.staged, "SDK"))
+        for name in SDK_FILES:
+            shutil.copyfile(os.path.join(self.sdk, name), os.path.join(self.staged, "SDK", name))
 
 
 def registration_rows(module):
@@ -482,8 +490,18 @@ def wxs(arch, version, modules, shared, vendor, product, shared64=None):
             key_path = ' KeyPath="yes"' if i == 0 else ""
             lines.append(f'              <File Id="lang{bits}_{re.sub(r"[^A-Za-z0-9]", "_", name[7:-4])}"'
                          f' Name="{name}" Source={source(name)}{key_path}/>')
-        lines += ["            </Component>", "          </Directory>", "        </Directory>", "      </Directory>"]
-        refs += [f"VendorFolder{bits}", f"Module{bits}", f"Languages{bits}"]
+        lines += [
+            "            </Component>",
+            f'            <Directory Id="SdkFolder{bits}" Name="SDK">',
+            f'              <Component Id="Sdk{bits}" Guid="{code("component", module.arch, "sdk")}"'
+            f' Win64="{win64}">',
+            *[f'                <File Id="sdk{bits}_{re.sub(r"[^A-Za-z0-9]", "_", name)}" Name="{name}"'
+              f' Source={source(os.path.join("SDK", name))}{" KeyPath=" + a("yes") if i == 0 else ""}/>'
+              for i, name in enumerate(SDK_FILES)],
+            "              </Component>",
+            "            </Directory>",
+            "          </Directory>", "        </Directory>", "      </Directory>"]
+        refs += [f"VendorFolder{bits}", f"Module{bits}", f"Languages{bits}", f"Sdk{bits}"]
     lines += [
         "    </Directory>",
         f'    <Feature Id="Phonebook" Title={a(f"{product} recipient phonebook")} Level="1">',

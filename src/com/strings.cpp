@@ -11,7 +11,9 @@ namespace {
 VARTYPE ElementType(SAFEARRAY* array) noexcept {
     VARTYPE type = VT_EMPTY;
     if (FAILED(::SafeArrayGetVartype(array, &type)))
-        type = (array->fFeatures & FADF_BSTR) ? VT_BSTR : (array->fFeatures & FADF_VARIANT) ? VT_VARIANT : VT_EMPTY;
+        type = (array->fFeatures & FADF_BSTR)      ? VT_BSTR
+               : (array->fFeatures & FADF_VARIANT) ? VT_VARIANT
+                                                   : VT_EMPTY;
     if (type == VT_BSTR && array->cbElements == sizeof(BSTR)) return VT_BSTR;
     if (type == VT_VARIANT && array->cbElements == sizeof(VARIANT)) return VT_VARIANT;
     return VT_EMPTY;
@@ -38,11 +40,13 @@ HRESULT GetProperty(IDispatch* object, const std::wstring& name, VARIANT* value)
     LPOLESTR names[] = {const_cast<LPOLESTR>(name.c_str())};
     RETURN_IF_FAILED(object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
     DISPPARAMS none{};
-    return object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, value, nullptr, nullptr);
+    return object->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, value, nullptr,
+                          nullptr);
 }
 
-// A JScript array: "length" and the elements "0", "1", ... A missing element
-// (a hole in the array) reads as the empty text, as an empty VARIANT does.
+// A JScript array: "length" and the elements "0", "1", ... A hole in the
+// array is refused rather than read as empty: a length near 2^32 with nothing
+// behind it would otherwise keep the call going for hours.
 HRESULT ReadScriptArray(IDispatch* object, std::vector<std::wstring>& out) {
     out.clear();
     RETURN_HR_IF_NULL(E_INVALIDARG, object);
@@ -52,7 +56,8 @@ HRESULT ReadScriptArray(IDispatch* object, std::vector<std::wstring>& out) {
     for (ULONG i = 0; i < count.ulVal; ++i) {
         UniqueVariant element;
         std::wstring text;
-        if (SUCCEEDED(GetProperty(object, std::to_wstring(i), &element))) RETURN_IF_FAILED(VariantText(element, text));
+        RETURN_HR_IF(E_INVALIDARG, FAILED(GetProperty(object, std::to_wstring(i), &element)));
+        RETURN_IF_FAILED(VariantText(element, text));
         out.push_back(std::move(text));
     }
     return S_OK;
@@ -115,17 +120,17 @@ HRESULT StringList::Read(const VARIANT& list) {
     lower = 0;
     RETURN_HR_IF_NULL(E_INVALIDARG, value);
     switch (value->vt) {
-    case VT_ARRAY | VT_VARIANT:
-    case VT_ARRAY | VT_BSTR:
-        return Read(value->parray);
-    case VT_BYREF | VT_ARRAY | VT_VARIANT:
-    case VT_BYREF | VT_ARRAY | VT_BSTR:
-        RETURN_HR_IF_NULL(E_INVALIDARG, value->pparray);
-        return Read(*value->pparray);
-    case VT_DISPATCH:
-        return ReadScriptArray(value->pdispVal, texts);
-    default:
-        return E_INVALIDARG;
+        case VT_ARRAY | VT_VARIANT:
+        case VT_ARRAY | VT_BSTR:
+            return Read(value->parray);
+        case VT_BYREF | VT_ARRAY | VT_VARIANT:
+        case VT_BYREF | VT_ARRAY | VT_BSTR:
+            RETURN_HR_IF_NULL(E_INVALIDARG, value->pparray);
+            return Read(*value->pparray);
+        case VT_DISPATCH:
+            return ReadScriptArray(value->pdispVal, texts);
+        default:
+            return E_INVALIDARG;
     }
 }
 

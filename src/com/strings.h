@@ -45,7 +45,9 @@ struct StringList {
 
     LONGLONG First() const noexcept { return lower; }
     LONGLONG Last() const noexcept { return LONGLONG(lower) + LONGLONG(texts.size()) - 1; }
-    bool Holds(LONGLONG index) const noexcept { return index >= lower && index - lower < LONGLONG(texts.size()); }
+    bool Holds(LONGLONG index) const noexcept {
+        return index >= lower && index - lower < LONGLONG(texts.size());
+    }
     const std::wstring& operator[](LONGLONG index) const { return texts[size_t(index - lower)]; }
 };
 

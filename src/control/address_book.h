@@ -30,7 +30,8 @@ private:
     // chosen book, in order, until the first failure; `results` receives the
     // result of each pair handled. Returns the failure of opening or reading
     // the book, or the result of the last pair handled.
-    HRESULT AddPairs(const com::StringList& names, const com::StringList& numbers, std::vector<HRESULT>& results);
+    HRESULT AddPairs(const com::StringList& names, const com::StringList& numbers,
+                     std::vector<HRESULT>& results);
 
     // Non-zero: Outlook; zero: the Windows address book.
     long m_book = 0;

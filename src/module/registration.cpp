@@ -264,8 +264,8 @@ void RemoveNeutralLocalePath(HKEY classesRoot) {
         return;
     ::RegDeleteKeyW(locale.get(), kModulePlatform);
     DWORD subkeys = 0, values = 0;
-    const bool empty = ::RegQueryInfoKeyW(locale.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
-                                          nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
+    const bool empty = ::RegQueryInfoKeyW(locale.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr,
+                                          &values, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
                        subkeys == 0 && values == 0;
     locale.reset();
     if (empty) ::RegDeleteKeyW(classesRoot, NeutralLocaleKey().c_str());

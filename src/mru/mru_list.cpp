@@ -111,7 +111,9 @@ STDMETHODIMP CMRUList::StringToLists(SAFEARRAY** ppsaNames, SAFEARRAY** ppsaPhon
     });
 }
 
-STDMETHODIMP CMRUList::ReadMRU(BSTR* pbstrList) noexcept { return GetMRU(pbstrList); }
+STDMETHODIMP CMRUList::ReadMRU(BSTR* pbstrList) noexcept {
+    return GetMRU(pbstrList);
+}
 
 STDMETHODIMP CMRUList::ListsToText(VARIANT vNames, VARIANT vPhones, BSTR* pbstrList) noexcept {
     return com::Boundary([&]() -> HRESULT {

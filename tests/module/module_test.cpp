@@ -12,12 +12,12 @@
 
 #include <algorithm>
 #include <cwctype>
+#include <fstream>
 #include <functional>
 #include <map>
-#include <thread>
-#include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -249,11 +249,14 @@ TEST(TypeLibrary, CarriesItsIdentityAndSystemKind) {
 // interface half of each names its declared base, and the chain ends at
 // stdole2's IDispatch. The event interface is a dispinterface on IDispatch.
 TEST(TypeLibrary, EveryDualInterfaceDerivesFromItsBaseDownToIDispatch) {
-    const std::map<std::wstring, std::wstring> kBases = {
-        {L"IVelPhonebookControl", L"IDispatch"},     {L"IVelPhonebookControl2", L"IVelPhonebookControl"},
-        {L"IVelPhonebookControl3", L"IVelPhonebookControl2"}, {L"IVelPhonebookControl4", L"IVelPhonebookControl3"},
-        {L"IMRUList", L"IDispatch"},                 {L"IMRUList2", L"IMRUList"},
-        {L"IAddressBook", L"IDispatch"},             {L"IAddressBook2", L"IAddressBook"}};
+    const std::map<std::wstring, std::wstring> kBases = {{L"IVelPhonebookControl", L"IDispatch"},
+                                                         {L"IVelPhonebookControl2", L"IVelPhonebookControl"},
+                                                         {L"IVelPhonebookControl3", L"IVelPhonebookControl2"},
+                                                         {L"IVelPhonebookControl4", L"IVelPhonebookControl3"},
+                                                         {L"IMRUList", L"IDispatch"},
+                                                         {L"IMRUList2", L"IMRUList"},
+                                                         {L"IAddressBook", L"IDispatch"},
+                                                         {L"IAddressBook2", L"IAddressBook"}};
     com::ComPtr<ITypeLib> library;
     ASSERT_EQ(S_OK, ::LoadTypeLibEx((BinDir() + kModuleFileName).c_str(), REGKIND_NONE, library.put()));
     const auto name = [](ITypeInfo* info) {
@@ -264,7 +267,8 @@ TEST(TypeLibrary, EveryDualInterfaceDerivesFromItsBaseDownToIDispatch) {
     // The type a type refers to as its implemented type `index`, with its attributes.
     const auto implemented = [](ITypeInfo* info, UINT index, com::ComPtr<ITypeInfo>& out, TYPEATTR& attr) {
         HREFTYPE ref = 0;
-        if (FAILED(info->GetRefTypeOfImplType(index, &ref)) || FAILED(info->GetRefTypeInfo(ref, out.put()))) return false;
+        if (FAILED(info->GetRefTypeOfImplType(index, &ref)) || FAILED(info->GetRefTypeInfo(ref, out.put())))
+            return false;
         TYPEATTR* a = nullptr;
         if (FAILED(out->GetTypeAttr(&a))) return false;
         attr = *a;
@@ -445,15 +449,15 @@ TEST_F(Apartments, AMultithreadedClientCreatesAndCallsTheObjectsByTheirInterface
         EXPECT_EQ(VT_ARRAY | VT_VARIANT, lists.vt);
 
         com::ComPtr<IAddressBook2> book;
-        ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IAddressBook2),
-                                           book.put_void()));
+        ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER,
+                                           __uuidof(IAddressBook2), book.put_void()));
         EXPECT_EQ(S_OK, book->SelectAddressBook(1));
         EXPECT_EQ(E_INVALIDARG, book->AddNewContacts(nullptr, nullptr));
         com::UniqueVariant none, results;
         EXPECT_EQ(E_INVALIDARG, book->AddContacts(none, none, &results));
         com::ComPtr<IAddressBook> published;
-        EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IAddressBook),
-                                           published.put_void()));
+        EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER,
+                                           __uuidof(IAddressBook), published.put_void()));
     });
 }
 
@@ -474,7 +478,8 @@ TEST_F(Apartments, TheGlobalInterfaceTableCarriesEveryInterfaceToASecondApartmen
     std::vector<com::ComPtr<IUnknown>> objects;
     const auto put = [&](const wchar_t* what, REFCLSID clsid, std::initializer_list<IID> iids) {
         com::ComPtr<IUnknown> object;
-        ASSERT_EQ(S_OK, ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, object.put_void()))
+        ASSERT_EQ(S_OK,
+                  ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, object.put_void()))
             << Utf8(what);
         for (const IID& iid : iids) {
             com::ComPtr<IUnknown> itf;
@@ -486,8 +491,9 @@ TEST_F(Apartments, TheGlobalInterfaceTableCarriesEveryInterfaceToASecondApartmen
         }
         objects.push_back(object);
     };
-    const std::initializer_list<IID> controls = {__uuidof(IVelPhonebookControl), __uuidof(IVelPhonebookControl2),
-                                                  __uuidof(IVelPhonebookControl3), __uuidof(IVelPhonebookControl4)};
+    const std::initializer_list<IID> controls = {
+        __uuidof(IVelPhonebookControl), __uuidof(IVelPhonebookControl2), __uuidof(IVelPhonebookControl3),
+        __uuidof(IVelPhonebookControl4)};
     put(L"MRUList", CLSID_MRUList, {__uuidof(IMRUList), __uuidof(IMRUList2)});
     put(L"AddressBook", CLSID_AddressBook, {__uuidof(IAddressBook), __uuidof(IAddressBook2)});
     put(L"VelPhonebookControl", CLSID_VelPhonebookControl, controls);

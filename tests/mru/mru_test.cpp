@@ -266,8 +266,10 @@ TEST_F(MRUListTest, TheTwinTakesScriptListsOfAnyBounds) {
         for (auto it = args.rbegin(); it != args.rend(); ++it) reversed.push_back(**it);
         DISPPARAMS params{reversed.data(), nullptr, UINT(reversed.size()), 0};
         EXCEPINFO info{};
-        hr = dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, result, &info, nullptr);
-        ::SysFreeString(info.bstrSource), ::SysFreeString(info.bstrDescription), ::SysFreeString(info.bstrHelpFile);
+        hr = dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, result, &info,
+                              nullptr);
+        ::SysFreeString(info.bstrSource), ::SysFreeString(info.bstrDescription),
+            ::SysFreeString(info.bstrHelpFile);
         return hr == DISP_E_EXCEPTION ? info.scode : hr;
     };
     struct Case {
@@ -278,7 +280,10 @@ TEST_F(MRUListTest, TheTwinTakesScriptListsOfAnyBounds) {
     constexpr LONG kMin = LONG(0x80000000), kMax = 0x7FFFFFFF;
     const Case cases[] = {
         {{VT_VARIANT, 0, {L"Ann", L"", L"Bob"}}, {VT_VARIANT, 0, {L"1", L"2", L"3"}}, S_OK, L"Ann 1;2;Bob 3"},
-        {{VT_VARIANT, 1, {L"Ann"}}, {VT_BSTR, 1, {L"#5550100"}}, S_OK, L"Ann #5550100"},  // BSTR elements stay text
+        {{VT_VARIANT, 1, {L"Ann"}},
+         {VT_BSTR, 1, {L"#5550100"}},
+         S_OK,
+         L"Ann #5550100"},  // BSTR elements stay text
         {{VT_BSTR, 1, {L"Ann", L"Bob"}}, {VT_VARIANT, 1, {L"#5550100", L""}}, S_OK, L"Ann 5550100"},
         {{VT_VARIANT, kMin, {L"A", L"B"}}, {VT_VARIANT, kMin, {L"1", L"2"}}, S_OK, L"A 1;B 2"},
         {{VT_VARIANT, kMax - 1, {L"A", L"B"}}, {VT_VARIANT, kMax - 1, {L"1", L"2"}}, S_OK, L"A 1;B 2"},
@@ -329,7 +334,8 @@ TEST_F(MRUListTest, TheTwinTakesScriptListsOfAnyBounds) {
         EXPECT_EQ(0, lower);
         EXPECT_EQ(S_OK, com::ReadStringArray(pair[i].parray, halves[i]));
     }
-    EXPECT_EQ((Texts{L"Ann", L"", L"1", L"42"}), (Texts{halves[0][0], halves[0][1], halves[1][0], halves[1][1]}));
+    EXPECT_EQ((Texts{L"Ann", L"", L"1", L"42"}),
+              (Texts{halves[0][0], halves[0][1], halves[1][0], halves[1][1]}));
     ASSERT_EQ(S_OK, call(L"ReadMRU", {}, &mru));
     EXPECT_EQ(GetMRU(), com::FromBstr(mru.bstrVal));
     EXPECT_EQ(L"Bob 2;Ann 1", com::FromBstr(mru.bstrVal));

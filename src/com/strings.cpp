@@ -79,11 +79,11 @@ private:
 
 }  // namespace
 
-HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out) {
+HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out, ArrayElements allowed) {
     out.clear();
     RETURN_HR_IF_NULL(E_INVALIDARG, array);
     const VARTYPE type = ::SafeArrayGetDim(array) == 1 ? ElementType(array) : VT_EMPTY;
-    RETURN_HR_IF(E_INVALIDARG, type == VT_EMPTY);
+    RETURN_HR_IF(E_INVALIDARG, type == VT_EMPTY || (type == VT_VARIANT && allowed == ArrayElements::Bstr));
     ArrayLock lock(array);
     RETURN_IF_FAILED(lock.hr());
     // By the element count, whatever the bounds: upper - lower overflows
@@ -107,9 +107,9 @@ HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out) {
     return S_OK;
 }
 
-HRESULT StringList::Read(SAFEARRAY* array) {
+HRESULT StringList::Read(SAFEARRAY* array, ArrayElements allowed) {
     lower = 0;
-    RETURN_IF_FAILED(ReadStringArray(array, texts));
+    RETURN_IF_FAILED(ReadStringArray(array, texts, allowed));
     return ::SafeArrayGetLBound(array, 1, &lower);
 }
 
@@ -122,11 +122,11 @@ HRESULT StringList::Read(const VARIANT& list) {
     switch (value->vt) {
         case VT_ARRAY | VT_VARIANT:
         case VT_ARRAY | VT_BSTR:
-            return Read(value->parray);
+            return Read(value->parray, ArrayElements::BstrOrVariant);
         case VT_BYREF | VT_ARRAY | VT_VARIANT:
         case VT_BYREF | VT_ARRAY | VT_BSTR:
             RETURN_HR_IF_NULL(E_INVALIDARG, value->pparray);
-            return Read(*value->pparray);
+            return Read(*value->pparray, ArrayElements::BstrOrVariant);
         case VT_DISPATCH:
             return ReadScriptArray(value->pdispVal, texts);
         default:

@@ -20,13 +20,17 @@ inline BSTR AllocBstr(std::wstring_view text) noexcept {
 
 inline std::wstring FromBstr(BSTR text) { return std::wstring(text ? text : L"", ::SysStringLen(text)); }
 
-// Copies the elements of a one-dimensional array of BSTR or of VARIANT (what
-// script engines make). Anything else (other element type, other number of
-// dimensions) is E_INVALIDARG; a null element, and an empty or null VARIANT,
-// reads as the empty text; a VARIANT of another type is converted to text
-// (a script may pass a number as a number), DISP_E_TYPEMISMATCH when it
-// cannot be.
-HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out);
+// The element types an array may have: BSTR (what the published interfaces
+// declare), or also VARIANT (what script engines make).
+enum class ArrayElements { Bstr, BstrOrVariant };
+
+// Copies the elements of a one-dimensional array of BSTR, or of VARIANT when
+// allowed. Anything else (other element type, other number of dimensions) is
+// E_INVALIDARG; a null element, and an empty or null VARIANT, reads as the
+// empty text; a VARIANT of another type is converted to text (a script may
+// pass a number as a number), DISP_E_TYPEMISMATCH when it cannot be.
+HRESULT ReadStringArray(SAFEARRAY* array, std::vector<std::wstring>& out,
+                        ArrayElements allowed = ArrayElements::Bstr);
 
 // The texts of a list with the index of its first element. The platform allows
 // any bounds (1-based arrays of VBA, lower bounds near INT_MIN), so indexes
@@ -36,11 +40,12 @@ struct StringList {
     std::vector<std::wstring> texts;
     LONG lower = 0;
 
-    // A SAFEARRAY of BSTR or VARIANT (ReadStringArray).
-    HRESULT Read(SAFEARRAY* array);
-    // A list as a script or late-bound client passes it: a VARIANT holding such
-    // an array, by value or by reference (VBScript passes variables so), or a
-    // JScript array object (read through its "length" and index properties).
+    // A SAFEARRAY (ReadStringArray).
+    HRESULT Read(SAFEARRAY* array, ArrayElements allowed = ArrayElements::Bstr);
+    // A list as a script or late-bound client passes it: a VARIANT holding an
+    // array of BSTR or VARIANT, by value or by reference (VBScript passes
+    // variables so), or a JScript array object (read through its "length" and
+    // index properties).
     HRESULT Read(const VARIANT& list);
 
     LONGLONG First() const noexcept { return lower; }

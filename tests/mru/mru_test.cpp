@@ -179,7 +179,8 @@ TEST_F(MRUListTest, ThirtyRecipientsAreKept) {
 
 TEST_F(MRUListTest, BadArgumentsAreRejected) {
     UniqueBstr text(com::AllocBstr(L"A 1"));
-    UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1));
+    UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1)),
+        variants(::SafeArrayCreateVector(VT_VARIANT, 0, 1));  // the twin's lists, not the published one's
     SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
     UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
     BSTR out = nullptr;
@@ -189,10 +190,10 @@ TEST_F(MRUListTest, BadArgumentsAreRejected) {
                                     m_mru->StringToLists(nullptr, &array, text.get()),
                                     m_mru->StringToLists(&array, nullptr, text.get()),
                                     m_mru->StringToLists(&array, &array, nullptr)};
-    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get()})
+    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get(), variants.get()})
         results.insert(results.end(), {m_mru->ListsToString(&out, wrong, numbers.get()),
                                        m_mru->ListsToString(&out, numbers.get(), wrong)});
-    EXPECT_EQ(std::vector<HRESULT>(12, E_INVALIDARG), results);
+    EXPECT_EQ(std::vector<HRESULT>(14, E_INVALIDARG), results);
     EXPECT_TRUE(MRUSubkeys().empty()) << "nothing was written";
 }
 
@@ -332,7 +333,7 @@ TEST_F(MRUListTest, TheTwinTakesScriptListsOfAnyBounds) {
         ASSERT_EQ(VT_ARRAY | VT_VARIANT, pair[i].vt);
         ::SafeArrayGetLBound(pair[i].parray, 1, &lower);
         EXPECT_EQ(0, lower);
-        EXPECT_EQ(S_OK, com::ReadStringArray(pair[i].parray, halves[i]));
+        EXPECT_EQ(S_OK, com::ReadStringArray(pair[i].parray, halves[i], com::ArrayElements::BstrOrVariant));
     }
     EXPECT_EQ((Texts{L"Ann", L"", L"1", L"42"}),
               (Texts{halves[0][0], halves[0][1], halves[1][0], halves[1][1]}));

@@ -431,7 +431,6 @@ TEST_F(Apartments, AMultithreadedClientCreatesAndCallsTheObjectsByTheirInterface
         ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_MRUList, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMRUList),
                                            mru.put_void()));
         EXPECT_EQ(S_OK, mru->Initialize());
-        EXPECT_EQ(S_FALSE, mru->Initialize());
         com::UniqueBstr text;
         EXPECT_EQ(S_OK, mru->GetMRU(text.put()));
         SAFEARRAY *names = nullptr, *numbers = nullptr;
@@ -455,9 +454,6 @@ TEST_F(Apartments, AMultithreadedClientCreatesAndCallsTheObjectsByTheirInterface
         EXPECT_EQ(E_INVALIDARG, book->AddNewContacts(nullptr, nullptr));
         com::UniqueVariant none, results;
         EXPECT_EQ(E_INVALIDARG, book->AddContacts(none, none, &results));
-        com::ComPtr<IAddressBook> published;
-        EXPECT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER,
-                                           __uuidof(IAddressBook), published.put_void()));
     });
 }
 
@@ -504,29 +500,22 @@ TEST_F(Apartments, TheGlobalInterfaceTableCarriesEveryInterfaceToASecondApartmen
             const std::string what = Utf8(std::wstring(entry.what) + L" " + GuidText(entry.iid));
             com::ComPtr<IUnknown> itf;
             ASSERT_EQ(S_OK, table->GetInterfaceFromGlobal(entry.cookie, entry.iid, itf.put_void())) << what;
+            // One call of each interface's own (those of the bases travel by the same proxy).
             if (entry.iid == __uuidof(IMRUList) || entry.iid == __uuidof(IMRUList2)) {
-                auto* mru = static_cast<IMRUList*>(itf.get());
-                EXPECT_EQ(S_OK, mru->Initialize()) << what;
-                EXPECT_EQ(S_OK, mru->Terminate()) << what;
-                if (entry.iid == __uuidof(IMRUList2)) {
-                    com::UniqueBstr text;
-                    EXPECT_EQ(S_OK, static_cast<IMRUList2*>(itf.get())->ReadMRU(text.put())) << what;
-                }
+                // Both reach the one object: its count goes on.
+                EXPECT_EQ(entry.iid == __uuidof(IMRUList) ? S_OK : S_FALSE,
+                          static_cast<IMRUList*>(itf.get())->Initialize())
+                    << what;
             } else if (entry.iid == __uuidof(IAddressBook) || entry.iid == __uuidof(IAddressBook2)) {
                 EXPECT_EQ(S_OK, static_cast<IAddressBook*>(itf.get())->SelectAddressBook(0)) << what;
+            } else if (entry.iid == __uuidof(IVelPhonebookControl)) {
+                // A control without a window: no rows, the count in the result code.
+                EXPECT_EQ(0, static_cast<IVelPhonebookControl*>(itf.get())->GetItemCount()) << what;
             } else {
-                // A control made without a window: no items, the Windows book chosen.
-                auto* control = static_cast<IVelPhonebookControl3*>(itf.get());
-                EXPECT_EQ(0, control->GetItemCount()) << what;
-                com::UniqueBstr name, number;
-                unsigned long id = 7;
-                EXPECT_EQ(-1, control->GetItem(0, &id, name.put(), number.put())) << what;
-                if (entry.iid == __uuidof(IVelPhonebookControl)) continue;
                 long selected = 9;
-                EXPECT_EQ(S_OK, control->IsOutlookAddressBookSelected(&selected)) << what;
-                EXPECT_EQ(E_INVALIDARG, control->SelectOutlookAddressBook(2)) << what;
-                if (entry.iid == __uuidof(IVelPhonebookControl2)) continue;
-                EXPECT_EQ(S_OK, control->SetSortMode(3)) << what;
+                EXPECT_EQ(S_OK, static_cast<IVelPhonebookControl2*>(itf.get())->IsOutlookAddressBookSelected(
+                                    &selected))
+                    << what;
             }
         }
     });

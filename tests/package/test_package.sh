@@ -6,6 +6,10 @@
 #   x86      the 32-bit module alone; the x64 package installed beside it and
 #            removed leaves it working
 #   upgrade  an older x64 package, then the current one over it
+#   shared   the x64 package where the registry views share the classes (as on
+#            Windows, shown to the installer's probe by its key in the 32-bit
+#            view): the ProgIDs are written once, by the component both
+#            packages hold, and not again in the 64-bit view
 # The 64-bit client and the 64-bit script host create every class by its
 # ProgID whether or not Wine's 32-bit loader (Debian's wine32:i386) is
 # installed: a prefix made without it keeps the two registry views' classes
@@ -53,6 +57,25 @@ script_host() {
     echo "  ok: 64-bit script host created $(printf '%s\n' "$output" | grep -c '^created ') classes by ProgID"
 }
 
+# probe_found LOG: whether the install the log tells of found the classes the
+# system writes from the 64-bit side in the 32-bit view (the views share them).
+probe_found() { grep -q '^Property(S): CLASSESSHAREDBYVIEWS = ' "$1"; }
+
+# After the x64 package: the ProgIDs in the 64-bit view as well exactly where
+# the views keep them apart (where they share them, the 64-bit view shows the
+# 32-bit component's keys, and the registry cannot tell the two apart).
+views_checked() {
+    if wine reg query 'HKLM\Software\Classes\exefile' /reg:32 >/dev/null 2>&1; then
+        probe_found "$1" || step_failed "the installer did not see that the views share the classes"
+        echo "  ok: the registry views share the classes: the ProgIDs written once"
+    else
+        ! probe_found "$1" || step_failed "the installer took the views for shared"
+        wine reg query 'HKLM\Software\Classes\Zantix.MRUList.1\CLSID' /reg:64 >/dev/null 2>&1 ||
+            step_failed "no ProgID in the 64-bit view, where the views are apart"
+        echo "  ok: the registry views keep the classes apart: the ProgIDs written in both"
+    fi
+}
+
 absent() {  # nothing of these packages is left
     flush
     python3 "$here/check_prefix.py" "$WINEPREFIX" "$@" | sed 's/^/    /'
@@ -76,6 +99,7 @@ scenario() {
     case $1 in
     x64)
         msi /i "$MSI_X64" "$logs/install.log"
+        views_checked "$logs/install.log"
         same_files "$files64" "$PACKAGES/x64"
         same_files "$files32" "$PACKAGES/x86"
         client x64 create "$where64"
@@ -101,6 +125,22 @@ scenario() {
         msi /x "$MSI_X86" "$logs/uninstall.log"
         client x86 absent
         absent "$WXS_X86" "$WXS_X64" ;;
+    shared)
+        # Shown to the installer as on Windows: the probe's key in the 32-bit view.
+        if wine reg query 'HKLM\Software\Classes\exefile' /reg:32 >/dev/null 2>&1; then
+            echo "  SKIPPED: this prefix's views share the classes already (the x64 scenario covered it)"
+            return
+        fi
+        wine reg add 'HKLM\Software\Classes\exefile' /ve /d Application /reg:32 /f >/dev/null 2>&1
+        msi /i "$MSI_X64" "$logs/install.log"
+        probe_found "$logs/install.log" || step_failed "the installer did not see the classes in the 32-bit view"
+        wine reg query 'HKLM\Software\Classes\Zantix.MRUList.1\CLSID' /reg:32 >/dev/null 2>&1 ||
+            step_failed "no ProgID in the 32-bit view"
+        ! wine reg query 'HKLM\Software\Classes\Zantix.MRUList.1' /reg:64 >/dev/null 2>&1 ||
+            step_failed "the ProgIDs were written for the 64-bit view too, where the views share them"
+        echo "  ok: the ProgIDs written once, by the component both packages hold"
+        msi /x "$MSI_X64" "$logs/uninstall.log"
+        absent "$WXS_X64" ;;
     upgrade)
         msi /i "$OLDER_MSI" "$logs/install-older.log"
         msi /i "$MSI_X64" "$logs/install.log"
@@ -150,7 +190,7 @@ export OLDER_MSI=$PACKAGE_TEST/older/VelPhonebook-$older-x64.msi OLDER_WXS=$PACK
 "$source_dir/scripts/wine-run.sh" "$PACKAGE_TEST/fresh" true >/dev/null || { echo "FAIL: no Wine prefix"; exit 1; }
 
 failed=()
-for name in x64 x86 upgrade; do
+for name in x64 x86 upgrade shared; do
     echo "Scenario $name"
     cp -a "$PACKAGE_TEST/fresh" "$PACKAGE_TEST/$name"
     if "$source_dir/scripts/wine-run.sh" "$PACKAGE_TEST/$name" "$here/test_package.sh" --scenario "$name"; then
@@ -162,4 +202,4 @@ done
 rm -rf "$PACKAGE_TEST/fresh"
 elapsed=$(( $(date +%s) - start ))
 [ ${#failed[@]} -eq 0 ] || { echo "FAIL: package test: ${failed[*]} failed (${elapsed} s; prefixes and logs in $PACKAGE_TEST)"; exit 1; }
-echo "PASS: package test: x64, x86 and upgrade from $older to $version (${elapsed} s)"
+echo "PASS: package test: x64, x86, upgrade from $older to $version and shared views (${elapsed} s)"

@@ -179,8 +179,9 @@ TEST_F(MRUListTest, ThirtyRecipientsAreKept) {
 
 TEST_F(MRUListTest, BadArgumentsAreRejected) {
     UniqueBstr text(com::AllocBstr(L"A 1"));
+    // (Arrays of VARIANT are the twin's lists, not the published interface's.)
     UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1)),
-        variants(::SafeArrayCreateVector(VT_VARIANT, 0, 1));  // the twin's lists, not the published one's
+                    variants(::SafeArrayCreateVector(VT_VARIANT, 0, 1));
     SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
     UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
     BSTR out = nullptr;
@@ -190,7 +191,8 @@ TEST_F(MRUListTest, BadArgumentsAreRejected) {
                                     m_mru->StringToLists(nullptr, &array, text.get()),
                                     m_mru->StringToLists(&array, nullptr, text.get()),
                                     m_mru->StringToLists(&array, &array, nullptr)};
-    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get(), variants.get()})
+    for (SAFEARRAY* wrong :
+         {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get(), variants.get()})
         results.insert(results.end(), {m_mru->ListsToString(&out, wrong, numbers.get()),
                                        m_mru->ListsToString(&out, numbers.get(), wrong)});
     EXPECT_EQ(std::vector<HRESULT>(14, E_INVALIDARG), results);

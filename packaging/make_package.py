@@ -5,13 +5,17 @@
                                    folder and VelPhonebook.dll in the 32-bit one
   VelPhonebook-<version>-x86.msi   VelPhonebook.dll alone
 
-Each module goes with its language files and its assembly manifest. Nothing is
+Each module goes with its language files, its assembly manifest and the SDK
+folder of its build (SDK\: the IDL, the header and identifiers file generated
+from it, the type library). Nothing is
 registered by running code at install time: the registration is rows of the
 package's Registry table: the class and interface keys of each module in its
 own registry view (the x86-64 module's component is a 64-bit one), the keys
 both views share (ProgIDs, the type library's version key) in one 32-bit
 component that both packages hold alike, so that with both installed, removing
-one leaves the other working. The rows are read from what the module's own
+one leaves the other working. Where the two views do not share those keys
+(see SHARED_CLASSES_PROBE), the x64 package writes them in the 64-bit view as
+well. The rows are read from what the module's own
 registration is made of, so that the package writes what regsvr32 writes:
 
   *.rgs                 the registry scripts, read by their grammar
@@ -58,7 +62,27 @@ CODE_NAMESPACE = uuid.UUID("67e12aee-042a-4913-84c6-a7c902ee8290")
 PS_OA_INTERFACE = "{00020424-0000-0000-C000-000000000046}"
 PS_DISPATCH = "{00020420-0000-0000-C000-000000000046}"
 LIBFLAG_FHASDISKIMAGE = 0x8
+
+# The ProgIDs and the type library's version key live in HKLM\Software\Classes,
+# which Windows (7 and later) shares between its 64-bit and 32-bit views (only
+# CLSID, Interface and a few others are kept apart), as does a Wine prefix made
+# with Wine's 32-bit loader; a prefix made by a Wine without it keeps two
+# separate keys, and a 64-bit process there would not see what the 32-bit
+# component wrote. A second, 64-bit copy of that component in the x64 package
+# cannot be installed unconditionally: the Windows Installer counts references
+# per component, not per key, so where the views share the keys, removing the
+# x64 package would remove its copy's keys, which are the very keys the x86
+# package (still installed, its 32-bit component still counted) relies on.
+# So the copy is installed only where the views are apart, known by looking
+# for a key every system writes in its classes from the 64-bit side ("exefile")
+# through the 32-bit view: found, the views share it and the 32-bit component
+# serves both (held by both packages, it goes with the last of them); not
+# found, each view gets its own component, removed with its own package.
+SHARED_CLASSES_PROPERTY = "CLASSESSHAREDBYVIEWS"
+SHARED_CLASSES_PROBE = r"Software\Classes\exefile"
+SHARED_64_COMPONENT = "SharedRegistration64"
 MANIFEST_NAME = "Zantix.VelPhonebook.manifest"
+SDK_FILES = ("VelPhonebook.idl", "VelPhonebook_h.h", "VelPhonebook_i.c", "VelPhonebook.tlb")
 
 
 def fail(message):
@@ -242,6 +266,9 @@ def typelib_rows(libid, tlb_version, helpstring, lcid, flags, syskind, module_re
     rows = [
         ("HKCR", base, None, helpstring),
         ("HKCR", f"{base}\\{lcid:x}\\{syskind}", None, module_ref),
+        # The neutral locale too: Wine's automation marshaller looks there
+        # (src/module/registration.cpp).
+        ("HKCR", f"{base}\\0\\{syskind}", None, module_ref),
         ("HKCR", f"{base}\\FLAGS", None, str(flags | LIBFLAG_FHASDISKIMAGE)),
         ("HKCR", f"{base}\\HELPDIR", None, folder_ref),
     ]
@@ -292,7 +319,9 @@ class Module:
         self.path = os.path.join(self.bin, self.file_name)
         self.id = f"module{self.bits}"
         self.folder_id = f"INSTALLFOLDER{self.bits}"
-        for needed in (self.path, self.tlb, os.path.join(self.bin, MANIFEST_NAME)):
+        self.sdk = os.path.join(build, "sdk")
+        for needed in (self.path, self.tlb, os.path.join(self.bin, MANIFEST_NAME),
+                       *(os.path.join(self.sdk, name) for name in SDK_FILES)):
             if not os.path.isfile(needed):
                 fail(f"{needed} is missing: build the {arch} tree first")
         self.languages = sorted(os.path.basename(p) for p in
@@ -315,6 +344,9 @@ class Module:
                        check=True)
         for name in [MANIFEST_NAME] + self.languages:
             shutil.copyfile(os.path.join(self.bin, name), os.path.join(self.staged, name))
+        os.makedirs(os.path.join(self.staged, "SDK"))
+        for name in SDK_FILES:
+            shutil.copyfile(os.path.join(self.sdk, name), os.path.join(self.staged, "SDK", name))
 
 
 def registration_rows(module):
@@ -382,7 +414,7 @@ def registry_values(rows, indent, key_path=False):
     return lines
 
 
-def wxs(arch, version, modules, shared, vendor, product):
+def wxs(arch, version, modules, shared, vendor, product, shared64=None):
     a = quoteattr
     lines = [
         '<?xml version="1.0" encoding="utf-8"?>',
@@ -396,6 +428,10 @@ def wxs(arch, version, modules, shared, vendor, product):
         '    <MajorUpgrade DowngradeErrorMessage="A newer version of the phonebook is already installed."/>',
         '    <MediaTemplate EmbedCab="yes"/>',
         '    <Property Id="ARPNOMODIFY" Value="1"/>',
+        *([f'    <Property Id="{SHARED_CLASSES_PROPERTY}">',
+           f'      <RegistrySearch Id="SharedClassesProbe" Root="HKLM" Key={a(SHARED_CLASSES_PROBE)} Name=""'
+           ' Type="raw" Win64="no"/>',
+           '    </Property>'] if shared64 else []),
         '    <Directory Id="TARGETDIR" Name="SourceDir">',
     ]
     refs = []
@@ -424,6 +460,17 @@ def wxs(arch, version, modules, shared, vendor, product):
         ]
         lines += registry_values(module.rows, "              ")
         lines += ["            </Component>"]
+        if module.win64 and shared64:
+            # The same keys in the 64-bit view, where the views keep them
+            # apart (SHARED_CLASSES_PROBE; the condition is set after wixl,
+            # which does not write component conditions).
+            lines += [
+                f'            <Component Id="{SHARED_64_COMPONENT}" Guid="{code("component", "shared-registration-64")}"'
+                ' Win64="yes">',
+                *registry_values(shared64, "              ", key_path=True),
+                "            </Component>",
+            ]
+            refs.append(SHARED_64_COMPONENT)
         if not module.win64:
             # The keys both registry views share go in a component of their
             # own, the same in both packages: with both installed, removing
@@ -443,8 +490,18 @@ def wxs(arch, version, modules, shared, vendor, product):
             key_path = ' KeyPath="yes"' if i == 0 else ""
             lines.append(f'              <File Id="lang{bits}_{re.sub(r"[^A-Za-z0-9]", "_", name[7:-4])}"'
                          f' Name="{name}" Source={source(name)}{key_path}/>')
-        lines += ["            </Component>", "          </Directory>", "        </Directory>", "      </Directory>"]
-        refs += [f"VendorFolder{bits}", f"Module{bits}", f"Languages{bits}"]
+        lines += [
+            "            </Component>",
+            f'            <Directory Id="SdkFolder{bits}" Name="SDK">',
+            f'              <Component Id="Sdk{bits}" Guid="{code("component", module.arch, "sdk")}"'
+            f' Win64="{win64}">',
+            *[f'                <File Id="sdk{bits}_{re.sub(r"[^A-Za-z0-9]", "_", name)}" Name="{name}"'
+              f' Source={source(os.path.join("SDK", name))}{" KeyPath=" + a("yes") if i == 0 else ""}/>'
+              for i, name in enumerate(SDK_FILES)],
+            "              </Component>",
+            "            </Directory>",
+            "          </Directory>", "        </Directory>", "      </Directory>"]
+        refs += [f"VendorFolder{bits}", f"Module{bits}", f"Languages{bits}", f"Sdk{bits}"]
     lines += [
         "    </Directory>",
         f'    <Feature Id="Phonebook" Title={a(f"{product} recipient phonebook")} Level="1">',
@@ -496,11 +553,15 @@ def main():
             continue
         base = os.path.join(output, f"VelPhonebook-{version}-{arch}")
         with open(base + ".wxs", "w", encoding="utf-8") as f:
-            f.write(wxs(arch, version, modules, x86.shared, vendor, product))
+            f.write(wxs(arch, version, modules, x86.shared, vendor, product, x64.shared if arch == "x64" else None))
         if os.path.exists(base + ".msi"):
             os.remove(base + ".msi")
         subprocess.run(["wixl", "-a", "x64" if arch == "x64" else "x86", "-o", base + ".msi", base + ".wxs"],
                        cwd=output, check=True)
+        if arch == "x64":
+            subprocess.run(["msibuild", base + ".msi", "-q", f"UPDATE `Component` SET `Condition` ="
+                            f" 'NOT {SHARED_CLASSES_PROPERTY}' WHERE `Component` = '{SHARED_64_COMPONENT}'"],
+                           check=True)
         # wixl leaves the File table's version empty, which would make the
         # modules unversioned files to the installer (replaced by date, not
         # by version, on a repair).

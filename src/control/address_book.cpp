@@ -12,22 +12,6 @@
 
 namespace {
 
-// The elements of a one-dimensional array of BSTR with their lower bound.
-// Indexes are compared and subtracted in 64 bits: the platform allows any
-// bounds, and two arrays whose lower bounds lie far apart (INT_MIN and 5)
-// would overflow 32-bit differences into an index inside the array.
-struct StringArray {
-    std::vector<std::wstring> texts;
-    LONG lower = 0;
-
-    HRESULT Read(SAFEARRAY* array) {
-        RETURN_IF_FAILED(com::ReadStringArray(array, texts));
-        return ::SafeArrayGetLBound(array, 1, &lower);
-    }
-    bool Holds(LONGLONG index) const noexcept { return index >= lower && index - lower < LONGLONG(texts.size()); }
-    const std::wstring& operator[](LONGLONG index) const { return texts[size_t(index - lower)]; }
-};
-
 // Adds one pair unless the name is taken; a pair without a name gets the
 // first free "New Recipient<n>".
 HRESULT AddPair(IAB* source, RecipientList& records, const std::wstring& name, const std::wstring& number,
@@ -58,31 +42,63 @@ STDMETHODIMP CAddressBook::SelectAddressBook(long lSelected) noexcept {
 STDMETHODIMP CAddressBook::AddNewContacts(SAFEARRAY* psaNames, SAFEARRAY* psaPhones) noexcept {
     return com::Boundary([&]() -> HRESULT {
         RETURN_HR_IF(E_INVALIDARG, !psaNames || !psaPhones);
-        StringArray names, numbers;
+        com::StringList names, numbers;
         RETURN_IF_FAILED(names.Read(psaNames));
         RETURN_IF_FAILED(numbers.Read(psaPhones));
         RETURN_HR_IF(E_INVALIDARG, numbers.texts.empty());
-        // (A loop counter of 32 bits would never pass an upper bound of INT_MAX.)
-        const LONGLONG first = numbers.lower;
-        const LONGLONG last = first + LONGLONG(numbers.texts.size()) - 1;
         // Every number needs its name at the same index: a shorter names
         // array is the caller's error, refused before anything is added.
-        RETURN_HR_IF(E_INVALIDARG, !names.Holds(first) || !names.Holds(last));
-
-        CPhonebookManagerStandalone manager;
-        manager.SetKind(m_book != 0 ? kOutlookBook : kWindowsBook);
-        RETURN_IF_FAILED(manager.OpenSource());
-
-        RecipientList records;
-        HRESULT hr = manager.Source()->LoadAll(records);
-        if (SUCCEEDED(hr)) {
-            const std::wstring placeholder = CLocalizerHelperT<CAddressBook>().LoadText(IDS_NEW_RECIPIENT);
-            for (LONGLONG i = first; i <= last; ++i) {
-                hr = AddPair(manager.Source(), records, names[i], numbers[i], placeholder);
-                if (FAILED(hr)) break;
-            }
-        }
-        manager.CloseSource();
-        return hr;
+        RETURN_HR_IF(E_INVALIDARG, !names.Holds(numbers.First()) || !names.Holds(numbers.Last()));
+        std::vector<HRESULT> results;
+        return AddPairs(names, numbers, results);
     });
+}
+
+STDMETHODIMP CAddressBook::AddContacts(VARIANT vNames, VARIANT vPhones, VARIANT* pvResults) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        RETURN_HR_IF_NULL(E_INVALIDARG, pvResults);
+        ::VariantInit(pvResults);
+        com::StringList names, numbers;
+        RETURN_IF_FAILED(names.Read(vNames));
+        RETURN_IF_FAILED(numbers.Read(vPhones));
+        RETURN_HR_IF(E_INVALIDARG, numbers.texts.empty());
+        RETURN_HR_IF(E_INVALIDARG, names.First() != numbers.First() || names.Last() != numbers.Last());
+        std::vector<HRESULT> results;
+        const HRESULT hr = AddPairs(names, numbers, results);
+        // A book that cannot be opened or read fails the call; a pair's own
+        // failure is its result, and the pairs after it (not tried) are empty.
+        if (results.empty()) return FAILED(hr) ? hr : E_UNEXPECTED;
+        return com::MakeVariantArray(
+            numbers.texts.size(),
+            [&](size_t i, VARIANT& element) -> HRESULT {
+                if (i < results.size()) {
+                    element.vt = VT_I4;
+                    element.lVal = results[i];
+                }
+                return S_OK;
+            },
+            pvResults);
+    });
+}
+
+HRESULT CAddressBook::AddPairs(const com::StringList& names, const com::StringList& numbers,
+                               std::vector<HRESULT>& results) {
+    results.clear();
+    CPhonebookManagerStandalone manager;
+    manager.SetKind(m_book != 0 ? kOutlookBook : kWindowsBook);
+    RETURN_IF_FAILED(manager.OpenSource());
+
+    RecipientList records;
+    HRESULT hr = manager.Source()->LoadAll(records);
+    if (SUCCEEDED(hr)) {
+        const std::wstring placeholder = CLocalizerHelperT<CAddressBook>().LoadText(IDS_NEW_RECIPIENT);
+        // (A loop counter of 32 bits would never pass an upper bound of INT_MAX.)
+        for (LONGLONG i = numbers.First(); i <= numbers.Last(); ++i) {
+            hr = AddPair(manager.Source(), records, names[i], numbers[i], placeholder);
+            results.push_back(hr);
+            if (FAILED(hr)) break;
+        }
+    }
+    manager.CloseSource();
+    return hr;
 }

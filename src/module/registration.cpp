@@ -232,6 +232,45 @@ bool TypeLibraryRegistered(HKEY classesRoot) noexcept {
     return ::RegOpenKeyExW(classesRoot, versionKey.c_str(), 0, KEY_READ, key.put()) != ERROR_FILE_NOT_FOUND;
 }
 
+// The library's path under the neutral locale as well as under its own
+// (0x409, which the type library functions write). The automation marshaller,
+// which carries the dual interfaces between apartments, finds the library
+// from the interface's key: Windows' tries the locales in turn, Wine's (8.x)
+// reads the neutral one only ("TypeLib\{...}\1.1\0\win64") and without it
+// fails every cross-apartment use with E_FAIL. The key names this
+// architecture's platform only, so the other architecture's module keeps its
+// own beside it.
+constexpr SYSKIND kModuleSysKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
+const wchar_t kNeutralLocale[] = L"0";
+constexpr const wchar_t* kModulePlatform = sizeof(void*) == 8 ? L"win64" : L"win32";
+
+std::wstring NeutralLocaleKey() {
+    return L"TypeLib\\" + RegistryForm(LIBID_VELPHONEBOOKLib) + L"\\1.1\\" + kNeutralLocale;
+}
+
+HRESULT WriteNeutralLocalePath(HKEY classesRoot, const std::wstring& path) {
+    const std::wstring key = NeutralLocaleKey() + L"\\" + kModulePlatform;
+    return HRESULT_FROM_WIN32(::RegSetKeyValueW(classesRoot, key.c_str(), nullptr, REG_SZ, path.c_str(),
+                                                DWORD((path.size() + 1) * sizeof(wchar_t))));
+}
+
+// Removes this architecture's entry, and the locale's key when nothing else
+// is left in it, so that the library's version key empties as unregistration
+// expects.
+void RemoveNeutralLocalePath(HKEY classesRoot) {
+    com::UniqueHKey locale;
+    if (::RegOpenKeyExW(classesRoot, NeutralLocaleKey().c_str(), 0, KEY_READ | KEY_WRITE, locale.put()) !=
+        ERROR_SUCCESS)
+        return;
+    ::RegDeleteKeyW(locale.get(), kModulePlatform);
+    DWORD subkeys = 0, values = 0;
+    const bool empty = ::RegQueryInfoKeyW(locale.get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr,
+                                          &values, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS &&
+                       subkeys == 0 && values == 0;
+    locale.reset();
+    if (empty) ::RegDeleteKeyW(classesRoot, NeutralLocaleKey().c_str());
+}
+
 }  // namespace
 
 HRESULT UpdateRegistry(const ClassRegistration& entry, com::RegistrarMode mode, Scope scope) noexcept {
@@ -262,7 +301,10 @@ HRESULT RegisterTypeLibrary(Scope scope) noexcept {
         std::wstring path = com::Module::Path();
         com::ComPtr<ITypeLib> library;
         RETURN_IF_FAILED(::LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
-        if (scope == Scope::Machine) return ::RegisterTypeLib(library.get(), path.data(), nullptr);
+        if (scope == Scope::Machine) {
+            RETURN_IF_FAILED(::RegisterTypeLib(library.get(), path.data(), nullptr));
+            return WriteNeutralLocalePath(HKEY_CLASSES_ROOT, path);
+        }
 
         const ClassesRoot root(scope);
         RETURN_IF_FAILED(root.status());
@@ -275,14 +317,11 @@ HRESULT RegisterTypeLibrary(Scope scope) noexcept {
             RETURN_IF_FAILED(redirect.status());
             hr = (registerForUser ? registerForUser : &::RegisterTypeLib)(library.get(), path.data(), nullptr);
         }
-        const HRESULT moved = keeper.MoveAdded();
-        return FAILED(hr) ? hr : moved;
+        RETURN_IF_FAILED(hr);
+        RETURN_IF_FAILED(keeper.MoveAdded());
+        return WriteNeutralLocalePath(root.get(), path);
     });
 }
-
-// The type library is registered under the platform of the module's own
-// architecture ("win64" or "win32" beside its path).
-constexpr SYSKIND kModuleSysKind = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
 
 HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
     return com::Boundary([&]() -> HRESULT {
@@ -291,6 +330,7 @@ HRESULT UnregisterTypeLibrary(Scope scope) noexcept {
         // Unregistering twice is not an error, but what UnRegisterTypeLib says
         // about a library that is not registered differs between systems.
         if (!TypeLibraryRegistered(root.get())) return S_OK;
+        RemoveNeutralLocalePath(root.get());
         if (scope == Scope::Machine) return ::UnRegisterTypeLib(LIBID_VELPHONEBOOKLib, 1, 1, 0x409, kModuleSysKind);
 
         com::ComPtr<ITypeLib> library;

@@ -36,7 +36,7 @@ STDMETHODIMP CMRUList::Terminate() noexcept {
 STDMETHODIMP CMRUList::UpdateMRU(BSTR bstrList) noexcept {
     return com::Boundary([&]() -> HRESULT {
         RETURN_HR_IF_NULL(E_INVALIDARG, bstrList);
-        const RecipientLists sent = TextToLists(com::FromBstr(bstrList));
+        const RecipientLists sent = ::TextToLists(com::FromBstr(bstrList));
         MRUEntryList entries;
         LoadMRUStore(entries);
         // The first entry from the front for each name and number: one fax may
@@ -79,7 +79,7 @@ STDMETHODIMP CMRUList::GetMRU(BSTR* bstrList) noexcept {
             names.push_back(entry.name);
             numbers.push_back(entry.faxNumber);
         }
-        *bstrList = com::AllocBstr(ListsToText(names, numbers));
+        *bstrList = com::AllocBstr(::ListsToText(names, numbers));
         return *bstrList ? S_OK : E_FAIL;
     });
 }
@@ -91,7 +91,7 @@ STDMETHODIMP CMRUList::ListsToString(BSTR* bstrList, SAFEARRAY* psaNames, SAFEAR
         std::vector<std::wstring> names, numbers;
         RETURN_IF_FAILED(com::ReadStringArray(psaNames, names));
         RETURN_IF_FAILED(com::ReadStringArray(psaPhones, numbers));
-        *bstrList = com::AllocBstr(ListsToText(names, numbers));
+        *bstrList = com::AllocBstr(::ListsToText(names, numbers));
         return *bstrList ? S_OK : E_OUTOFMEMORY;
     });
 }
@@ -101,12 +101,47 @@ STDMETHODIMP CMRUList::StringToLists(SAFEARRAY** ppsaNames, SAFEARRAY** ppsaPhon
         RETURN_HR_IF(E_INVALIDARG, !ppsaNames || !ppsaPhones || !bstrList);
         *ppsaNames = nullptr;
         *ppsaPhones = nullptr;
-        const RecipientLists lists = TextToLists(com::FromBstr(bstrList));
+        const RecipientLists lists = ::TextToLists(com::FromBstr(bstrList));
         com::UniqueSafeArray names, numbers;
         RETURN_IF_FAILED(com::MakeStringArray(lists.names, names.put()));
         RETURN_IF_FAILED(com::MakeStringArray(lists.numbers, numbers.put()));
         *ppsaNames = names.release();
         *ppsaPhones = numbers.release();
         return S_OK;
+    });
+}
+
+STDMETHODIMP CMRUList::ReadMRU(BSTR* pbstrList) noexcept {
+    return GetMRU(pbstrList);
+}
+
+STDMETHODIMP CMRUList::ListsToText(VARIANT vNames, VARIANT vPhones, BSTR* pbstrList) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        RETURN_HR_IF_NULL(E_INVALIDARG, pbstrList);
+        *pbstrList = nullptr;
+        com::StringList names, numbers;
+        RETURN_IF_FAILED(names.Read(vNames));
+        RETURN_IF_FAILED(numbers.Read(vPhones));
+        // A script's two lists pair element by element: lists that do not
+        // cover the same indexes are the caller's mistake, not extras to drop.
+        RETURN_HR_IF(E_INVALIDARG, names.First() != numbers.First() || names.Last() != numbers.Last());
+        *pbstrList = com::AllocBstr(::ListsToText(names.texts, numbers.texts));
+        return *pbstrList ? S_OK : E_OUTOFMEMORY;
+    });
+}
+
+STDMETHODIMP CMRUList::TextToLists(BSTR bstrList, VARIANT* pvLists) noexcept {
+    return com::Boundary([&]() -> HRESULT {
+        // (A script's empty text may arrive as a null BSTR: it is the empty list.)
+        RETURN_HR_IF_NULL(E_INVALIDARG, pvLists);
+        ::VariantInit(pvLists);
+        const RecipientLists lists = ::TextToLists(com::FromBstr(bstrList));
+        // Element 0 the names, element 1 the numbers.
+        return com::MakeVariantArray(
+            2,
+            [&](size_t i, VARIANT& element) {
+                return com::MakeTextVariantArray(i == 0 ? lists.names : lists.numbers, &element);
+            },
+            pvLists);
     });
 }

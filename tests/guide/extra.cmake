@@ -34,3 +34,12 @@ foreach(example ${guide_examples})
     endif()
 endforeach()
 add_dependencies(test_guide standin_wab32)
+
+# The guide's commands for the SDK (the x86-64 ones), run as printed on this
+# machine against the SDK's IDL, give what the build's SDK folder holds.
+if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    add_test(NAME guide_sdk COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/guide/check_sdk.py
+             ${GUIDE_DIR} ${CMAKE_BINARY_DIR}/sdk ${CMAKE_SOURCE_DIR})
+    set_tests_properties(guide_sdk PROPERTIES PASS_REGULAR_EXPRESSION "^PASS" FAIL_REGULAR_EXPRESSION "FAIL:")
+    add_dependencies(test_guide sdk)
+endif()

@@ -3,6 +3,7 @@
 // and the unload rule. What the registration must write is written out from
 // the registration rules.
 #include "com/com_ptr.h"
+#include "com/strings.h"
 #include "module/VelPhonebook_h.h"
 #include "support/test_support.h"
 
@@ -12,8 +13,11 @@
 #include <algorithm>
 #include <cwctype>
 #include <fstream>
+#include <functional>
+#include <map>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -84,7 +88,10 @@ std::vector<Entry> RegisteredEntries(const std::wstring& path) {
                         {key + L"\\MiscStatus", L"", L"0", c.control},
                         {key + L"\\MiscStatus\\1", L"", std::to_wstring(kControlMiscStatus), c.control}});
     }
-    entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\409\\" + kWin, L"", path});
+    // Under the library's locale, and the neutral one, where Wine's automation
+    // marshaller looks.
+    for (const wchar_t* locale : {L"409", L"0"})
+        entries.push_back({L"TypeLib\\" + libid + L"\\1.1\\" + locale + L"\\" + kWin, L"", path});
     return entries;
 }
 
@@ -237,6 +244,70 @@ TEST(TypeLibrary, CarriesItsIdentityAndSystemKind) {
     library->ReleaseTLibAttr(a);
 }
 
+// Every dual interface, read through ITypeInfo as a type library reader (a
+// .NET, Delphi or VB6 import, the automation marshaller) reads it: the
+// interface half of each names its declared base, and the chain ends at
+// stdole2's IDispatch. The event interface is a dispinterface on IDispatch.
+TEST(TypeLibrary, EveryDualInterfaceDerivesFromItsBaseDownToIDispatch) {
+    const std::map<std::wstring, std::wstring> kBases = {{L"IVelPhonebookControl", L"IDispatch"},
+                                                         {L"IVelPhonebookControl2", L"IVelPhonebookControl"},
+                                                         {L"IVelPhonebookControl3", L"IVelPhonebookControl2"},
+                                                         {L"IVelPhonebookControl4", L"IVelPhonebookControl3"},
+                                                         {L"IMRUList", L"IDispatch"},
+                                                         {L"IMRUList2", L"IMRUList"},
+                                                         {L"IAddressBook", L"IDispatch"},
+                                                         {L"IAddressBook2", L"IAddressBook"}};
+    com::ComPtr<ITypeLib> library;
+    ASSERT_EQ(S_OK, ::LoadTypeLibEx((BinDir() + kModuleFileName).c_str(), REGKIND_NONE, library.put()));
+    const auto name = [](ITypeInfo* info) {
+        com::UniqueBstr text;
+        info->GetDocumentation(MEMBERID_NIL, text.put(), nullptr, nullptr, nullptr);
+        return com::FromBstr(text.get());
+    };
+    // The type a type refers to as its implemented type `index`, with its attributes.
+    const auto implemented = [](ITypeInfo* info, UINT index, com::ComPtr<ITypeInfo>& out, TYPEATTR& attr) {
+        HREFTYPE ref = 0;
+        if (FAILED(info->GetRefTypeOfImplType(index, &ref)) || FAILED(info->GetRefTypeInfo(ref, out.put())))
+            return false;
+        TYPEATTR* a = nullptr;
+        if (FAILED(out->GetTypeAttr(&a))) return false;
+        attr = *a;
+        out->ReleaseTypeAttr(a);
+        return true;
+    };
+    std::map<std::wstring, std::wstring> found;
+    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+        com::ComPtr<ITypeInfo> info;
+        ASSERT_EQ(S_OK, library->GetTypeInfo(i, info.put()));
+        TYPEATTR* a = nullptr;
+        ASSERT_EQ(S_OK, info->GetTypeAttr(&a));
+        const TYPEATTR attr = *a;
+        info->ReleaseTypeAttr(a);
+        if (attr.typekind != TKIND_DISPATCH) continue;
+        com::ComPtr<ITypeInfo> half, base;
+        TYPEATTR halfAttr{}, baseAttr{};
+        if (!(attr.wTypeFlags & TYPEFLAG_FDUAL)) {
+            ASSERT_TRUE(implemented(info.get(), 0, base, baseAttr)) << Utf8(name(info.get()));
+            EXPECT_EQ(GuidText(IID_IDispatch), GuidText(baseAttr.guid)) << Utf8(name(info.get()));
+            continue;
+        }
+        ASSERT_TRUE(implemented(info.get(), UINT(-1), half, halfAttr)) << Utf8(name(info.get()));
+        EXPECT_EQ(TKIND_INTERFACE, halfAttr.typekind);
+        ASSERT_TRUE(implemented(half.get(), 0, base, baseAttr)) << Utf8(name(info.get()));
+        found[name(info.get())] = name(base.get());
+        // Down the chain: each base is the library's own dual interface, or IDispatch itself.
+        while (baseAttr.guid != IID_IDispatch) {
+            ASSERT_EQ(TKIND_INTERFACE, baseAttr.typekind) << Utf8(name(base.get()));
+            com::ComPtr<ITypeInfo> next;
+            ASSERT_TRUE(implemented(base.get(), 0, next, baseAttr)) << Utf8(name(base.get()));
+            base = std::move(next);
+        }
+        EXPECT_EQ(L"IDispatch", name(base.get()));
+        EXPECT_EQ(7u * sizeof(void*), size_t(baseAttr.cbSizeVft)) << "IDispatch's seven slots";
+    }
+    EXPECT_EQ(kBases, found);
+}
+
 // The module's exports called directly: the unload rule counts objects and
 // locks (a stray unlock counts for nothing), class objects for its classes only.
 TEST(ModuleExports, CanUnloadOnlyWhenNoObjectOrLockIsLeft) {
@@ -321,6 +392,134 @@ TEST(RegistrationFree, HostCreatesEveryClassWithNothingRegistered) {
     size_t apartment = 0;
     for (size_t at = 0; (at = text.find("threadingModel=\"Apartment\"", at)) != std::string::npos; ++at) ++apartment;
     EXPECT_EQ(4u, apartment) << text;
+}
+
+// Calls across apartments: the interfaces travel by the registered type
+// library (the automation marshaller), and the objects stay on the apartment
+// thread that made them. These cases come last: Wine 8 keeps the reference
+// to the class object it takes for the platform's own apartment thread (the
+// multithreaded client's case), which holds the module in this process.
+class Apartments : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() { ASSERT_EQ(0, testing_support::RunRegsvr32(false)); }
+
+    // Runs the body on a new thread in an apartment of the kind given while
+    // this thread serves the calls made into its own apartment.
+    static void OnThread(DWORD apartment, const std::function<void()>& body) {
+        com::UniqueHandle done(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
+        std::thread thread([&] {
+            ::CoInitializeEx(nullptr, apartment);
+            body();
+            ::CoUninitialize();
+            ::SetEvent(done.get());
+        });
+        HANDLE wait = done.get();
+        while (::MsgWaitForMultipleObjects(1, &wait, FALSE, 60000, QS_ALLINPUT) == WAIT_OBJECT_0 + 1) {
+            MSG msg;
+            while (::PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) ::DispatchMessageW(&msg);
+        }
+        thread.join();
+    }
+};
+
+// A client on a multithreaded apartment creates each object by its own
+// interface (the platform makes it on a thread of the apartment kind the
+// class is registered for and hands back a proxy) and calls it.
+TEST_F(Apartments, AMultithreadedClientCreatesAndCallsTheObjectsByTheirInterfaces) {
+    OnThread(COINIT_MULTITHREADED, [] {
+        com::ComPtr<IMRUList> mru;
+        ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_MRUList, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IMRUList),
+                                           mru.put_void()));
+        EXPECT_EQ(S_OK, mru->Initialize());
+        com::UniqueBstr text;
+        EXPECT_EQ(S_OK, mru->GetMRU(text.put()));
+        SAFEARRAY *names = nullptr, *numbers = nullptr;
+        com::UniqueBstr list(::SysAllocString(L"Ann 1;Bob 2"));
+        ASSERT_EQ(S_OK, mru->StringToLists(&names, &numbers, list.get()));
+        com::UniqueSafeArray ownNames(names), ownNumbers(numbers);
+        std::vector<std::wstring> got;
+        EXPECT_EQ(S_OK, com::ReadStringArray(names, got));
+        EXPECT_EQ((std::vector<std::wstring>{L"Ann", L"Bob"}), got);
+        EXPECT_EQ(E_INVALIDARG, mru->UpdateMRU(nullptr)) << "a result code crosses as it is";
+        com::ComPtr<IMRUList2> twin = mru.query<IMRUList2>();
+        ASSERT_TRUE(twin);
+        com::UniqueVariant lists;
+        EXPECT_EQ(S_OK, twin->TextToLists(list.get(), &lists));
+        EXPECT_EQ(VT_ARRAY | VT_VARIANT, lists.vt);
+
+        com::ComPtr<IAddressBook2> book;
+        ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_AddressBook, nullptr, CLSCTX_INPROC_SERVER,
+                                           __uuidof(IAddressBook2), book.put_void()));
+        EXPECT_EQ(S_OK, book->SelectAddressBook(1));
+        EXPECT_EQ(E_INVALIDARG, book->AddNewContacts(nullptr, nullptr));
+        com::UniqueVariant none, results;
+        EXPECT_EQ(E_INVALIDARG, book->AddContacts(none, none, &results));
+    });
+}
+
+// Objects made on this single-threaded apartment, every interface of theirs
+// put into the global interface table, taken out and called on a second
+// single-threaded apartment.
+TEST_F(Apartments, TheGlobalInterfaceTableCarriesEveryInterfaceToASecondApartment) {
+    testing_support::ComApartment apartment;
+    com::ComPtr<IGlobalInterfaceTable> table;
+    ASSERT_EQ(S_OK, ::CoCreateInstance(CLSID_StdGlobalInterfaceTable, nullptr, CLSCTX_INPROC_SERVER,
+                                       IID_IGlobalInterfaceTable, table.put_void()));
+    struct Entry {
+        const wchar_t* what;
+        IID iid;
+        DWORD cookie = 0;
+    };
+    std::vector<Entry> entries;
+    std::vector<com::ComPtr<IUnknown>> objects;
+    const auto put = [&](const wchar_t* what, REFCLSID clsid, std::initializer_list<IID> iids) {
+        com::ComPtr<IUnknown> object;
+        ASSERT_EQ(S_OK,
+                  ::CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, object.put_void()))
+            << Utf8(what);
+        for (const IID& iid : iids) {
+            com::ComPtr<IUnknown> itf;
+            ASSERT_EQ(S_OK, object->QueryInterface(iid, itf.put_void())) << Utf8(what);
+            Entry entry{what, iid};
+            ASSERT_EQ(S_OK, table->RegisterInterfaceInGlobal(itf.get(), iid, &entry.cookie))
+                << Utf8(what) << " " << Utf8(GuidText(iid));
+            entries.push_back(entry);
+        }
+        objects.push_back(object);
+    };
+    const std::initializer_list<IID> controls = {
+        __uuidof(IVelPhonebookControl), __uuidof(IVelPhonebookControl2), __uuidof(IVelPhonebookControl3),
+        __uuidof(IVelPhonebookControl4)};
+    put(L"MRUList", CLSID_MRUList, {__uuidof(IMRUList), __uuidof(IMRUList2)});
+    put(L"AddressBook", CLSID_AddressBook, {__uuidof(IAddressBook), __uuidof(IAddressBook2)});
+    put(L"VelPhonebookControl", CLSID_VelPhonebookControl, controls);
+    put(L"VelPhonebookControl2", CLSID_VelPhonebookControl2, controls);
+
+    OnThread(COINIT_APARTMENTTHREADED, [&] {
+        for (const Entry& entry : entries) {
+            const std::string what = Utf8(std::wstring(entry.what) + L" " + GuidText(entry.iid));
+            com::ComPtr<IUnknown> itf;
+            ASSERT_EQ(S_OK, table->GetInterfaceFromGlobal(entry.cookie, entry.iid, itf.put_void())) << what;
+            // One call of each interface's own (those of the bases travel by the same proxy).
+            if (entry.iid == __uuidof(IMRUList) || entry.iid == __uuidof(IMRUList2)) {
+                // Both reach the one object: its count goes on.
+                EXPECT_EQ(entry.iid == __uuidof(IMRUList) ? S_OK : S_FALSE,
+                          static_cast<IMRUList*>(itf.get())->Initialize())
+                    << what;
+            } else if (entry.iid == __uuidof(IAddressBook) || entry.iid == __uuidof(IAddressBook2)) {
+                EXPECT_EQ(S_OK, static_cast<IAddressBook*>(itf.get())->SelectAddressBook(0)) << what;
+            } else if (entry.iid == __uuidof(IVelPhonebookControl)) {
+                // A control without a window: no rows, the count in the result code.
+                EXPECT_EQ(0, static_cast<IVelPhonebookControl*>(itf.get())->GetItemCount()) << what;
+            } else {
+                long selected = 9;
+                EXPECT_EQ(S_OK, static_cast<IVelPhonebookControl2*>(itf.get())->IsOutlookAddressBookSelected(
+                                    &selected))
+                    << what;
+            }
+        }
+    });
+    for (const Entry& entry : entries) EXPECT_EQ(S_OK, table->RevokeInterfaceFromGlobal(entry.cookie));
 }
 
 }  // namespace

@@ -179,7 +179,9 @@ TEST_F(MRUListTest, ThirtyRecipientsAreKept) {
 
 TEST_F(MRUListTest, BadArgumentsAreRejected) {
     UniqueBstr text(com::AllocBstr(L"A 1"));
-    UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1));
+    // (Arrays of VARIANT are the twin's lists, not the published interface's.)
+    UniqueSafeArray numbers = Strings({L"1"}), integers(::SafeArrayCreateVector(VT_I4, 0, 1)),
+                    variants(::SafeArrayCreateVector(VT_VARIANT, 0, 1));
     SAFEARRAYBOUND bounds[2] = {{1, 0}, {1, 0}};
     UniqueSafeArray twoDimensions(::SafeArrayCreate(VT_BSTR, 2, bounds));
     BSTR out = nullptr;
@@ -189,10 +191,11 @@ TEST_F(MRUListTest, BadArgumentsAreRejected) {
                                     m_mru->StringToLists(nullptr, &array, text.get()),
                                     m_mru->StringToLists(&array, nullptr, text.get()),
                                     m_mru->StringToLists(&array, &array, nullptr)};
-    for (SAFEARRAY* wrong : {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get()})
+    for (SAFEARRAY* wrong :
+         {static_cast<SAFEARRAY*>(nullptr), integers.get(), twoDimensions.get(), variants.get()})
         results.insert(results.end(), {m_mru->ListsToString(&out, wrong, numbers.get()),
                                        m_mru->ListsToString(&out, numbers.get(), wrong)});
-    EXPECT_EQ(std::vector<HRESULT>(12, E_INVALIDARG), results);
+    EXPECT_EQ(std::vector<HRESULT>(14, E_INVALIDARG), results);
     EXPECT_TRUE(MRUSubkeys().empty()) << "nothing was written";
 }
 
@@ -216,6 +219,129 @@ TEST_F(MRUListTest, ArraysInAndOut) {
     ASSERT_EQ(S_OK, m_mru->StringToLists(names.put(), numbers.put(), UniqueBstr(com::AllocBstr(L"")).get()));
     ASSERT_TRUE(names.get() && numbers.get()) << "no recipients is an empty array, not a missing one";
     EXPECT_TRUE(Read(names.get(), numbers.get()).empty());
+}
+
+// A list as a script passes it: a VARIANT holding a one-dimensional array
+// with the lower bound given, of VARIANT (each element a BSTR, or a number
+// for "#n") or of BSTR elements.
+struct ScriptList {
+    VARTYPE element;
+    LONG lower;
+    Texts texts;
+};
+void MakeList(const ScriptList& list, VARIANT* out) {
+    SAFEARRAYBOUND bound{ULONG(list.texts.size()), list.lower};
+    SAFEARRAY* array = ::SafeArrayCreate(list.element, 1, &bound);
+    ASSERT_TRUE(array);
+    out->vt = VT_ARRAY | list.element;
+    out->parray = array;
+    // Through the data, not SafeArrayPutElement: its index check overflows
+    // for an array that ends at the largest index.
+    void* data = nullptr;
+    ASSERT_EQ(S_OK, ::SafeArrayAccessData(array, &data));
+    for (size_t i = 0; i < list.texts.size(); ++i) {
+        const std::wstring& text = list.texts[i];
+        if (list.element == VT_BSTR) {
+            static_cast<BSTR*>(data)[i] = com::AllocBstr(text);
+        } else if (list.element == VT_VARIANT && text.rfind(L"#", 0) == 0) {
+            static_cast<VARIANT*>(data)[i].vt = VT_I4;
+            static_cast<VARIANT*>(data)[i].lVal = std::stol(text.substr(1));
+        } else if (list.element == VT_VARIANT && !text.empty()) {
+            static_cast<VARIANT*>(data)[i].vt = VT_BSTR;
+            static_cast<VARIANT*>(data)[i].bstrVal = com::AllocBstr(text);
+        }
+    }
+    ::SafeArrayUnaccessData(array);
+}
+
+// The script-friendly twin through IDispatch by name, as a late-bound client
+// (PowerShell, VBA, .NET dynamic) calls it: lists of either element type and
+// of any bounds in, the text out; lists that do not cover the same indexes
+// are refused, not paired.
+TEST_F(MRUListTest, TheTwinTakesScriptListsOfAnyBounds) {
+    const auto dispatch = m_mru.query<IDispatch>();
+    const auto call = [&](const wchar_t* method, std::vector<VARIANT*> args, VARIANT* result) {
+        DISPID id = 0;
+        LPOLESTR name = const_cast<LPOLESTR>(method);
+        HRESULT hr = dispatch->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id);
+        if (FAILED(hr)) return hr;
+        std::vector<VARIANT> reversed;  // DISPPARAMS hold the arguments last first
+        for (auto it = args.rbegin(); it != args.rend(); ++it) reversed.push_back(**it);
+        DISPPARAMS params{reversed.data(), nullptr, UINT(reversed.size()), 0};
+        EXCEPINFO info{};
+        hr = dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, result, &info,
+                              nullptr);
+        ::SysFreeString(info.bstrSource), ::SysFreeString(info.bstrDescription),
+            ::SysFreeString(info.bstrHelpFile);
+        return hr == DISP_E_EXCEPTION ? info.scode : hr;
+    };
+    struct Case {
+        ScriptList names, numbers;
+        HRESULT hr;
+        std::wstring text;
+    };
+    constexpr LONG kMin = LONG(0x80000000), kMax = 0x7FFFFFFF;
+    const Case cases[] = {
+        {{VT_VARIANT, 0, {L"Ann", L"", L"Bob"}}, {VT_VARIANT, 0, {L"1", L"2", L"3"}}, S_OK, L"Ann 1;2;Bob 3"},
+        {{VT_VARIANT, 1, {L"Ann"}},
+         {VT_BSTR, 1, {L"#5550100"}},
+         S_OK,
+         L"Ann #5550100"},  // BSTR elements stay text
+        {{VT_BSTR, 1, {L"Ann", L"Bob"}}, {VT_VARIANT, 1, {L"#5550100", L""}}, S_OK, L"Ann 5550100"},
+        {{VT_VARIANT, kMin, {L"A", L"B"}}, {VT_VARIANT, kMin, {L"1", L"2"}}, S_OK, L"A 1;B 2"},
+        {{VT_VARIANT, kMax - 1, {L"A", L"B"}}, {VT_VARIANT, kMax - 1, {L"1", L"2"}}, S_OK, L"A 1;B 2"},
+        {{VT_VARIANT, 7, {}}, {VT_BSTR, 7, {}}, S_OK, L""},
+        {{VT_VARIANT, 0, {L"A", L"B"}}, {VT_VARIANT, 1, {L"1", L"2"}}, E_INVALIDARG, L""},
+        {{VT_VARIANT, kMin, {L"A"}}, {VT_VARIANT, kMax, {L"1"}}, E_INVALIDARG, L""},
+        {{VT_VARIANT, 0, {L"A", L"B"}}, {VT_VARIANT, 0, {L"1"}}, E_INVALIDARG, L""},
+        {{VT_I4, 0, {L"#1"}}, {VT_VARIANT, 0, {L"1"}}, E_INVALIDARG, L""},
+    };
+    for (const Case& c : cases) {
+        com::UniqueVariant names, numbers, text;
+        MakeList(c.names, &names);
+        MakeList(c.numbers, &numbers);
+        EXPECT_EQ(c.hr, call(L"ListsToText", {&names, &numbers}, &text))
+            << testing::PrintToString(c.names.texts) << " from " << c.names.lower;
+        if (c.hr == S_OK) EXPECT_TRUE(text.vt == VT_BSTR && com::FromBstr(text.bstrVal) == c.text);
+    }
+
+    // A variable passed by reference (as VBScript passes one) reads alike;
+    // no array at all is refused.
+    com::UniqueVariant names, numbers, text, byReference;
+    MakeList({VT_VARIANT, 0, {L"Ann"}}, &names);
+    MakeList({VT_VARIANT, 0, {L"1"}}, &numbers);
+    byReference.vt = VT_BYREF | VT_VARIANT;
+    byReference.pvarVal = &names;
+    EXPECT_EQ(S_OK, call(L"ListsToText", {&byReference, &numbers}, &text));
+    EXPECT_EQ(L"Ann 1", com::FromBstr(text.bstrVal));
+    com::UniqueVariant number;
+    number.vt = VT_I4;
+    EXPECT_EQ(E_INVALIDARG, call(L"ListsToText", {&number, &numbers}, text.put()));
+
+    // Text to lists: one array of two, names then numbers, all from 0; the
+    // published and the twin's reading of the store agree.
+    ASSERT_EQ(S_OK, Update(L"Ann 1;Bob 2"));
+    com::UniqueVariant listText, lists, mru;
+    listText.vt = VT_BSTR;
+    listText.bstrVal = com::AllocBstr(L"Ann 1; 42;Nobody");
+    ASSERT_EQ(S_OK, call(L"TextToLists", {&listText}, &lists));
+    ASSERT_EQ(VT_ARRAY | VT_VARIANT, lists.vt);
+    LONG lower = -1, upper = -1;
+    ::SafeArrayGetLBound(lists.parray, 1, &lower), ::SafeArrayGetUBound(lists.parray, 1, &upper);
+    ASSERT_EQ(std::pair(0L, 1L), std::pair(lower, upper));
+    const auto* pair = static_cast<const VARIANT*>(lists.parray->pvData);
+    Texts halves[2];
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(VT_ARRAY | VT_VARIANT, pair[i].vt);
+        ::SafeArrayGetLBound(pair[i].parray, 1, &lower);
+        EXPECT_EQ(0, lower);
+        EXPECT_EQ(S_OK, com::ReadStringArray(pair[i].parray, halves[i], com::ArrayElements::BstrOrVariant));
+    }
+    EXPECT_EQ((Texts{L"Ann", L"", L"1", L"42"}),
+              (Texts{halves[0][0], halves[0][1], halves[1][0], halves[1][1]}));
+    ASSERT_EQ(S_OK, call(L"ReadMRU", {}, &mru));
+    EXPECT_EQ(GetMRU(), com::FromBstr(mru.bstrVal));
+    EXPECT_EQ(L"Bob 2;Ann 1", com::FromBstr(mru.bstrVal));
 }
 
 // On a thread with a 256 KB stack (smaller than any host's): a long piece, a

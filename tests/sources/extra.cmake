@@ -8,9 +8,9 @@ add_custom_command(
     COMMAND ${WIDL_EXECUTABLE} -I${WINE_IDL_DIR} -L${WINE_TLB_DIR}
             -h -H ${OUTLOOK_GEN}/standin_outlook_h.h -t -T ${OUTLOOK_GEN}/standin_outlook.tlb
             ${OUTLOOK_FAKE}/standin_outlook.idl
-    COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/cmake/fix_tlb_libid.py ${OUTLOOK_GEN}/standin_outlook.tlb
+    COMMAND ${Python3_EXECUTABLE} ${CMAKE_SOURCE_DIR}/cmake/check_tlb.py ${OUTLOOK_GEN}/standin_outlook.tlb
             ${OUTLOOK_FAKE}/standin_outlook.idl
-    DEPENDS ${OUTLOOK_FAKE}/standin_outlook.idl ${CMAKE_SOURCE_DIR}/cmake/fix_tlb_libid.py
+    DEPENDS ${OUTLOOK_FAKE}/standin_outlook.idl ${CMAKE_SOURCE_DIR}/cmake/check_tlb.py
     COMMENT "Compiling the Outlook stand-in's type library"
     VERBATIM)
 add_executable(standin_outlook ${OUTLOOK_FAKE}/standin_outlook.cpp ${OUTLOOK_FAKE}/standin_outlook.rc

@@ -136,6 +136,8 @@ public:
         MESSAGE_HANDLER(WM_SIZE, OnSize)
         MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
         MESSAGE_HANDLER(WM_DESTROY, OnDestroyNote)
+        MESSAGE_HANDLER(WM_SYSCOLORCHANGE, OnColoursChanged)
+        MESSAGE_HANDLER(WM_SETTINGCHANGE, OnColoursChanged)
         NOTIFY_HANDLER(IDC_LIST, LVN_KEYDOWN, OnListKeyDown)
     END_MSG_MAP()
 
@@ -216,7 +218,25 @@ protected:
     // note to its list (AttachNote), answers ShownRecordCount() (the records
     // read, whatever the list filters) and leaves the buttons that cannot
     // work disabled while BookUsable() is false.
-    void AttachNote() { m_note.Attach(this->GetDlgItem(IDC_LIST)); }
+    void AttachNote() {
+        m_note.Attach(this->GetDlgItem(IDC_LIST));
+        RefreshListColours();
+    }
+    // The list in the system's colours of now (a high-contrast scheme chosen
+    // before or while the control is shown): the common controls keep the
+    // colours they read at their start until told, and a list keeps the
+    // background it was created with.
+    void RefreshListColours() {
+        if (!HasList()) return;
+        const HWND list = List().hwnd();
+        ::SendMessageW(list, WM_SYSCOLORCHANGE, 0, 0);
+        if (const HWND header = reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0)))
+            ::SendMessageW(header, WM_SYSCOLORCHANGE, 0, 0);
+        ::SendMessageW(list, LVM_SETBKCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOW)));
+        ::SendMessageW(list, LVM_SETTEXTBKCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOW)));
+        ::SendMessageW(list, LVM_SETTEXTCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOWTEXT)));
+        ::RedrawWindow(this->m_hWnd, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+    }
     void NoteBookOpened(HRESULT hr) {
         m_openError = hr;
         m_readError = S_OK;
@@ -317,6 +337,13 @@ private:
             item.state = checks ? INDEXTOSTATEIMAGEMASK(2) : LVIS_SELECTED;
             ::SendMessageW(List().hwnd(), LVM_SETITEMSTATE, WPARAM(row), reinterpret_cast<LPARAM>(&item));
         }
+    }
+
+    // A host passes these on to its children as the platform asks of it.
+    LRESULT OnColoursChanged(UINT message, WPARAM, LPARAM, BOOL& handled) {
+        handled = FALSE;
+        if (message == WM_SYSCOLORCHANGE || ::IsWindowVisible(this->m_hWnd)) RefreshListColours();
+        return 0;
     }
 
     LRESULT OnDestroyNote(UINT, WPARAM, LPARAM, BOOL& handled) {

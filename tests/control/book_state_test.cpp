@@ -4,12 +4,15 @@
 // look in high contrast. Wine has neither Outlook nor (without the stand-in)
 // a Windows address book, which is exactly the machine meant.
 #include "support/control_host.h"
+#include "high_contrast_standin.h"
 #include "support/wab_fixture.h"
 #include "ui_harness.h"
 
 #include "com/unique_any.h"
 
 #include <algorithm>
+#include <memory>
+#include <set>
 #include <vector>
 
 using namespace control_test;
@@ -117,7 +120,7 @@ protected:
 TEST_P(BookStateTest, AMissingBookSaysWhyTheListIsEmptyAndItsButtonsWait) {
     ASSERT_NO_FATAL_FAILURE(Host({}));
     EXPECT_EQ(State(), BookEmpty);
-    EXPECT_TRUE(ShowsNote(List(), kEmptyNote));
+    EXPECT_TRUE(PumpUntil([&] { return ShowsNote(List(), kEmptyNote); }, 2000));
     ASSERT_EQ(testing_support::RegisterStandIn(true), 0);  // the Windows book gone
     struct Missing {
         LONG book;
@@ -320,5 +323,88 @@ TEST_F(AddToBook, AFailedStoreIsReportedAndTheDialogKeepsWhatWasTyped) {
     EXPECT_EQ(typed, L"Ann Typed") << "the dialog stayed open with the text";
     EXPECT_EQ(BookNames(), (std::vector<std::wstring>{L"Ann"}));
 }
+
+// ---------------------------------------------------------------------------
+// High contrast: the lists, the star, the note, the skinned box and the
+// cover in the system's colours, without shadow or translucency.
+
+class HighContrast : public HostedEach {
+protected:
+    void SetUp() override {
+        HostedEach::SetUp();
+        m_module.reset(::LoadLibraryW(testing_support::kModuleFileName));
+        m_contrast = std::make_unique<HighContrastStandIn>(m_module.get());
+        ASSERT_TRUE(m_contrast->active());
+    }
+    void TearDown() override {
+        HostedEach::TearDown();
+        m_contrast.reset();
+    }
+    static COLORREF Pixel(HWND window, POINT at) {
+        const HDC dc = ::GetDC(window);
+        const COLORREF colour = ::GetPixel(dc, at.x, at.y);
+        ::ReleaseDC(window, dc);
+        return colour;
+    }
+    com::UniqueModule m_module;
+    std::unique_ptr<HighContrastStandIn> m_contrast;
+};
+
+TEST_P(HighContrast, TheControlAndItsBoxDrawWithTheSystemsColours) {
+    ASSERT_NO_FATAL_FAILURE(Host({}));
+    EXPECT_TRUE(PumpUntil([&] { return ShowsNote(List(), kEmptyNote); }, 2000)) << "the note in the scheme's grey";
+    WriteBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}});
+    ASSERT_TRUE(WaitForRows({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
+    ::SetFocus(m_host->item(kAdd));
+    Select(0);
+    if (Second()) SetCheck(0, true);
+    ::RedrawWindow(List(), nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_UPDATENOW);
+    RECT client{};
+    ::GetClientRect(List(), &client);
+    EXPECT_EQ(Pixel(List(), {client.right - 4, client.bottom - 4}), ::GetSysColor(COLOR_WINDOW)) << "the background";
+    if (Second()) {
+        // The selected row without the focus: the highlight, not a blend.
+        RECT row{LVIR_BOUNDS};
+        ListView_GetItemRect(List(), 0, &row, LVIR_BOUNDS);
+        RECT name{};
+        ListView_GetSubItemRect(List(), 0, 1, LVIR_BOUNDS, &name);
+        EXPECT_EQ(Pixel(List(), {name.right - 3, row.top + 2}), ::GetSysColor(COLOR_HIGHLIGHT));
+        // The star of the row below: only the window's and the text's colours.
+        RECT star{};
+        ListView_GetSubItemRect(List(), 1, 3, LVIR_BOUNDS, &star);
+        std::set<COLORREF> colours;
+        for (int y = star.top + 1; y < star.bottom - 1; ++y)
+            for (int x = star.left + 1; x < star.right - 1; ++x) colours.insert(Pixel(List(), {x, y}));
+        EXPECT_EQ(colours, (std::set<COLORREF>{::GetSysColor(COLOR_WINDOW), ::GetSysColor(COLOR_WINDOWTEXT)}));
+
+        // The question before deleting: its text in the button text colour,
+        // no shadow, and a see-through hatched cover instead of a translucent one.
+        std::set<COLORREF> text;
+        bool shadow = true;
+        BYTE alpha = 0;
+        DWORD flags = 0;
+        ui_test::ModalScript script({[&] { return !Dialogs().empty(); }, ui_test::Do([&] {
+                                         const HWND box = Dialogs()[0];
+                                         ::RedrawWindow(box, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
+                                         RECT inside{};
+                                         ::GetClientRect(box, &inside);
+                                         for (int y = 20; y < 60; ++y)
+                                             for (int x = 20; x < inside.right / 2; ++x) text.insert(Pixel(box, {x, y}));
+                                         const HWND shade = ui_test::FindShadow();
+                                         shadow = shade && ::IsWindowVisible(shade);
+                                         COLORREF key = 0;
+                                         ::GetLayeredWindowAttributes(ui_test::FindShader(), &key, &alpha, &flags);
+                                     }),
+                                     ui_test::CloseDialog()});
+        Press(kRemove);
+        EXPECT_TRUE(script.Finished());
+        EXPECT_TRUE(text.count(::GetSysColor(COLOR_BTNTEXT))) << "the question's text";
+        EXPECT_FALSE(text.count(RGB(85, 85, 85))) << "not the dialogs' own grey";
+        EXPECT_FALSE(shadow);
+        EXPECT_EQ(flags, DWORD(LWA_COLORKEY));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Classes, HighContrast, testing::Values(kFirstOnRecent, kSecondOnRecent), SetupName);
 
 }  // namespace

@@ -7,7 +7,9 @@
 
 namespace control {
 
-bool IsAddressBookLibrarySource(const IAB* source) noexcept { return dynamic_cast<const CWAB5*>(source) != nullptr; }
+bool IsAddressBookLibrarySource(const IAB* source) noexcept {
+    return dynamic_cast<const CWAB5*>(source) != nullptr;
+}
 
 HRESULT ProbeWindowsAddressBook(bool vistaOrLater) {
     const std::wstring path = CWAB5::LocateLibrary(vistaOrLater);

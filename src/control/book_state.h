@@ -4,7 +4,6 @@
 
 #include <windows.h>
 
-
 class IAB;
 
 namespace control {

@@ -52,7 +52,8 @@ LRESULT CListNote::OnPaint(UINT message, WPARAM wParam, LPARAM lParam, BOOL&) {
         ::MapWindowPoints(nullptr, m_hWnd, reinterpret_cast<POINT*>(&headerRect), 2);
         ::ExcludeClipRect(dc, headerRect.left, headerRect.top, headerRect.right, headerRect.bottom);
     }
-    const HGDIOBJ oldFont = ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(::SendMessageW(m_hWnd, WM_GETFONT, 0, 0)));
+    const HGDIOBJ oldFont =
+        ::SelectObject(dc, reinterpret_cast<HGDIOBJ>(::SendMessageW(m_hWnd, WM_GETFONT, 0, 0)));
     const int oldMode = ::SetBkMode(dc, TRANSPARENT);
     const COLORREF oldColour = ::SetTextColor(dc, ::GetSysColor(COLOR_GRAYTEXT));
     ::DrawTextW(dc, m_text.c_str(), int(m_text.size()), &rect, Format());

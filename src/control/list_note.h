@@ -22,8 +22,8 @@ public:
     RECT TextRect() const;
 
     BEGIN_MSG_MAP(CListNote)
-        MESSAGE_HANDLER(WM_PAINT, OnPaint)
-        MESSAGE_HANDLER(WM_SIZE, OnSize)
+    MESSAGE_HANDLER(WM_PAINT, OnPaint)
+    MESSAGE_HANDLER(WM_SIZE, OnSize)
     END_MSG_MAP()
 
 private:

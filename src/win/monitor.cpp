@@ -17,8 +17,9 @@ RECT FitRectInto(const RECT& rect, const RECT& area) noexcept {
 }
 
 RECT WorkAreaOf(HWND window) noexcept {
-    const HMONITOR monitor = window && ::IsWindow(window) ? ::MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST)
-                                                          : ::MonitorFromPoint(POINT{0, 0}, MONITOR_DEFAULTTOPRIMARY);
+    const HMONITOR monitor = window && ::IsWindow(window)
+                                 ? ::MonitorFromWindow(window, MONITOR_DEFAULTTONEAREST)
+                                 : ::MonitorFromPoint(POINT{0, 0}, MONITOR_DEFAULTTOPRIMARY);
     MONITORINFO info{};
     info.cbSize = sizeof(info);
     if (monitor && ::GetMonitorInfoW(monitor, &info)) return info.rcWork;
@@ -32,7 +33,8 @@ void KeepInWorkArea(HWND window, HWND onMonitorOf) noexcept {
     if (!::GetWindowRect(window, &rect)) return;
     const RECT fitted = FitRectInto(rect, WorkAreaOf(onMonitorOf ? onMonitorOf : window));
     if (fitted.left != rect.left || fitted.top != rect.top)
-        ::SetWindowPos(window, nullptr, fitted.left, fitted.top, 0, 0, SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
+        ::SetWindowPos(window, nullptr, fitted.left, fitted.top, 0, 0,
+                       SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 namespace {

@@ -3,8 +3,8 @@
 // wait; where their questions and dialogs open; the list's keys; and how they
 // look in high contrast. Wine has neither Outlook nor (without the stand-in)
 // a Windows address book, which is exactly the machine meant.
-#include "support/control_host.h"
 #include "high_contrast_standin.h"
+#include "support/control_host.h"
 #include "support/wab_fixture.h"
 #include "ui_harness.h"
 
@@ -26,8 +26,8 @@ constexpr int kAdd = 203, kRemove = 202, kEdit = 208;
 
 std::wstring PlatformText(HRESULT hr) {
     wchar_t text[512] = {};
-    ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, DWORD(hr), 0, text, 512,
-                     nullptr);
+    ::FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, DWORD(hr), 0, text,
+                     512, nullptr);
     std::wstring message = text;
     while (!message.empty() && (message.back() == L'\n' || message.back() == L'\r' || message.back() == L' '))
         message.pop_back();
@@ -60,7 +60,8 @@ Pixels Capture(HWND window, const RECT& rect, const std::wstring* note = nullptr
         ::SelectObject(memory, reinterpret_cast<HGDIOBJ>(::SendMessageW(window, WM_GETFONT, 0, 0)));
         ::SetBkMode(memory, TRANSPARENT);
         ::SetTextColor(memory, ::GetSysColor(COLOR_GRAYTEXT));
-        ::DrawTextW(memory, note->c_str(), int(note->size()), &text, DT_CENTER | DT_WORDBREAK | DT_NOPREFIX | DT_TOP);
+        ::DrawTextW(memory, note->c_str(), int(note->size()), &text,
+                    DT_CENTER | DT_WORDBREAK | DT_NOPREFIX | DT_TOP);
     }
     Pixels pixels;
     RECT header{};
@@ -87,13 +88,16 @@ bool ShowsNote(HWND list, const std::wstring& note) {
 // The visible dialog boxes of this thread, the newest first.
 std::vector<HWND> Dialogs() {
     std::vector<HWND> found;
-    ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND hwnd, LPARAM list) WINAPI -> BOOL {
-        wchar_t name[16] = {};
-        ::GetClassNameW(hwnd, name, 16);
-        if (std::wstring(name) == L"#32770" && ::IsWindowVisible(hwnd))
-            reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
-        return TRUE;
-    }, reinterpret_cast<LPARAM>(&found));
+    ::EnumThreadWindows(
+        ::GetCurrentThreadId(),
+        [](HWND hwnd, LPARAM list) WINAPI -> BOOL {
+            wchar_t name[16] = {};
+            ::GetClassNameW(hwnd, name, 16);
+            if (std::wstring(name) == L"#32770" && ::IsWindowVisible(hwnd))
+                reinterpret_cast<std::vector<HWND>*>(list)->push_back(hwnd);
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&found));
     return found;
 }
 
@@ -110,7 +114,9 @@ protected:
         return HRESULT(error);
     }
     bool Enabled(int id) const { return ::IsWindowEnabled(m_host->item(id)) != FALSE; }
-    std::vector<int> Buttons() const { return Second() ? std::vector<int>{kAdd, kRemove} : std::vector<int>{kAdd, kEdit, kRemove}; }
+    std::vector<int> Buttons() const {
+        return Second() ? std::vector<int>{kAdd, kRemove} : std::vector<int>{kAdd, kEdit, kRemove};
+    }
 };
 
 // Outlook and the Windows book missing: each says so in the list, through
@@ -175,8 +181,10 @@ TEST_P(ListKeys, EditRemoveAndMarkAll) {
         ::SetKeyboardState(state);
     };
     // Ctrl+A: one event per row that changes, none for a row already marked.
-    if (Second()) SetCheck(1, true);
-    else Select(1);
+    if (Second())
+        SetCheck(1, true);
+    else
+        Select(1);
     TakeEvents();
     ctrlA();
     EXPECT_EQ(m_control->GetSelItemCount(), 3);
@@ -198,8 +206,9 @@ TEST_P(ListKeys, EditRemoveAndMarkAll) {
     ListView_SetItemState(List(), 2, LVIS_FOCUSED, LVIS_FOCUSED);
     if (Second()) {
         std::wstring shown;
-        ui_test::ModalScript script({[&] { return !Dialogs().empty(); },
-                                     ui_test::Do([&] { shown = ui_test::WindowText(::GetDlgItem(Dialogs()[0], 213)); }),
+        ui_test::ModalScript script({[&] { return !Dialogs().empty(); }, ui_test::Do([&] {
+                                         shown = ui_test::WindowText(::GetDlgItem(Dialogs()[0], 213));
+                                     }),
                                      ui_test::CloseDialog()});
         PressKey(List(), VK_F2);
         EXPECT_TRUE(script.Finished());
@@ -231,8 +240,10 @@ class Placement : public HostedEach {};
 
 TEST_P(Placement, TheRemoveQuestionAndTheEntryDialogStayInTheWorkArea) {
     ASSERT_NO_FATAL_FAILURE(Host({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
-    if (Second()) SetCheck(0, true);
-    else Select(0);
+    if (Second())
+        SetCheck(0, true);
+    else
+        Select(0);
     const POINT corners[] = {{-300, 200}, {-2000, -1500}, {1100, 880}};
     for (const POINT at : corners) {
         SCOPED_TRACE(std::to_string(at.x) + "," + std::to_string(at.y));
@@ -244,8 +255,9 @@ TEST_P(Placement, TheRemoveQuestionAndTheEntryDialogStayInTheWorkArea) {
         const auto look = ui_test::Do([&] { seen.push_back(ui_test::WindowRect(Dialogs()[0])); });
         const std::vector<int> opens = Second() ? std::vector<int>{kRemove, kAdd} : std::vector<int>{kRemove};
         for (int id : opens) {
-            ui_test::ModalScript script({[&] { return !Dialogs().empty(); }, look,
-                                         ui_test::Do([&] { ::PostMessageW(Dialogs()[0], WM_COMMAND, IDCANCEL, 0); })});
+            ui_test::ModalScript script({[&] { return !Dialogs().empty(); }, look, ui_test::Do([&] {
+                                             ::PostMessageW(Dialogs()[0], WM_COMMAND, IDCANCEL, 0);
+                                         })});
             Press(id);
             EXPECT_TRUE(script.Finished()) << id;
         }
@@ -253,8 +265,8 @@ TEST_P(Placement, TheRemoveQuestionAndTheEntryDialogStayInTheWorkArea) {
         for (const RECT& rect : seen) {
             RECT inside{};
             ::IntersectRect(&inside, &rect, &monitor.rcWork);
-            EXPECT_TRUE(::EqualRect(&inside, &rect)) << rect.left << "," << rect.top << " " << rect.right << ","
-                                                     << rect.bottom;
+            EXPECT_TRUE(::EqualRect(&inside, &rect))
+                << rect.left << "," << rect.top << " " << rect.right << "," << rect.bottom;
         }
     }
     EXPECT_EQ(ItemCount(), 2);
@@ -338,7 +350,8 @@ protected:
 
 TEST_P(HighContrast, TheControlAndItsBoxDrawWithTheSystemsColours) {
     ASSERT_NO_FATAL_FAILURE(Host({}));
-    EXPECT_TRUE(PumpUntil([&] { return ShowsNote(List(), kEmptyNote); }, 2000)) << "the note in the scheme's grey";
+    EXPECT_TRUE(PumpUntil([&] { return ShowsNote(List(), kEmptyNote); }, 2000))
+        << "the note in the scheme's grey";
     WriteBook({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}});
     ASSERT_TRUE(WaitForRows({{L"Ann", L"111-222"}, {L"Ben", L"333-444"}}));
     ::SetFocus(m_host->item(kAdd));
@@ -347,7 +360,8 @@ TEST_P(HighContrast, TheControlAndItsBoxDrawWithTheSystemsColours) {
     ::RedrawWindow(List(), nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_UPDATENOW);
     RECT client{};
     ::GetClientRect(List(), &client);
-    EXPECT_EQ(Pixel(List(), {client.right - 4, client.bottom - 4}), ::GetSysColor(COLOR_WINDOW)) << "the background";
+    EXPECT_EQ(Pixel(List(), {client.right - 4, client.bottom - 4}), ::GetSysColor(COLOR_WINDOW))
+        << "the background";
     if (Second()) {
         // The selected row without the focus: the highlight, not a blend.
         RECT row{LVIR_BOUNDS};
@@ -361,7 +375,8 @@ TEST_P(HighContrast, TheControlAndItsBoxDrawWithTheSystemsColours) {
         std::set<COLORREF> colours;
         for (int y = star.top + 1; y < star.bottom - 1; ++y)
             for (int x = star.left + 1; x < star.right - 1; ++x) colours.insert(Pixel(List(), {x, y}));
-        EXPECT_EQ(colours, (std::set<COLORREF>{::GetSysColor(COLOR_WINDOW), ::GetSysColor(COLOR_WINDOWTEXT)}));
+        EXPECT_EQ(colours,
+                  (std::set<COLORREF>{::GetSysColor(COLOR_WINDOW), ::GetSysColor(COLOR_WINDOWTEXT)}));
 
         // The question before deleting: its text in the button text colour,
         // no shadow, and a see-through hatched cover instead of a translucent one.
@@ -369,19 +384,20 @@ TEST_P(HighContrast, TheControlAndItsBoxDrawWithTheSystemsColours) {
         bool shadow = true;
         BYTE alpha = 0;
         DWORD flags = 0;
-        ui_test::ModalScript script({[&] { return !Dialogs().empty(); }, ui_test::Do([&] {
-                                         const HWND box = Dialogs()[0];
-                                         ::RedrawWindow(box, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
-                                         RECT inside{};
-                                         ::GetClientRect(box, &inside);
-                                         for (int y = 20; y < 60; ++y)
-                                             for (int x = 20; x < inside.right / 2; ++x) text.insert(Pixel(box, {x, y}));
-                                         const HWND shade = ui_test::FindShadow();
-                                         shadow = shade && ::IsWindowVisible(shade);
-                                         COLORREF key = 0;
-                                         ::GetLayeredWindowAttributes(ui_test::FindShader(), &key, &alpha, &flags);
-                                     }),
-                                     ui_test::CloseDialog()});
+        ui_test::ModalScript script(
+            {[&] { return !Dialogs().empty(); }, ui_test::Do([&] {
+                 const HWND box = Dialogs()[0];
+                 ::RedrawWindow(box, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW);
+                 RECT inside{};
+                 ::GetClientRect(box, &inside);
+                 for (int y = 20; y < 60; ++y)
+                     for (int x = 20; x < inside.right / 2; ++x) text.insert(Pixel(box, {x, y}));
+                 const HWND shade = ui_test::FindShadow();
+                 shadow = shade && ::IsWindowVisible(shade);
+                 COLORREF key = 0;
+                 ::GetLayeredWindowAttributes(ui_test::FindShader(), &key, &alpha, &flags);
+             }),
+             ui_test::CloseDialog()});
         Press(kRemove);
         EXPECT_TRUE(script.Finished());
         EXPECT_TRUE(text.count(::GetSysColor(COLOR_BTNTEXT))) << "the question's text";

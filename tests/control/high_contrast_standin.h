@@ -19,10 +19,12 @@ class HighContrastStandIn {
 public:
     // The scheme: black background, white text, cyan selection, green grey
     // text and yellow buttons' text, so that each colour tells its role.
-    static constexpr int kElements[] = {COLOR_WINDOW,    COLOR_WINDOWTEXT, COLOR_HIGHLIGHT, COLOR_HIGHLIGHTTEXT,
-                                        COLOR_GRAYTEXT,  COLOR_BTNFACE,    COLOR_BTNTEXT,   COLOR_3DFACE};
-    static constexpr COLORREF kScheme[] = {RGB(0, 0, 0),    RGB(255, 255, 255), RGB(0, 255, 255), RGB(0, 0, 0),
-                                           RGB(0, 255, 0), RGB(0, 0, 0),       RGB(255, 255, 0), RGB(0, 0, 0)};
+    static constexpr int kElements[] = {COLOR_WINDOW,        COLOR_WINDOWTEXT, COLOR_HIGHLIGHT,
+                                        COLOR_HIGHLIGHTTEXT, COLOR_GRAYTEXT,   COLOR_BTNFACE,
+                                        COLOR_BTNTEXT,       COLOR_3DFACE};
+    static constexpr COLORREF kScheme[] = {RGB(0, 0, 0),     RGB(255, 255, 255), RGB(0, 255, 255),
+                                           RGB(0, 0, 0),     RGB(0, 255, 0),     RGB(0, 0, 0),
+                                           RGB(255, 255, 0), RGB(0, 0, 0)};
 
     explicit HighContrastStandIn(HMODULE module) {
         for (int element : kElements) m_saved.push_back(::GetSysColor(element));
@@ -63,7 +65,8 @@ private:
             auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + entry->FirstThunk);
             for (; names->u1.AddressOfData; ++names, ++slots) {
                 if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
-                const auto* byName = reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
+                const auto* byName =
+                    reinterpret_cast<const IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
                 if (std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0)
                     return reinterpret_cast<void**>(&slots->u1.Function);
             }

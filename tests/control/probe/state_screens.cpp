@@ -11,8 +11,8 @@
 #include "support/control_host.h"
 #include "support/wab_fixture.h"
 
-#include <windows.h>
 #include <commctrl.h>
+#include <windows.h>
 
 #include <cstdio>
 #include <memory>
@@ -33,7 +33,8 @@ void SaveBitmap(HWND window, const wchar_t* path) {
     BITMAPINFOHEADER info{sizeof(info), width, height, 1, 24, BI_RGB};
     const int stride = (width * 3 + 3) & ~3;
     std::string bits(size_t(stride) * height, '\0');
-    ::GetDIBits(memory, bitmap, 0, UINT(height), bits.data(), reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS);
+    ::GetDIBits(memory, bitmap, 0, UINT(height), bits.data(), reinterpret_cast<BITMAPINFO*>(&info),
+                DIB_RGB_COLORS);
     BITMAPFILEHEADER file{0x4D42, DWORD(sizeof(BITMAPFILEHEADER) + sizeof(info) + bits.size()), 0, 0,
                           DWORD(sizeof(BITMAPFILEHEADER) + sizeof(info))};
     if (FILE* out = _wfopen(path, L"wb")) {
@@ -57,7 +58,8 @@ int wmain(int argc, wchar_t** argv) {
     {
         testing_support::DeleteUserKey(kMRUKeyPath);
         if (highContrast)
-            control_test::WriteBook({{L"Anna Berg", L"+49 30 1234"}, {L"Ben Hart", L"555-0101"}, {L"Cid Lau", L"777-12"}});
+            control_test::WriteBook(
+                {{L"Anna Berg", L"+49 30 1234"}, {L"Ben Hart", L"555-0101"}, {L"Cid Lau", L"777-12"}});
         // The Windows book: the stand-in address book taken away for the picture.
         if (book == 0) testing_support::RegisterStandIn(true);
         const HMODULE module = ::LoadLibraryW(testing_support::kModuleFileName);
@@ -68,14 +70,14 @@ int wmain(int argc, wchar_t** argv) {
         using GetControl = HRESULT(WINAPI*)(HWND, IUnknown**);
         reinterpret_cast<Init>(::GetProcAddress(atl, "AtlAxWinInit"))();
         const auto getControl = reinterpret_cast<GetControl>(::GetProcAddress(atl, "AtlAxGetControl"));
-        const HWND top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 40, 40, 700,
-                                           360, nullptr, nullptr, nullptr, nullptr);
+        const HWND top = ::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE | WS_CLIPCHILDREN, 40, 40,
+                                           700, 360, nullptr, nullptr, nullptr, nullptr);
         ::SetClassLongPtrW(top, GCLP_HBRBACKGROUND, LONG_PTR(::GetSysColorBrush(COLOR_BTNFACE)));
         com::ComPtr<IVelPhonebookControl4> controls[2];
         const wchar_t* ids[2] = {control_test::kProgId, control_test::kProgId2};
         for (int i = 0; i < 2; ++i) {
-            const HWND host = ::CreateWindowExW(0, L"AtlAxWin100", ids[i], WS_CHILD | WS_VISIBLE, 10 + i * 345, 10, 335,
-                                                340, top, nullptr, nullptr, nullptr);
+            const HWND host = ::CreateWindowExW(0, L"AtlAxWin100", ids[i], WS_CHILD | WS_VISIBLE,
+                                                10 + i * 345, 10, 335, 340, top, nullptr, nullptr, nullptr);
             com::ComPtr<IUnknown> control;
             getControl(host, control.put());
             if (control) controls[i] = control.query<IVelPhonebookControl4>();

@@ -1,7 +1,6 @@
 // The recipient entry dialog with real input over the MRU book: what can be
 // typed, what is stored and refused, the modes and the result.
 #include "ui/entry_info_dlg.h"
-#include "ui/message_box_dlg.h"
 #include "ui/edc_blend.h"
 
 #include "support/mru_fixture.h"
@@ -90,7 +89,7 @@ TEST_F(EntryDialogTest, TypingRulesAndWhenTheFirstButtonIsEnabled) {
 
 // A new pair is stored trimmed, without spaces in the number, unless the book
 // (the owner's, else the one in the settings) holds it in the same case; a
-// book that cannot be opened stores nothing (see below).
+// book that cannot be opened stores nothing (the control tests: AddToBook).
 TEST_F(EntryDialogTest, NewPairIsStoredTrimmedAndRefusedOnlyWhenTheBookHoldsItAlready) {
     MRUOwner owner;
     CRecipient ann = Recipient(L"a1", L"Ann", L"111");
@@ -121,41 +120,6 @@ TEST_F(EntryDialogTest, NewPairIsStoredTrimmedAndRefusedOnlyWhenTheBookHoldsItAl
     }
     const auto stored = Stored();
     EXPECT_EQ(std::count_if(stored.begin(), stored.end(), [](const auto& r) { return r.find(L" Bob Miller/555") != r.npos; }), 1);
-}
-
-// A book that cannot be opened stores nothing: a box says so over the
-// dialog, which stays with the text until the user cancels.
-TEST_F(EntryDialogTest, AStoreTheBookRefusesIsReportedAndTheDialogStays) {
-    // Twice: the first round loads what stays for the process (a box over a
-    // dialog), the second must give back all it takes.
-    for (int round = 0; round < 2; ++round) {
-        SetPreferredBook(kNoSuchBook);
-        CEntryInfoDlg entry(CEntryInfoDlg::ModeNew, Recipient(L"", L"Cid", L"444"), nullptr);
-        HWND box = nullptr;
-        EXPECT_EQ(Run(entry, {Do([&] { ::PostMessageW(Item(215), BM_CLICK, 0, 0); }),
-                              [&] {  // the box the dialog owns
-                                  HWND found[2] = {nullptr, dialog};
-                                  ::EnumThreadWindows(::GetCurrentThreadId(), [](HWND window, LPARAM pair) WINAPI -> BOOL {
-                                      HWND* const boxAndOwner = reinterpret_cast<HWND*>(pair);
-                                      wchar_t name[16] = {};
-                                      ::GetClassNameW(window, name, 16);
-                                      if (::GetWindow(window, GW_OWNER) == boxAndOwner[1] && ::IsWindowVisible(window) &&
-                                          std::wstring(name) == L"#32770")
-                                          boxAndOwner[0] = window;
-                                      return TRUE;
-                                  }, reinterpret_cast<LPARAM>(found));
-                                  return (box = found[0]) != nullptr;
-                              },
-                              Do([&] { ::PostMessageW(box, WM_COMMAND, IDOK, 0); }),
-                              [&] { return !::IsWindow(box) && FindDialog() == dialog; },
-                              Do([&] {
-                                  EXPECT_EQ(Text(213) + L"/" + Text(214), L"Cid/444");
-                                  ::PostMessageW(dialog, WM_CLOSE, 0, 0);
-                              })}),
-                  2);
-        EXPECT_TRUE(Stored().empty());
-        if (round == 0) baseline = CountResources();
-    }
 }
 
 // Save unchanged finds the recipient itself and stays in edit mode; Save

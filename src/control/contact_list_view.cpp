@@ -2,6 +2,8 @@
 // column kinds, and the owner-drawn rows.
 #include "control/contact_list_view.h"
 
+#include "win/high_contrast.h"
+
 #include "win/display.h"
 
 #include <cmath>
@@ -264,10 +266,14 @@ void CContactListView::DrawItem(const DRAWITEMSTRUCT& item) {
     } else if (selected && focused) {
         background = highlight;
         text = ::GetSysColor(COLOR_HIGHLIGHTTEXT);
+    } else if (selected && win::IsHighContrast()) {
+        // High contrast has no blends: the selection in the system's colours.
+        background = highlight;
+        text = ::GetSysColor(COLOR_HIGHLIGHTTEXT);
     } else if (selected) {
         // Shown always, but quieter while the list has no focus.
         background = Blend(highlight, window, 30);
-    } else if (row == m_hotRow) {
+    } else if (row == m_hotRow && !win::IsHighContrast()) {
         background = Blend(highlight, window, 12);
     }
     Fill(dc, item.rcItem, background);
@@ -303,7 +309,7 @@ void CContactListView::DrawCell(HDC dc, const RECT& cell, int row, int column, C
     }
     if (column == List().GetHeader().GetItemCount() - 1 && column >= kContactFavoriteColumn) {
         const CRecipient* record = m_owner ? m_owner->FindRecord(KeyOfItem(row)) : nullptr;
-        DrawFavoriteStar(dc, cell, record && record->favorite, enabled);
+        DrawFavoriteStar(dc, cell, record && record->favorite, enabled, text);
         return;
     }
     const std::wstring value = DisplayText(row, column);
@@ -322,7 +328,7 @@ void CContactListView::DrawCell(HDC dc, const RECT& cell, int row, int column, C
     ::DrawTextW(dc, value.c_str(), int(value.size()), &rect, format);
 }
 
-void DrawFavoriteStar(HDC dc, const RECT& cell, bool favorite, bool enabled) {
+void DrawFavoriteStar(HDC dc, const RECT& cell, bool favorite, bool enabled, COLORREF ink) {
     const int width = cell.right - cell.left;
     const int height = cell.bottom - cell.top;
     const double outer = std::min(width, height) / 2.0 - win::ScaleX(4);
@@ -336,8 +342,9 @@ void DrawFavoriteStar(HDC dc, const RECT& cell, bool favorite, bool enabled) {
         const double angle = -kPi / 2 + i * kPi / 5;
         points[i] = POINT{LONG(std::lround(cx + radius * std::cos(angle))), LONG(std::lround(cy + radius * std::sin(angle)))};
     }
-    const COLORREF gold = RGB(246, 180, 0);
-    const COLORREF edge = favorite ? RGB(196, 128, 0) : RGB(160, 160, 160);
+    const bool system = win::IsHighContrast() && ink != CLR_INVALID;
+    const COLORREF gold = system ? ink : RGB(246, 180, 0);
+    const COLORREF edge = system ? ink : favorite ? RGB(196, 128, 0) : RGB(160, 160, 160);
     const HPEN pen = ::CreatePen(PS_SOLID, std::max(1, win::ScaleX(1)), enabled ? edge : ::GetSysColor(COLOR_GRAYTEXT));
     const HBRUSH brush = favorite ? ::CreateSolidBrush(enabled ? gold : ::GetSysColor(COLOR_BTNSHADOW)) : nullptr;
     const HGDIOBJ oldPen = ::SelectObject(dc, pen);

@@ -163,6 +163,8 @@ private:
 };
 
 // Draws the favourite star (filled when set) centred in the rectangle.
-void DrawFavoriteStar(HDC dc, const RECT& cell, bool favorite, bool enabled);
+// In high contrast the star is drawn in `ink` (the row's text colour),
+// outlined, and filled with it when a favourite.
+void DrawFavoriteStar(HDC dc, const RECT& cell, bool favorite, bool enabled, COLORREF ink = CLR_INVALID);
 
 }  // namespace listview

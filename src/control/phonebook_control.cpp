@@ -5,6 +5,7 @@
 #include "localization/language.h"
 #include "localization/string_ids.h"
 #include "sources/oab.h"
+#include "win/monitor.h"
 
 #include <algorithm>
 #include <climits>
@@ -116,6 +117,7 @@ STDMETHODIMP CPhonebookControl::SelectOutlookAddressBook(LONG selected) noexcept
         const HRESULT hr = int(selected) == Kind() ? ReopenKind() : SelectKind(int(selected));
         m_readFailed = false;
         if (HasList()) ClearRows();
+        NoteBookOpened(hr);
         if (Source() && m_hWnd) {
             if (m_vista) m_list.SetHeaderCheck(false);
             PostMessage(kReloadMessage);
@@ -169,12 +171,13 @@ LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));
+    AttachNote();
     LocalizeDialog();
     SetUpList();
     // A mode the host set before the window existed shows in the header now.
     m_list.SetSortMode(7);
 
-    OpenSource();
+    NoteBookOpened(OpenSource());
     SetNotifyWindow(m_hWnd, true);
 
     ::ShowWindow(GetDlgItem(IDC_ADD), SW_SHOW);
@@ -237,7 +240,9 @@ void CPhonebookControl::Reload() {
     const ReloadClock::time_point start = ReloadClock::now();
     RecipientList current;
     // A book that cannot be read keeps the rows it showed.
-    m_readFailed = FAILED(source->LoadFaxRecipients(current));
+    const HRESULT read = source->LoadFaxRecipients(current);
+    NoteBookRead(read);
+    m_readFailed = FAILED(read);
     if (m_readFailed) return;
     const ReloadClock::time_point loaded = ReloadClock::now();
     KeyList known, removed;
@@ -341,16 +346,19 @@ void CPhonebookControl::ClearRows() {
 void CPhonebookControl::UpdateButtons() {
     if (!HasList()) return;
     const win::ListViewCtrl list = List();
-    const bool anyBook = Kind() != kMRUBook;
+    // A book that cannot be opened takes nothing: its buttons wait.
+    const bool usable = BookUsable();
+    const bool anyBook = Kind() != kMRUBook && usable;
     const int selected = list.GetSelectedCount();
     const int marked = m_list.MarkedCount();
     const int count = list.GetItemCount();
+    ::EnableWindow(GetDlgItem(IDC_ADD), usable);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_ADD), anyBook);
     ::EnableWindow(GetDlgItem(IDC_EDIT), anyBook && selected == 1);
     m_list.AllowLabelEdit(anyBook);
     ::EnableWindow(GetDlgItem(IDC_IMAGE_EDIT), anyBook && marked == 1);
-    ::EnableWindow(GetDlgItem(IDC_REMOVE), selected != 0);
-    ::EnableWindow(GetDlgItem(IDC_IMAGE_REMOVE), marked != 0);
+    ::EnableWindow(GetDlgItem(IDC_REMOVE), usable && selected != 0);
+    ::EnableWindow(GetDlgItem(IDC_IMAGE_REMOVE), usable && marked != 0);
     list.GetHeader().Enable(count > 0);
     m_list.SetHeaderCheck(count > 0 && marked == count);
 }
@@ -499,7 +507,23 @@ LRESULT CPhonebookControl::OnRemove(WORD, WORD, HWND, BOOL&) {
 int CPhonebookControl::ShowMessage(const std::wstring& text, const std::wstring& caption, UINT flags) const {
     // The platform's box reads and aligns from the right when told to.
     if (localization::IsUIRightToLeft()) flags |= MB_RTLREADING | MB_RIGHT;
-    return ::MessageBoxW(HostWindow(), text.c_str(), caption.c_str(), flags);
+    return win::MessageBoxOnMonitor(HostWindow(), text.c_str(), caption.c_str(), flags);
+}
+
+// --- The list's keys ---------------------------------------------------------
+
+// F2: the focused row's name, where the buttons would edit it.
+void CPhonebookControl::EditRowFromKeyboard(int row) {
+    if (Kind() == kMRUBook || !BookUsable()) return;
+    m_list.SetEditPosition(row, listview::kStartAfterEdit);
+    m_list.StartEdit();
+}
+
+// Delete: the question of the remove button, while that button could be pressed.
+void CPhonebookControl::RemoveFromKeyboard() {
+    if (!::IsWindowEnabled(GetDlgItem(m_list.IsCheckBoxMode() ? IDC_IMAGE_REMOVE : IDC_REMOVE))) return;
+    BOOL handled = TRUE;
+    OnRemove(IDC_REMOVE, BN_CLICKED, nullptr, handled);
 }
 
 // --- Layout and looks ----------------------------------------------------

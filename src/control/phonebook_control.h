@@ -77,6 +77,9 @@ private:
     void LogReload(size_t shown, size_t added, size_t removed, ReloadClock::duration read,
                    ReloadClock::duration update) const;
     void UpdateButtons();
+    size_t ShownRecordCount() const noexcept { return m_shown.size(); }
+    void EditRowFromKeyboard(int row);
+    void RemoveFromKeyboard();
     void ShowButtonSet(bool imageButtons);
     void Layout(int width, int height);
     std::wstring RowNumber(int number) const;

@@ -84,8 +84,7 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
         if (int(selected) == Kind() && ShownBookWorks()) return S_OK;
         // Whether the new book opened or not, the list starts empty and a
         // reload follows: a book that failed shows as an empty list.
-        if (int(selected) == Kind()) ReopenKind();
-        else SelectKind(int(selected));
+        const HRESULT hr = int(selected) == Kind() ? ReopenKind() : SelectKind(int(selected));
         m_readFailed = false;
         if (HasList()) {
             m_list.BeginUpdate();
@@ -94,6 +93,8 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
         }
         ClearRecords();
         SetMRUSelected(selected == kMRUBook);
+        // The published result stays S_OK; BookState and BookError tell.
+        NoteBookOpened(hr);
         if (m_hWnd) {
             if (m_vista) m_list.SetHeaderCheck(false);
             PostMessage(kReloadMessage);
@@ -194,11 +195,12 @@ LRESULT CPhonebookControl2::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     SetUseWindowsContacts(m_vista);
 
     m_list.Attach(GetDlgItem(IDC_LIST));
+    AttachNote();
     LocalizeDialog();
     m_list.SetUp(LoadText(IDS_COLUMN_NAME).c_str(), LoadText(IDS_COLUMN_FAX).c_str());
     List().SetText(LoadText(IDS_LIST_NAME));
 
-    OpenSource();
+    NoteBookOpened(OpenSource());
     SetNotifyWindow(m_hWnd, true);
     SetMRUSelected(Kind() == kMRUBook);
 
@@ -226,7 +228,9 @@ void CPhonebookControl2::Reload() {
     if (!source) return;
     RecipientList current;
     // A book that cannot be read keeps the rows it showed.
-    m_readFailed = FAILED(source->LoadFaxRecipients(current));
+    const HRESULT read = source->LoadFaxRecipients(current);
+    NoteBookRead(read);
+    m_readFailed = FAILED(read);
     if (m_readFailed) return;
     KeyList known = RecordKeys(), removed;
     RecipientList kept, added;
@@ -272,16 +276,16 @@ void CPhonebookControl2::SelectNewRow(ULONG_PTR key) {
     UpdateButtons();
 }
 
-// Buttons by the number of checked rows: "New" always (a book that failed
-// to open refuses the record in the dialog); "Delete" for one or more;
+// Buttons by the number of checked rows: "New" while the book can be
+// opened; "Delete" for one or more (and the book open);
 // "Add to Address Book" for exactly one, and only while the MRU list is
 // shown, since a row of an address book is in one already.
 void CPhonebookControl2::UpdateButtons() {
     if (!HasList()) return;
     const int marked = m_list.MarkedCount();
     const int count = List().GetItemCount();
-    ::EnableWindow(GetDlgItem(IDC_NEW), TRUE);
-    ::EnableWindow(GetDlgItem(IDC_DELETE), marked > 0);
+    ::EnableWindow(GetDlgItem(IDC_NEW), BookUsable());
+    ::EnableWindow(GetDlgItem(IDC_DELETE), marked > 0 && BookUsable());
     ::EnableWindow(GetDlgItem(IDC_ADD_TO_BOOK), marked == 1 && IsMRUSelected());
     List().GetHeader().Enable(count > 0);
     m_list.SetHeaderCheck(count > 0 && marked == count);
@@ -337,11 +341,24 @@ LRESULT CPhonebookControl2::OnClick(int, NMHDR* header, BOOL&) {
 }
 
 LRESULT CPhonebookControl2::OnDoubleClick(int, NMHDR* header, BOOL&) {
-    if (m_deleting) return 0;
-    const int row = reinterpret_cast<const NMITEMACTIVATE*>(header)->iItem;
-    if (row < 0) return 0;
+    OpenRow(reinterpret_cast<const NMITEMACTIVATE*>(header)->iItem);
+    return 0;
+}
+
+// F2: the focused row in the entry dialog, as a double click opens it.
+void CPhonebookControl2::EditRowFromKeyboard(int row) { OpenRow(row); }
+
+// Delete: the question of the "Delete" button, while that button could be pressed.
+void CPhonebookControl2::RemoveFromKeyboard() {
+    if (!::IsWindowEnabled(GetDlgItem(IDC_DELETE))) return;
+    BOOL handled = TRUE;
+    OnDelete(IDC_DELETE, BN_CLICKED, nullptr, handled);
+}
+
+void CPhonebookControl2::OpenRow(int row) {
+    if (m_deleting || row < 0) return;
     const CRecipient* record = CPhonebookManager2::FindRecord(ULONG_PTR(m_list.KeyOfItem(row)));
-    if (!record) return 0;
+    if (!record) return;
     const com::KeepAlive alive = KeepSelf();
     ui::CEntryInfoDlg dialog(ui::CEntryInfoDlg::ModeView, *record, this);
     // Only the MRU list's rows are edited here; the address books are
@@ -349,12 +366,11 @@ LRESULT CPhonebookControl2::OnDoubleClick(int, NMHDR* header, BOOL&) {
     dialog.SetReadOnly(Kind() != kMRUBook);
     dialog.SetSkinService(m_skin.get());
     ui::DoModalShaded(dialog, m_hWnd);
-    if (!StillShown()) return 0;
+    if (!StillShown()) return;
     // An edit was written with this window's notices suspended. The reload
     // runs from the timer, outside this notification of the list.
     ReloadSoon();
     List().Invalidate();
-    return 0;
 }
 
 // --- New, delete, add to the address book ---------------------------------

@@ -79,6 +79,11 @@ private:
     void Reload();
     void SelectNewRow(ULONG_PTR key);
     void UpdateButtons();
+    size_t ShownRecordCount() const { return RecordKeys().size(); }
+    void EditRowFromKeyboard(int row);
+    void RemoveFromKeyboard();
+    // The entry dialog for a row (a double click, F2).
+    void OpenRow(int row);
     void Layout(int width, int height);
     void FitColumns();
     int FirstMarked() const;

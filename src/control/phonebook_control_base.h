@@ -15,14 +15,19 @@
 #include "com/dispatch.h"
 #include "com/error_info.h"
 #include "com/invoke.h"
+#include "control/book_state.h"
+#include "control/control_ids.h"
+#include "control/list_note.h"
 #include "control/phonebook_event_handler.h"
 #include "core/iab.h"
+#include "core/phonebook_manager.h"
 #include "localization/language.h"
 #include "localization/localizer.h"
 #include "localization/string_ids.h"
 #include "module/VelPhonebook_h.h"
 #include "win/controls.h"
 #include "win/display.h"
+#include "win/system_message.h"
 #include "win/window_impl.h"
 
 #include <cwchar>
@@ -76,8 +81,29 @@ public:
     STDMETHODIMP put_Filter(BSTR) noexcept override { return E_NOTIMPL; }
     STDMETHODIMP get_SearchBox(VARIANT_BOOL*) noexcept override { return E_NOTIMPL; }
     STDMETHODIMP put_SearchBox(VARIANT_BOOL) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP get_BookState(PhonebookBookState*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP get_BookError(LONG*) noexcept override { return E_NOTIMPL; }
+    // The state of the book shown, as the list has read it; asked before the
+    // first reading of a book just chosen, the book is read now.
+    STDMETHODIMP get_BookState(PhonebookBookState* state) noexcept override {
+        if (!state)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        return com::Boundary([&]() -> HRESULT {
+            ReadBookNow();
+            *state = m_bookState;
+            return S_OK;
+        });
+    }
+    // The failure behind BookUnavailable (S_OK while the book can be read).
+    STDMETHODIMP get_BookError(LONG* error) noexcept override {
+        if (!error)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        return com::Boundary([&]() -> HRESULT {
+            ReadBookNow();
+            *error = LONG(m_bookError);
+            return S_OK;
+        });
+    }
 
     // What the control kit asks of the control.
     static const IID& EventInterfaceId() noexcept { return DIID_IVelPhonebookControlEvents; }
@@ -109,6 +135,10 @@ public:
         MESSAGE_HANDLER(kReloadMessage, OnReloadRequest)
         MESSAGE_HANDLER(WM_SIZE, OnSize)
         MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
+        MESSAGE_HANDLER(WM_DESTROY, OnDestroyNote)
+        MESSAGE_HANDLER(WM_SYSCOLORCHANGE, OnColoursChanged)
+        MESSAGE_HANDLER(WM_SETTINGCHANGE, OnColoursChanged)
+        NOTIFY_HANDLER(IDC_LIST, LVN_KEYDOWN, OnListKeyDown)
     END_MSG_MAP()
 
 protected:
@@ -181,6 +211,49 @@ protected:
     // away), and the control runs; then the book is opened again.
     bool ShownBookWorks() noexcept { return !this->m_hWnd || (this->Source() && !m_readFailed); }
 
+    // --- The book's state ------------------------------------------------
+    // The derived class calls NoteBookOpened with the result of every opening
+    // of a book (the window's creation, SelectOutlookAddressBook) and
+    // NoteBookRead with that of every reading in its Reload; it attaches the
+    // note to its list (AttachNote), answers ShownRecordCount() (the records
+    // read, whatever the list filters) and leaves the buttons that cannot
+    // work disabled while BookUsable() is false.
+    void AttachNote() {
+        m_note.Attach(this->GetDlgItem(IDC_LIST));
+        RefreshListColours();
+    }
+    // The list in the system's colours of now (a high-contrast scheme chosen
+    // before or while the control is shown): the common controls keep the
+    // colours they read at their start until told, and a list keeps the
+    // background it was created with.
+    void RefreshListColours() {
+        if (!HasList()) return;
+        const HWND list = List().hwnd();
+        ::SendMessageW(list, WM_SYSCOLORCHANGE, 0, 0);
+        if (const HWND header = reinterpret_cast<HWND>(::SendMessageW(list, LVM_GETHEADER, 0, 0)))
+            ::SendMessageW(header, WM_SYSCOLORCHANGE, 0, 0);
+        ::SendMessageW(list, LVM_SETBKCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOW)));
+        ::SendMessageW(list, LVM_SETTEXTBKCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOW)));
+        ::SendMessageW(list, LVM_SETTEXTCOLOR, 0, LPARAM(::GetSysColor(COLOR_WINDOWTEXT)));
+        ::RedrawWindow(this->m_hWnd, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN);
+    }
+    void NoteBookOpened(HRESULT hr) {
+        m_openError = hr;
+        m_readError = S_OK;
+        m_bookRead = false;
+        if (this->Source()) {
+            // Until the first reading says otherwise.
+            m_bookState = BookOpen;
+            m_bookError = S_OK;
+            m_note.SetText({});
+        } else {
+            UpdateBookState();
+        }
+    }
+    void NoteBookRead(HRESULT hr) noexcept { m_readError = hr; }
+    bool BookUsable() const noexcept { return m_bookState != BookUnavailable; }
+    const listview::CListNote& Note() const noexcept { return m_note; }
+
     ListView m_list;
     bool m_vista = false;  // Windows 6 or later
     CPhonebookEventHandler m_outlookEvents;
@@ -188,6 +261,105 @@ protected:
 
 private:
     Derived& Self() noexcept { return *static_cast<Derived*>(this); }
+
+    void ReadBookNow() {
+        if (this->m_hWnd && this->Source() && !m_bookRead && HasList())
+            win::CallDialogMap(this->m_hWnd, WM_TIMER, kReloadTimer, 0);
+    }
+
+    // From what the last opening and reading gave: the state, the failure
+    // behind it, the note of the empty list, the buttons.
+    void UpdateBookState() {
+        PhonebookBookState state = BookOpen;
+        HRESULT error = S_OK;
+        if (!this->Source()) {
+            state = BookUnavailable;
+            error = FAILED(m_openError) ? m_openError : E_FAIL;
+        } else if (FAILED(m_readError)) {
+            state = BookUnavailable;
+            error = m_readError;
+        } else if (Self().ShownRecordCount() == 0) {
+            state = BookEmpty;
+            // The Windows Address Book opens at its construction and says
+            // nothing when it cannot: an empty one is asked once more.
+            if (this->Kind() == kWindowsBook && control::IsAddressBookLibrarySource(this->Source())) {
+                if (m_probedGeneration != this->SourceGeneration()) {
+                    m_probeResult = control::ProbeWindowsAddressBook(m_vista);
+                    m_probedGeneration = this->SourceGeneration();
+                }
+                if (FAILED(m_probeResult)) {
+                    state = BookUnavailable;
+                    error = m_probeResult;
+                }
+            }
+        }
+        m_bookState = state;
+        m_bookError = error;
+        std::wstring note;
+        if (state == BookEmpty) {
+            note = this->LoadText(IDS_BOOK_EMPTY);
+        } else if (state == BookUnavailable && this->Kind() == kOutlookBook) {
+            note = this->LoadText(IDS_OUTLOOK_UNAVAILABLE);
+        } else if (state == BookUnavailable) {
+            note = this->LoadText(IDS_BOOK_UNAVAILABLE);
+            const std::wstring platform = win::SystemMessage(error);
+            if (!platform.empty()) note += L"\n\n" + platform;
+        }
+        m_note.SetText(note);
+        Self().UpdateButtons();
+    }
+
+    // The list's keys, as Windows lists have them: F2 edits the focused row,
+    // Delete asks to remove the marked rows, Ctrl+A marks every row; none
+    // while a cell is being edited.
+    LRESULT OnListKeyDown(int, NMHDR* header, BOOL&) {
+        const WORD key = reinterpret_cast<const NMLVKEYDOWN*>(header)->wVKey;
+        if (m_list.IsEditing() || !HasList()) return 0;
+        const bool control = ::GetKeyState(VK_CONTROL) < 0;
+        if (key == VK_F2 && !control) {
+            const int row = List().GetNextItem(-1, LVNI_FOCUSED);
+            if (row >= 0) Self().EditRowFromKeyboard(row);
+        } else if (key == VK_DELETE && !control) {
+            Self().RemoveFromKeyboard();
+        } else if (key == 'A' && control) {
+            MarkAllRows();
+        }
+        return 0;
+    }
+    // Each row not yet marked is marked by itself, so that the host hears
+    // one OnItemSelected per changed row, as when the user marks them.
+    void MarkAllRows() {
+        const bool checks = m_list.IsCheckBoxMode();
+        for (int row = 0, count = List().GetItemCount(); row < count && HasList(); ++row) {
+            if (m_list.IsMarked(row)) continue;
+            LVITEMW item{};
+            item.stateMask = checks ? LVIS_STATEIMAGEMASK : LVIS_SELECTED;
+            item.state = checks ? INDEXTOSTATEIMAGEMASK(2) : LVIS_SELECTED;
+            ::SendMessageW(List().hwnd(), LVM_SETITEMSTATE, WPARAM(row), reinterpret_cast<LPARAM>(&item));
+        }
+    }
+
+    // A host passes these on to its children as the platform asks of it.
+    LRESULT OnColoursChanged(UINT message, WPARAM, LPARAM, BOOL& handled) {
+        handled = FALSE;
+        if (message == WM_SYSCOLORCHANGE || ::IsWindowVisible(this->m_hWnd)) RefreshListColours();
+        return 0;
+    }
+
+    LRESULT OnDestroyNote(UINT, WPARAM, LPARAM, BOOL& handled) {
+        handled = FALSE;
+        m_note.Detach();
+        return 0;
+    }
+
+    listview::CListNote m_note;
+    PhonebookBookState m_bookState = BookOpen;
+    HRESULT m_bookError = S_OK;
+    HRESULT m_openError = S_OK;
+    HRESULT m_readError = S_OK;
+    bool m_bookRead = false;
+    unsigned m_probedGeneration = ~0u;
+    HRESULT m_probeResult = S_OK;
 
     LRESULT OnReloadRequest(UINT, WPARAM, LPARAM, BOOL&) {
         // A burst of change notices gives one reload, half a second after the
@@ -213,6 +385,9 @@ private:
         m_reloading = true;
         Self().Reload();
         m_reloading = false;
+        if (!StillShown()) return 0;
+        if (this->Source()) m_bookRead = true;
+        UpdateBookState();
         return 0;
     }
     bool m_reloading = false;

@@ -26,3 +26,8 @@
 #define IDS_TIP_ADD 231
 #define IDS_TIP_EDIT 232
 #define IDS_TIP_REMOVE 233
+// Why a list is empty, and a store that failed.
+#define IDS_BOOK_EMPTY 250
+#define IDS_BOOK_UNAVAILABLE 251
+#define IDS_OUTLOOK_UNAVAILABLE 252
+#define IDS_NOT_STORED 253

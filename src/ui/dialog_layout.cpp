@@ -4,6 +4,8 @@
 #include "com/module.h"
 #include "localization/language.h"
 #include "win/display.h"
+#include "win/high_contrast.h"
+#include "win/monitor.h"
 
 #include <cwchar>
 
@@ -30,7 +32,10 @@ void SizeClientAndCentre(HWND window, HWND parent, int widthUnits, int heightUni
         ::SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
     const int x = area.left + ((area.right - area.left) - width) / 2;
     const int y = area.top + ((area.bottom - area.top) - height) / 2;
-    ::SetWindowPos(window, nullptr, x, y, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+    // Centred on a parent partly off the screen, the dialog would be cut by
+    // the screen's edge: it stays inside the work area of the parent's monitor.
+    const RECT placed = win::FitRectInto(RECT{x, y, x + width, y + height}, win::WorkAreaOf(parent));
+    ::SetWindowPos(window, nullptr, placed.left, placed.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 ButtonPlaces PlaceButtons(const RECT& client) noexcept {
@@ -59,6 +64,9 @@ com::UniqueGdiObject CreateDialogTextFont(HWND dialog) noexcept {
     font.lfFaceName[LF_FACESIZE - 1] = L'\0';
     return com::UniqueGdiObject(::CreateFontIndirectW(&font));
 }
+
+COLORREF DialogTextColour() noexcept { return win::LookColour(kDialogTextColour, COLOR_BTNTEXT); }
+COLORREF WarningTextColour() noexcept { return win::LookColour(kWarningTextColour, COLOR_BTNTEXT); }
 
 void DrawLabel(HDC dc, const std::wstring& text, const RECT& rect, COLORREF colour) noexcept {
     RECT box = rect;

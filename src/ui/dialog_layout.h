@@ -28,7 +28,7 @@ HINSTANCE ResourcesWith(const wchar_t* type, int id) noexcept;
 
 // Gives the window a client area of the size in layout units and centres it
 // on the parent's window rectangle (the desktop's work area when there is
-// no parent).
+// no parent), inside the work area of the parent's monitor.
 void SizeClientAndCentre(HWND window, HWND parent, int widthUnits, int heightUnits) noexcept;
 
 struct ButtonPlaces {
@@ -43,6 +43,11 @@ ButtonPlaces PlaceButtons(const RECT& client) noexcept;
 // The dialog's font with the module's face and a character height of
 // 12 layout units.
 com::UniqueGdiObject CreateDialogTextFont(HWND dialog) noexcept;
+
+// The colours of the dialogs' own texts: the grey and the red above, the
+// system's button text in high contrast.
+COLORREF DialogTextColour() noexcept;
+COLORREF WarningTextColour() noexcept;
 
 // Single-line text, left-aligned and vertically centred in the rectangle.
 void DrawLabel(HDC dc, const std::wstring& text, const RECT& rect, COLORREF colour) noexcept;

@@ -23,6 +23,8 @@ public:
     // takes no activation and stays off the task bar.
     HWND Create(HWND owner, const RECT& screenRect);
     bool RoundedCorners() const noexcept { return m_rounded; }
+    // The colour that is see-through in the high-contrast cover.
+    static COLORREF HatchKeyColour() noexcept;
 
     BEGIN_MSG_MAP(CEDCBlend)
     MESSAGE_HANDLER(WM_CREATE, OnCreate)
@@ -34,6 +36,7 @@ private:
     LRESULT OnEraseBackground(UINT, WPARAM wParam, LPARAM, BOOL&);
 
     bool m_rounded;
+    bool m_highContrast = false;
 };
 
 // Covers the window's screen rectangle from construction to destruction.

@@ -4,8 +4,11 @@
 #include "localization/string_ids.h"
 #include "ui/dialog_layout.h"
 #include "ui/gdiplus_include.h"
+#include "ui/message_box_dlg.h"
 #include "ui/skin_service.h"
 #include "win/display.h"
+#include "win/monitor.h"
+#include "win/system_message.h"
 
 #include <shlwapi.h>
 
@@ -169,8 +172,7 @@ int CEntryInfoDlg::WidthUnitsForTexts() const {
     ::SelectObject(dc, previous);
     ::ReleaseDC(m_hWnd, dc);
     // Never wider than the screen's work area.
-    RECT area{};
-    ::SystemParametersInfoW(SPI_GETWORKAREA, 0, &area, 0);
+    const RECT area = win::WorkAreaOf(m_parent);
     const int most = ::MulDiv(area.right - area.left, win::kLayoutDpi, win::ScreenDpiX()) - 40;
     return std::max(kEntryWidthUnits, std::min(width, most));
 }
@@ -205,12 +207,12 @@ LRESULT CEntryInfoDlg::OnPaint(UINT, WPARAM, LPARAM, BOOL&) {
     const HGDIOBJ previous = ::SelectObject(dc, m_font ? m_font.get() : ::GetStockObject(DEFAULT_GUI_FONT));
     ::SetBkMode(dc, TRANSPARENT);
     if (m_duplicate) {
-        DrawLabel(dc, m_warning, m_warningRect, kWarningTextColour);
+        DrawLabel(dc, m_warning, m_warningRect, WarningTextColour());
         DrawWarningImage(dc);
     }
-    DrawLabel(dc, m_prompt, m_promptRect, kDialogTextColour);
-    DrawLabel(dc, m_nameLabel, m_nameRect, kDialogTextColour);
-    DrawLabel(dc, m_faxLabel, m_faxRect, kDialogTextColour);
+    DrawLabel(dc, m_prompt, m_promptRect, DialogTextColour());
+    DrawLabel(dc, m_nameLabel, m_nameRect, DialogTextColour());
+    DrawLabel(dc, m_faxLabel, m_faxRect, DialogTextColour());
     ::SelectObject(dc, previous);
     ::EndPaint(m_hWnd, &paint);
     return 0;
@@ -319,14 +321,20 @@ LRESULT CEntryInfoDlg::OnFirstButton(WORD, WORD, HWND, BOOL&) {
 
     // The stored list still holds the recipient being edited, so saving it
     // unchanged finds itself and is refused like any other duplicate.
-    const bool duplicate = CheckAndAdd();
+    HRESULT stored = S_OK;
+    const bool duplicate = CheckAndAdd(&stored);
     if (m_mode == ModeNew) {
         if (duplicate) {
             m_duplicate = true;
             Invalidate();
             return 0;
         }
-        // A failed add, or no source at all, still ends with "stored".
+        if (FAILED(stored)) {
+            // Nothing was stored: the user is told, and what was typed stays
+            // in the dialog to try again or to cancel.
+            ReportNotStored(stored);
+            return 0;
+        }
         EndDialog(kResultStored);
         return 0;
     }
@@ -344,15 +352,17 @@ LRESULT CEntryInfoDlg::OnFirstButton(WORD, WORD, HWND, BOOL&) {
     return 0;
 }
 
-bool CEntryInfoDlg::CheckAndAdd() {
+bool CEntryInfoDlg::CheckAndAdd(HRESULT* stored) {
     std::unique_ptr<CPhonebookManagerStandalone> standalone;
     CPhonebookManager* manager = m_owner;
+    HRESULT opened = S_OK;
     if (!manager) {
         standalone = std::make_unique<CPhonebookManagerStandalone>();
         standalone->SetKind(CPhonebookManagerStandalone::ReadPreferredKind());
-        standalone->OpenSource();
+        opened = standalone->OpenSource();
         manager = standalone.get();
     }
+    *stored = manager->Source() ? S_OK : FAILED(opened) ? opened : E_FAIL;
     bool match = false;
     if (IAB* source = manager->Source()) {
         RecipientList recipients;
@@ -364,10 +374,19 @@ bool CEntryInfoDlg::CheckAndAdd() {
                 }
             }
         }
-        if (!match && m_mode == ModeNew) source->Add(m_record);
+        if (!match && m_mode == ModeNew) *stored = source->Add(m_record);
     }
     if (standalone) standalone->CloseSource();
     return match;
+}
+
+void CEntryInfoDlg::ReportNotStored(HRESULT hr) {
+    std::wstring text = LoadText(IDS_NOT_STORED);
+    const std::wstring platform = win::SystemMessage(hr);
+    if (!platform.empty()) text += L"\n\n" + platform;
+    const std::wstring caption = GetText();
+    ShowMessageBox(m_skin.get(), m_hWnd, text.c_str(), caption.c_str(), MB_OK);
+    if (::IsWindow(m_nameEdit)) ::SetFocus(m_nameEdit);
 }
 
 void CEntryInfoDlg::WriteEdit() {

@@ -102,7 +102,9 @@ private:
     void FilterFaxNumber();
     // Looks the record up in the owner's (or a standalone) address book;
     // in new mode adds it when absent. True when the pair is already there.
-    bool CheckAndAdd();
+    bool CheckAndAdd(HRESULT* stored);
+    // A new recipient the book refused: the skinned box says so over the dialog.
+    void ReportNotStored(HRESULT hr);
     void WriteEdit();
     void LoadWarningImage();
     void DrawWarningImage(HDC dc) const;

@@ -85,7 +85,7 @@ LRESULT CMessageBoxDlg::OnPaint(UINT, WPARAM, LPARAM, BOOL&) {
     const HDC dc = ::BeginPaint(m_hWnd, &paint);
     const HGDIOBJ previous = ::SelectObject(dc, m_font ? m_font.get() : ::GetStockObject(DEFAULT_GUI_FONT));
     ::SetBkMode(dc, TRANSPARENT);
-    ::SetTextColor(dc, kDialogTextColour);
+    ::SetTextColor(dc, DialogTextColour());
     RECT box = m_textRect;
     // DrawText clips to the rectangle, so text beyond it never reaches the
     // button band.

@@ -15,6 +15,8 @@
 // activating it.
 #include "ui/moonlight_shadow.h"
 
+#include "win/high_contrast.h"
+
 #include "com/unique_any.h"
 #include "win/display.h"
 
@@ -117,6 +119,11 @@ void MoonlightShadow::Hide() noexcept {
 
 void MoonlightShadow::Place(HWND dialog) {
     if (!dialog || !::IsWindow(dialog)) return;
+    // High contrast has no shadows (the platform's windows drop theirs too).
+    if (win::IsHighContrast()) {
+        Hide();
+        return;
+    }
     RECT dialogRect{};
     ::GetWindowRect(dialog, &dialogRect);
     const int left = win::ScaleX(m_widths.left), top = win::ScaleY(m_widths.top);

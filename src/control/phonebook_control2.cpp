@@ -93,6 +93,7 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
             m_list.EndUpdate();
         }
         ClearRecords();
+        m_search.ClearBook();
         SetMRUSelected(selected == kMRUBook);
         if (m_hWnd) {
             if (m_vista) m_list.SetHeaderCheck(false);
@@ -168,6 +169,11 @@ STDMETHODIMP CPhonebookControl2::Write(LPCOLESTR name, VARIANT* value) noexcept 
             }
             return S_OK;
         }
+        if (::CompareStringOrdinal(name, -1, L"SearchBox", -1, TRUE) == CSTR_EQUAL) {
+            if (value->vt != VT_BOOL) return E_INVALIDARG;
+            ShowSearchBox(value->boolVal != VARIANT_FALSE);
+            return S_OK;
+        }
         return S_OK;  // other names are not ours
     });
 }
@@ -197,6 +203,7 @@ LRESULT CPhonebookControl2::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     LocalizeDialog();
     m_list.SetUp(LoadText(IDS_COLUMN_NAME).c_str(), LoadText(IDS_COLUMN_FAX).c_str());
     List().SetText(LoadText(IDS_LIST_NAME));
+    CreateSearchBox();
 
     OpenSource();
     SetNotifyWindow(m_hWnd, true);
@@ -216,6 +223,7 @@ LRESULT CPhonebookControl2::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     SetNotifyWindow(m_hWnd, false);
     CloseSource();
     ClearRecords();
+    m_search.ClearBook();
     m_list.Detach();
     return 0;
 }
@@ -244,14 +252,20 @@ void CPhonebookControl2::Reload() {
             cached->favorite != record.favorite)
             changed = true;
         StoreRecord(record);
-        if (m_list.FindItemByKey(LPARAM(record.key)) < 0) m_list.AppendKey(LPARAM(record.key));
+        if (m_list.FindItemByKey(LPARAM(record.key)) < 0 && WantsRow(record)) m_list.AppendKey(LPARAM(record.key));
     }
     for (const CRecipient& record : added) {
         StoreRecord(record);
-        m_list.AppendKey(LPARAM(record.key));
+        if (WantsRow(record)) m_list.AppendKey(LPARAM(record.key));
     }
     if (changed) m_list.Resort();
     m_list.EndUpdate();
+    std::vector<LPARAM> order;
+    order.reserve(current.size());
+    for (const CRecipient& record : current) order.push_back(LPARAM(record.key));
+    m_search.SetBookOrder(std::move(order));
+    // A recipient renamed so that the search no longer finds it goes.
+    if (changed && m_search.Active()) ApplySearch();
     if (changed) {
         FitColumns();
         List().Invalidate();
@@ -295,7 +309,7 @@ int CPhonebookControl2::FirstMarked() const {
 
 LRESULT CPhonebookControl2::OnItemChanged(int, NMHDR* header, BOOL&) {
     const auto* change = reinterpret_cast<const NMLISTVIEW*>(header);
-    if (m_deleting || !(change->uChanged & LVIF_STATE) || (change->uChanged & LVIF_TEXT)) return 0;
+    if (m_deleting || m_searching || !(change->uChanged & LVIF_STATE) || (change->uChanged & LVIF_TEXT)) return 0;
     if (!((change->uOldState ^ change->uNewState) & 0xF002)) return 0;
     // bSelect tells the row's check, not its selection.
     const bool checked = IsChecked(change->uNewState);
@@ -452,7 +466,10 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
 void CPhonebookControl2::Layout(int width, int height) {
     if (!HasList()) return;
     const RECT band = DialogUnits(3, 170 - 139, 50, 14);  // left margin, band height, width, height
-    List().Move({0, 0, width, std::max(0L, height - band.top)});
+    // The search box, when shown, takes a band above the list.
+    const int searchBand = m_searchBox.BandHeight();
+    m_searchBox.Place(width);
+    List().Move({0, searchBand, width, std::max(long(searchBand), height - band.top)});
     FitColumns();
     const int top = height - band.top;
     const RECT deleteLeft = DialogUnits(57, 0, 0, 0);

@@ -81,6 +81,11 @@ private:
     void UpdateButtons();
     void Layout(int width, int height);
     void FitColumns();
+    // The search (control2_search.cpp): the rows shown are the checked ones
+    // and those the search text finds; Enter checks the first match.
+    void ApplySearch();
+    void MarkFirstMatch();
+    bool WantsRow(const CRecipient& record);
     int FirstMarked() const;
     HRESULT FillRow(int row, ULONG* id, BSTR* name, BSTR* fax);
     // Registers the control's window and its children with the skin service.
@@ -90,6 +95,7 @@ private:
     com::ComPtr<IDispatch> m_skin;
     bool m_drvUI = false;
     bool m_deleting = false;
+    bool m_searching = false;  // rows hidden or shown: no change of marking
     ULONG_PTR m_selectAfterReload = 0;  // the row "New" added, once it is listed
     ULONG_PTR m_gdiplusToken = 0;
 };

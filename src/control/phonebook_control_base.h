@@ -7,6 +7,8 @@
 //   static ClassId(), DisplayName()       for the control kit
 //   void Reload();                        brings the list in line with the source
 //   void Layout(int width, int height);   places the children
+//   void ApplySearch();                   shows the rows the search text finds
+//   void MarkFirstMatch();                Enter in the search box
 // and is a friend of the base (these may stay private).
 #pragma once
 
@@ -15,7 +17,10 @@
 #include "com/dispatch.h"
 #include "com/error_info.h"
 #include "com/invoke.h"
+#include "control/control_ids.h"
 #include "control/phonebook_event_handler.h"
+#include "control/recipient_search.h"
+#include "control/search_box.h"
 #include "core/iab.h"
 #include "localization/language.h"
 #include "localization/localizer.h"
@@ -72,10 +77,32 @@ public:
         return S_OK;
     }
     // IVelPhonebookControl4
-    STDMETHODIMP get_Filter(BSTR*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP put_Filter(BSTR) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP get_SearchBox(VARIANT_BOOL*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP put_SearchBox(VARIANT_BOOL) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP get_Filter(BSTR* text) noexcept override {
+        if (!text)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        *text = ::SysAllocString(m_search.Text().c_str());
+        return *text ? S_OK : E_OUTOFMEMORY;
+    }
+    STDMETHODIMP put_Filter(BSTR text) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            SetSearchText(text ? text : L"");
+            return S_OK;
+        });
+    }
+    STDMETHODIMP get_SearchBox(VARIANT_BOOL* shown) noexcept override {
+        if (!shown)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        *shown = m_searchBox.Shown() ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP put_SearchBox(VARIANT_BOOL shown) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            ShowSearchBox(shown != VARIANT_FALSE);
+            return S_OK;
+        });
+    }
     STDMETHODIMP get_BookState(PhonebookBookState*) noexcept override { return E_NOTIMPL; }
     STDMETHODIMP get_BookError(LONG*) noexcept override { return E_NOTIMPL; }
 
@@ -109,7 +136,12 @@ public:
         MESSAGE_HANDLER(kReloadMessage, OnReloadRequest)
         MESSAGE_HANDLER(WM_SIZE, OnSize)
         MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
+        COMMAND_HANDLER(kSearchBoxId, EN_CHANGE, OnSearchChange)
+        MESSAGE_HANDLER(WM_DESTROY, OnDestroySearchBox)
     END_MSG_MAP()
+
+    // The search box's control id (its label has none).
+    static constexpr int kSearchBoxId = IDC_SEARCH;
 
 protected:
     win::ListViewCtrl List() const noexcept { return m_list.List(); }
@@ -181,7 +213,52 @@ protected:
     // away), and the control runs; then the book is opened again.
     bool ShownBookWorks() noexcept { return !this->m_hWnd || (this->Source() && !m_readFailed); }
 
+    // The search box, made after the dialog's texts are localized, before
+    // the list in the tab order. A text or a visibility the host set before
+    // the window existed holds from then on.
+    void CreateSearchBox() {
+        m_searchBox.onDown = [this] { FocusListFromSearch(); };
+        m_searchBox.onEnter = [this] { Self().MarkFirstMatch(); };
+        m_searchBox.Create(this->m_hWnd, kSearchBoxId, this->GetDlgItem(IDC_LIST), this->LoadText(IDS_SEARCH_CUE),
+                           localization::IsUIRightToLeft());
+        m_searchBox.Show(m_searchBox.Shown());
+        m_searchBox.SetText(m_search.Text());
+    }
+    // The text searched for: from the box (each keystroke) or from the host.
+    void SetSearchText(const std::wstring& text) {
+        // The box tells of its own change (EN_CHANGE), which applies it.
+        if (m_searchBox.Exists() && m_searchBox.Text() != text) {
+            m_searchBox.SetText(text);
+            return;
+        }
+        if (m_search.SetText(text) && HasList()) Self().ApplySearch();
+    }
+    void ShowSearchBox(bool shown) {
+        if (shown == m_searchBox.Shown()) return;
+        m_searchBox.Show(shown);
+        if (!this->m_hWnd) return;
+        const RECT client = this->ClientRect();
+        Self().Layout(client.right, client.bottom);
+    }
+    // Down in the box: the list takes the focus, on its focused row or the first.
+    void FocusListFromSearch() {
+        if (!HasList()) return;
+        const win::ListViewCtrl list = List();
+        if (list.GetItemCount() > 0 && list.GetNextItem(-1, LVNI_FOCUSED) < 0) {
+            list.SetItemState(0, LVIS_FOCUSED, LVIS_FOCUSED);
+            list.EnsureVisible(0);
+        }
+        ::SetFocus(list.hwnd());
+    }
+    // The row of the list whose key is marked, if it is listed.
+    bool IsKeyMarked(LPARAM key) {
+        const int row = m_list.FindItemByKey(key);
+        return row >= 0 && m_list.IsMarked(row);
+    }
+
     ListView m_list;
+    search::CRecipientSearch m_search;
+    search::CSearchBox m_searchBox;
     bool m_vista = false;  // Windows 6 or later
     CPhonebookEventHandler m_outlookEvents;
     bool m_readFailed = false;  // the last reload could not read the book
@@ -219,6 +296,16 @@ private:
 
     LRESULT OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
         Self().Layout(LOWORD(size), HIWORD(size));
+        return 0;
+    }
+
+    LRESULT OnSearchChange(WORD, WORD, HWND, BOOL&) {
+        if (m_search.SetText(m_searchBox.Text()) && HasList()) Self().ApplySearch();
+        return 0;
+    }
+    LRESULT OnDestroySearchBox(UINT, WPARAM, LPARAM, BOOL& handled) {
+        handled = FALSE;
+        m_searchBox.Destroy();
         return 0;
     }
 

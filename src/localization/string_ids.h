@@ -26,3 +26,5 @@
 #define IDS_TIP_ADD 231
 #define IDS_TIP_EDIT 232
 #define IDS_TIP_REMOVE 233
+// The search box's cue text, also its name for screen readers.
+#define IDS_SEARCH_CUE 241

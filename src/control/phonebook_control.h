@@ -5,6 +5,7 @@
 // actions into source operations and source changes into list refreshes.
 #pragma once
 
+#include "control/column_fit.h"
 #include "control/control_ids.h"
 #include "control/image_buttons.h"
 #include "control/list_codes.h"
@@ -111,8 +112,6 @@ private:
         std::wstring fax;
     };
     std::unordered_map<ULONG_PTR, Shown> m_shown;
-    // The widths FitColumns gave the columns: a width that differs now was
-    // set by the user (or grew for its header text) and is kept.
-    int m_fittedWidths[3] = {};
+    listview::CColumnFit m_columnFit;
     SIZE m_fittedSize{};
 };

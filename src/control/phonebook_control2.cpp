@@ -470,7 +470,9 @@ void CPhonebookControl2::Layout(int width, int height) {
     const int searchBand = m_searchBox.BandHeight();
     m_searchBox.Place(width);
     List().Move({0, searchBand, width, std::max(long(searchBand), height - band.top)});
-    FitColumns();
+    const bool resized = width != m_fittedSize.cx || height != m_fittedSize.cy;
+    m_fittedSize = {width, height};
+    FitColumns(resized);
     const int top = height - band.top;
     const RECT deleteLeft = DialogUnits(57, 0, 0, 0);
     ::MoveWindow(GetDlgItem(IDC_NEW), band.left, top, band.right, band.bottom, TRUE);
@@ -491,17 +493,13 @@ void CPhonebookControl2::Layout(int width, int height) {
                  band.bottom, TRUE);
 }
 
-// The fax number column takes the list's spare width, so that numbers are
-// shown whole when there is room and the star stays in view without a
-// horizontal scroll bar (a narrow cell ends its text with an ellipsis).
-void CPhonebookControl2::FitColumns() {
-    const HWND list = List().hwnd();
-    RECT inside{};
-    ::GetClientRect(list, &inside);
-    int others = 0;
-    for (int column : {listview::kContactCheckColumn, listview::kContactNameColumn, listview::kContactFavoriteColumn})
-        others += int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(column), 0));
-    const int width = std::max(win::ScaleX(24), int(inside.right) - others);
-    if (int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), 0)) != width)
-        ::SendMessageW(list, LVM_SETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), width);
+// Name and number share the list's spare width, so that both are shown
+// whole when there is room and the star stays in view without a horizontal
+// scroll bar (a narrow cell ends its text with an ellipsis). A column the
+// user resized keeps its width until the control is resized.
+void CPhonebookControl2::FitColumns(bool resized) {
+    using listview::CColumnFit;
+    const std::vector<CColumnFit::Column> columns = {
+        {win::ScaleX(26), 0}, {win::ScaleX(60), 100}, {win::ScaleX(24), 88}, {win::ScaleX(26), 0}};
+    m_columnFit.Fit(List().hwnd(), columns, resized);
 }

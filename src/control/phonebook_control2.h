@@ -8,6 +8,7 @@
 // IPropertyBag::Write ("DrvUI", "SkinInterface").
 #pragma once
 
+#include "control/column_fit.h"
 #include "control/contact_list_view.h"
 #include "control/control2_ids.h"
 #include "control/control_ids.h"
@@ -80,7 +81,7 @@ private:
     void SelectNewRow(ULONG_PTR key);
     void UpdateButtons();
     void Layout(int width, int height);
-    void FitColumns();
+    void FitColumns(bool resized = false);
     // The search (control2_search.cpp): the rows shown are the checked ones
     // and those the search text finds; Enter checks the first match.
     void ApplySearch();
@@ -98,4 +99,6 @@ private:
     bool m_searching = false;  // rows hidden or shown: no change of marking
     ULONG_PTR m_selectAfterReload = 0;  // the row "New" added, once it is listed
     ULONG_PTR m_gdiplusToken = 0;
+    listview::CColumnFit m_columnFit;
+    SIZE m_fittedSize{};
 };

@@ -88,40 +88,14 @@ void CPhonebookControl::FitColumns(bool resized) {
     if (!resized && m_list.IsEditing()) return;
     const win::ListViewCtrl list = List();
     if (list.GetHeader().GetItemCount() < 3) return;
-    static constexpr int kLeast96[3] = {30, 94, 84};  // the published widths at 96 dpi
-    int least[3];
-    for (int column = 0; column < 3; ++column) least[column] = win::ScaleX(kLeast96[column]);
+    // The published widths at 96 dpi are the least; name and number share.
+    std::vector<listview::CColumnFit::Column> columns = {
+        {win::ScaleX(30), 0}, {win::ScaleX(94), 94}, {win::ScaleX(84), 84}};
     // The check-box column holds its header text beside the box, in every language.
     if (m_list.IsCheckBoxMode()) {
         const int sorted = m_list.GetSortMode() == 1 || m_list.GetSortMode() == 2 ? listview::kHeaderImageWidth + 8 : 0;
-        least[0] = std::max(least[0], HeaderTextWidth(list.GetHeader(), 0, true) + sorted);
+        columns[0].least = std::max(columns[0].least, HeaderTextWidth(list.GetHeader(), 0, true) + sorted);
+        columns[0].firm = true;
     }
-    if (resized) std::fill(std::begin(m_fittedWidths), std::end(m_fittedWidths), 0);
-
-    int width[3];
-    bool kept[3];
-    for (int column = 0; column < 3; ++column) {
-        const int now = list.GetColumnWidth(column);
-        kept[column] = m_fittedWidths[column] != 0 && now != m_fittedWidths[column];
-        width[column] = kept[column] ? now : least[column];
-    }
-    RECT inside{};
-    ::GetClientRect(list.hwnd(), &inside);
-    const int spare = int(inside.right) - (width[0] + width[1] + width[2]);
-    // Name and number share what is left, in the proportion of their least widths.
-    if (spare > 0) {
-        if (!kept[1] && !kept[2]) {
-            const int toName = spare * least[1] / (least[1] + least[2]);
-            width[1] += toName;
-            width[2] += spare - toName;
-        } else if (!kept[1]) {
-            width[1] += spare;
-        } else if (!kept[2]) {
-            width[2] += spare;
-        }
-    }
-    for (int column = 0; column < 3; ++column) {
-        if (!kept[column] && list.GetColumnWidth(column) != width[column]) list.SetColumnWidth(column, width[column]);
-        m_fittedWidths[column] = list.GetColumnWidth(column);
-    }
+    m_columnFit.Fit(list.hwnd(), columns, resized);
 }

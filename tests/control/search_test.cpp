@@ -154,8 +154,9 @@ TEST_P(Search, AReloadAndASortKeepTheSearchAndItsMarks) {
     // The whole book comes back sorted: the first class compares code units,
     // the second as the user's language does.
     const std::wstring muller = kBook[0].first, elodie = kBook[4].first;
-    EXPECT_EQ(Names(), Second() ? NameList{L"Kenji Koba", muller, L"Helper 0", elodie, L"Bob Smithers", L"Anna Smith"}
-                                : NameList{elodie, L"Kenji Koba", muller, L"Helper 0", L"Bob Smithers", L"Anna Smith"});
+    const NameList linguistic{L"Kenji Koba", muller, L"Helper 0", elodie, L"Bob Smithers", L"Anna Smith"};
+    const NameList codeUnits{elodie, L"Kenji Koba", muller, L"Helper 0", L"Bob Smithers", L"Anna Smith"};
+    EXPECT_EQ(Names(), Second() ? linguistic : codeUnits);
     EXPECT_EQ(MarkedNames(), NameList{L"Kenji Koba"});
     const std::vector<ReceivedEvent> events = TakeEvents();
     EXPECT_EQ(events.size(), 1u) << "only the marking was an event";

@@ -10,14 +10,16 @@ bool CPhonebookControl2::WantsRow(const CRecipient& record) {
 
 void CPhonebookControl2::ApplySearch() {
     if (!HasList()) return;
+    const std::unordered_set<LPARAM> marked = listview::MarkedKeys(m_list);
     std::vector<LPARAM> wanted;
     for (const LPARAM key : m_search.BookOrder()) {
         const CRecipient* record = CPhonebookManager2::FindRecord(ULONG_PTR(key));
-        if (record && WantsRow(*record)) wanted.push_back(key);
+        if (record && (marked.count(key) || m_search.Matches(key, record->name, record->faxNumber)))
+            wanted.push_back(key);
     }
     m_searching = true;
-    const bool changed = listview::ShowOnlyRows(m_list, wanted, [this](LPARAM key) { m_list.AppendKey(key); });
-    if (changed) m_list.Resort();
+    const bool changed = listview::ShowOnlyRows(
+        m_list, wanted, [this](LPARAM key) { m_list.AppendKey(key); }, [this] { m_list.Resort(); });
     m_searching = false;
     if (!changed) return;
     FitColumns();

@@ -219,6 +219,7 @@ protected:
     void CreateSearchBox() {
         m_searchBox.onDown = [this] { FocusListFromSearch(); };
         m_searchBox.onEnter = [this] { Self().MarkFirstMatch(); };
+        m_searchBox.onChange = [this] { ApplySearchText(m_searchBox.Text()); };
         m_searchBox.Create(this->m_hWnd, kSearchBoxId, this->GetDlgItem(IDC_LIST), this->LoadText(IDS_SEARCH_CUE),
                            localization::IsUIRightToLeft());
         m_searchBox.Show(m_searchBox.Shown());
@@ -231,7 +232,7 @@ protected:
             m_searchBox.SetText(text);
             return;
         }
-        if (m_search.SetText(text) && HasList()) Self().ApplySearch();
+        ApplySearchText(text);
     }
     void ShowSearchBox(bool shown) {
         if (shown == m_searchBox.Shown()) return;
@@ -299,9 +300,13 @@ private:
         return 0;
     }
 
+    // A change the box did not tell through onChange (its context menu).
     LRESULT OnSearchChange(WORD, WORD, HWND, BOOL&) {
-        if (m_search.SetText(m_searchBox.Text()) && HasList()) Self().ApplySearch();
+        if (!m_searchBox.Busy()) ApplySearchText(m_searchBox.Text());
         return 0;
+    }
+    void ApplySearchText(const std::wstring& text) {
+        if (m_search.SetText(text) && HasList()) Self().ApplySearch();
     }
     LRESULT OnDestroySearchBox(UINT, WPARAM, LPARAM, BOOL& handled) {
         handled = FALSE;

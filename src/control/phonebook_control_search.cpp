@@ -12,23 +12,27 @@ bool CPhonebookControl::WantsRow(ULONG_PTR key, const std::wstring& name, const 
 
 void CPhonebookControl::ApplySearch() {
     if (!HasList()) return;
+    const std::unordered_set<LPARAM> marked = listview::MarkedKeys(m_list);
     std::vector<LPARAM> wanted;
     wanted.reserve(m_shown.size());
     for (const LPARAM key : m_search.BookOrder()) {
         const auto found = m_shown.find(ULONG_PTR(key));
-        if (found != m_shown.end() && WantsRow(found->first, found->second.name, found->second.fax))
+        if (found != m_shown.end() &&
+            (marked.count(key) || m_search.Matches(key, found->second.name, found->second.fax)))
             wanted.push_back(key);
     }
     // Rows hidden or shown are no change of marking: no events.
     ++m_quietItemChanges;
-    const bool changed = listview::ShowOnlyRows(m_list, wanted, [this](LPARAM key) {
-        const Shown& shown = m_shown[ULONG_PTR(key)];
-        m_list.AppendRow(key, {RowNumber(RowCount() + 1).c_str(), shown.name.c_str(), shown.fax.c_str()});
-    });
-    if (changed) {
-        m_list.SetSortMode(7);
-        if (!m_list.IsCheckBoxMode()) m_list.Renumber();
-    }
+    const bool changed = listview::ShowOnlyRows(
+        m_list, wanted,
+        [this](LPARAM key) {
+            const Shown& shown = m_shown[ULONG_PTR(key)];
+            m_list.AppendRow(key, {L"", shown.name.c_str(), shown.fax.c_str()});
+        },
+        [this] {
+            m_list.SetSortMode(7);
+            if (!m_list.IsCheckBoxMode()) m_list.Renumber();
+        });
     --m_quietItemChanges;
     if (!changed) return;
     FitColumns(false);

@@ -7,17 +7,33 @@
 #include "control/list_view.h"
 
 #include <algorithm>
-#include <optional>
 #include <unordered_set>
 #include <vector>
 
 namespace listview {
 
+// Up to this many rows leaving (and none coming) are taken out in place.
+inline constexpr size_t kRowsLeavingInPlace = 16;
+
+// The keys of the marked rows: checked with check boxes, else selected.
+template <class TList>
+std::unordered_set<LPARAM> MarkedKeys(const TList& list) {
+    std::unordered_set<LPARAM> keys;
+    if (list.IsCheckBoxMode()) {
+        for (int row = 0, count = int(list.Keys().size()); row < count; ++row)
+            if ((list.RowState(row, kStateImageMask) & kStateImageMask) == kCheckedImage) keys.insert(list.KeyOfItem(row));
+    } else {
+        for (int row = -1; (row = list.NextRow(row, LVNI_SELECTED)) >= 0;) keys.insert(list.KeyOfItem(row));
+    }
+    return keys;
+}
+
 // wanted: the keys to show, in the book's order (which rows that come back
 // follow when the list is not sorted); append(key) adds the row of a key at
-// the end. True when any row came or went.
-template <class TList, class Append>
-bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append) {
+// the end; then(), when rows came or went, runs before the list is shown
+// again (a sort, the row numbers). True when any row came or went.
+template <class TList, class Append, class Then>
+bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append, Then then) {
     const std::vector<LPARAM> current = list.Keys();
     const std::unordered_set<LPARAM> wantedSet(wanted.begin(), wanted.end());
     std::vector<int> leaving;
@@ -27,33 +43,34 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append)
     const bool anyComing = std::any_of(wanted.begin(), wanted.end(), [&](LPARAM key) { return !listed.count(key); });
     if (leaving.empty() && !anyComing) return false;
 
-    const win::ListViewCtrl view = list.List();
-    const size_t staying = current.size() - leaving.size();
-    if (!anyComing && leaving.size() <= staying) {
-        // Fewer rows go than stay: take them out one by one, from the bottom.
-        std::optional<CListUpdate<TList>> update;
-        if (leaving.size() > 16) update.emplace(list);
+    // Redrawing off and the list's relays out of the way, as for a reload.
+    CListUpdate<TList> update(list);
+    if (!anyComing && leaving.size() <= kRowsLeavingInPlace) {
+        // A few rows go: taken out one by one, from the bottom.
         for (auto row = leaving.rbegin(); row != leaving.rend(); ++row) list.DeleteRow(*row);
+        then();
         return true;
     }
     // Otherwise the list is filled again with what it shows, which costs what
-    // the rows shown cost; the states of the rows that stay are put back.
+    // the rows shown cost (taking many rows out one by one costs more than
+    // filling in the rest); the states of the rows that stay are put back.
     constexpr UINT kStates = LVIS_SELECTED | LVIS_FOCUSED | LVIS_STATEIMAGEMASK;
     std::vector<std::pair<LPARAM, UINT>> states;
     for (size_t row = 0; row < current.size(); ++row) {
         if (!wantedSet.count(current[row])) continue;
-        const UINT state = view.GetItemState(int(row), kStates);
+        const UINT state = list.RowState(int(row), kStates);
         // An unchecked box is what every new row gets.
         if (state & (LVIS_SELECTED | LVIS_FOCUSED) || (state & LVIS_STATEIMAGEMASK) > INDEXTOSTATEIMAGEMASK(1))
             states.emplace_back(current[row], state);
     }
-    CListUpdate<TList> update(list);
+    const win::ListViewCtrl view = list.List();
     view.DeleteAllItems();
     for (LPARAM key : wanted) append(key);
     for (const auto& [key, state] : states) {
         const int row = list.FindItemByKey(key);
         if (row >= 0) view.SetItemState(row, state, kStates);
     }
+    then();
     return true;
 }
 

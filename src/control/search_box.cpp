@@ -121,28 +121,49 @@ LRESULT CSearchBox::OnGetDlgCode(UINT message, WPARAM wParam, LPARAM lParam, BOO
     return code | DLGC_WANTARROWS;
 }
 
-LRESULT CSearchBox::OnKeyDown(UINT, WPARAM key, LPARAM, BOOL& handled) {
-    switch (key) {
-    case VK_ESCAPE:
-        SetText(L"");
-        return 0;
-    case VK_DOWN:
-        if (onDown) onDown();
-        return 0;
-    case VK_RETURN:
-        if (onEnter) onEnter();
-        SelectAll();
-        return 0;
+bool CSearchBox::ChangesText(UINT message) noexcept {
+    switch (message) {
+    case WM_KEYDOWN:
+    case WM_CHAR:
+    case WM_IME_CHAR:
+    case WM_IME_COMPOSITION:
+    case WM_SETTEXT:
+    case WM_PASTE:
+    case WM_CUT:
+    case WM_CLEAR:
+    case WM_UNDO:
+    case EM_UNDO:
+    case EM_REPLACESEL:
+        return true;
     default:
-        handled = FALSE;
-        return 0;
+        return false;
     }
 }
 
-LRESULT CSearchBox::OnChar(UINT, WPARAM character, LPARAM, BOOL& handled) {
-    // The characters of Enter and Escape would only beep in a one-line box.
-    handled = character == L'\r' || character == 0x1B;
-    return 0;
+LRESULT CSearchBox::OnEditing(UINT message, WPARAM wParam, LPARAM lParam) {
+    LRESULT result = 0;
+    ++m_busy;
+    if (message == WM_KEYDOWN && wParam == VK_ESCAPE) {
+        ::SetWindowTextW(m_hWnd, L"");
+    } else if (message == WM_KEYDOWN && wParam == VK_DOWN) {
+        if (onDown) onDown();
+    } else if (message == WM_KEYDOWN && wParam == VK_RETURN) {
+        if (onEnter) onEnter();
+        SelectAll();
+    } else if (message == WM_CHAR && (wParam == L'\r' || wParam == 0x1B)) {
+        // Enter and Escape would only beep in a one-line box.
+    } else {
+        result = DefWindowProc(message, wParam, lParam);
+    }
+    --m_busy;
+    if (!m_busy && m_hWnd) {
+        std::wstring text = Text();
+        if (text != m_told) {
+            m_told = std::move(text);
+            if (onChange) onChange();
+        }
+    }
+    return result;
 }
 
 }  // namespace search

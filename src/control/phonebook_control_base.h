@@ -137,6 +137,7 @@ public:
         MESSAGE_HANDLER(WM_SIZE, OnSize)
         MESSAGE_HANDLER(WM_MOUSEACTIVATE, OnMouseActivate)
         COMMAND_HANDLER(kSearchBoxId, EN_CHANGE, OnSearchChange)
+        NOTIFY_HANDLER(IDC_LIST, LVN_DELETEALLITEMS, OnDeleteAllRows)
         MESSAGE_HANDLER(WM_DESTROY, OnDestroySearchBox)
     END_MSG_MAP()
 
@@ -308,6 +309,9 @@ private:
     void ApplySearchText(const std::wstring& text) {
         if (m_search.SetText(text) && HasList()) Self().ApplySearch();
     }
+    // Emptying the list (a search that fills it again, a book switch) needs
+    // no notice per row: nothing here follows rows by LVN_DELETEITEM.
+    LRESULT OnDeleteAllRows(int, NMHDR*, BOOL&) { return TRUE; }
     LRESULT OnDestroySearchBox(UINT, WPARAM, LPARAM, BOOL& handled) {
         handled = FALSE;
         m_searchBox.Destroy();

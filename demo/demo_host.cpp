@@ -406,8 +406,9 @@ int RunDemo(const std::wstring& shots, bool interactive) {
         dialog.Choose(0);
         WaitForList(control);
         PrintList(control, 5);
-        std::printf("2. Switch check boxes on and tick two people\n");
-        control->EnableCheckBoxes(TRUE, nullptr);
+        std::printf("2. Switch check boxes on (the column named \"Send\") and tick two people\n");
+        com::UniqueBstr send(::SysAllocString(L"Send"));
+        control->EnableCheckBoxes(TRUE, send.get());
         dialog.Tick(1);
         dialog.Tick(3);
         Pump(300);
@@ -427,7 +428,6 @@ int RunDemo(const std::wstring& shots, bool interactive) {
         Screenshot(dialog.window(), shots + L"\\3-outlook.png");
         std::printf("6. Search the Outlook contacts: \"silva\" and Enter ticks the first match, \"4722\" (digits\n"
                     "   without separators) finds the Oslo number; the ticked row stays shown\n");
-        control->EnableCheckBoxes(TRUE, nullptr);
         dialog.Search(L"silva", true);
         dialog.Search(L"");
         dialog.Search(L"4722");

@@ -3,7 +3,8 @@
 // list shown (the rows brought in line and the list painted), over typing
 // "s", "sm", "smi", "smit" and then clearing with Escape, beside the time of
 // the first control's first fill of its list at the same size (its own
-// account of the reload, without the book's read). Prints, asserts nothing.
+// account of the reload, without the book's read). Each step is the best of
+// three passes after a warm-up pass. Prints, asserts nothing.
 // The controls run hosted in Wine's ATL host on the recently used book,
 // whose store the benchmark writes and deletes again. Names are drawn from
 // common surnames and first names with a fixed seed (printed).
@@ -139,7 +140,12 @@ int wmain(int argc, wchar_t** argv) {
             if (const auto inPlace = unknown.query<IOleInPlaceObject>()) inPlace->GetWindow(&window);
             const HWND box = ::GetDlgItem(window, kSearchBox), list = ::GetDlgItem(window, 204);
             TypeAndClear(box, list);  // once to warm up (the folded texts are made on the first search)
-            const Steps steps = TypeAndClear(box, list);
+            // The machine is shared and noisy: each step's best of three passes.
+            Steps steps = TypeAndClear(box, list);
+            for (int pass = 1; pass < 3; ++pass) {
+                const Steps again = TypeAndClear(box, list);
+                for (size_t i = 0; i < steps.ms.size(); ++i) steps.ms[i] = std::min(steps.ms[i], again.ms[i]);
+            }
             char line[64] = {};
             int at = 0;
             for (const double ms : steps.ms) at += std::snprintf(line + at, sizeof(line) - size_t(at), "%7.1f", ms);

@@ -12,8 +12,12 @@
 
 namespace listview {
 
-// Up to this many rows leaving (and none coming) are taken out in place.
+// Rows leaving (and none coming) are taken out in place when they are few,
+// or fewer than those that stay in a list that is not long: each removal
+// moves the rows below it (in the list view and in the key map), so in a long
+// list filling in the rows that stay costs less.
 inline constexpr size_t kRowsLeavingInPlace = 16;
+inline constexpr size_t kRowMovesInPlace = size_t(64) << 20;  // rows leaving times rows listed
 
 // The keys of the marked rows: checked with check boxes, else selected.
 template <class TList>
@@ -45,15 +49,16 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
 
     // Redrawing off and the list's relays out of the way, as for a reload.
     CListUpdate<TList> update(list);
-    if (!anyComing && leaving.size() <= kRowsLeavingInPlace) {
-        // A few rows go: taken out one by one, from the bottom.
+    const size_t staying = current.size() - leaving.size();
+    if (!anyComing && (leaving.size() <= kRowsLeavingInPlace ||
+                       (leaving.size() <= staying && leaving.size() * current.size() <= kRowMovesInPlace))) {
+        // Taken out one by one, from the bottom.
         for (auto row = leaving.rbegin(); row != leaving.rend(); ++row) list.DeleteRow(*row);
         then();
         return true;
     }
     // Otherwise the list is filled again with what it shows, which costs what
-    // the rows shown cost (taking many rows out one by one costs more than
-    // filling in the rest); the states of the rows that stay are put back.
+    // the rows shown cost; the states of the rows that stay are put back.
     constexpr UINT kStates = LVIS_SELECTED | LVIS_FOCUSED | LVIS_STATEIMAGEMASK;
     std::vector<std::pair<LPARAM, UINT>> states;
     for (size_t row = 0; row < current.size(); ++row) {

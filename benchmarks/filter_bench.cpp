@@ -34,17 +34,18 @@ constexpr int kSearchBox = 241;
 
 MRUEntryList Book(int rows) {
     static const wchar_t* const kFirst[] = {L"Anna", L"Ben", L"Carla", L"David", L"Emma", L"Felix", L"Grace",
-                                            L"Hugo", L"Ida", L"Jonas", L"Kate", L"Liam", L"Mia", L"Noah"};
-    static const wchar_t* const kLast[] = {L"Smith",  L"Smithers", L"Schmidt", L"Johnson",  L"Williams", L"Brown",
-                                           L"Jones",  L"Garcia",   L"Miller",  L"Davis",    L"Martinez", L"Wilson",
-                                           L"Taylor", L"Moore",    L"Lee",     L"Anderson", L"Thomas",   L"Walker"};
+                                            L"Hugo", L"Ida", L"Jonas", L"Kate",  L"Liam", L"Mia",   L"Noah"};
+    static const wchar_t* const kLast[] = {L"Smith",    L"Smithers", L"Schmidt", L"Johnson", L"Williams",
+                                           L"Brown",    L"Jones",    L"Garcia",  L"Miller",  L"Davis",
+                                           L"Martinez", L"Wilson",   L"Taylor",  L"Moore",   L"Lee",
+                                           L"Anderson", L"Thomas",   L"Walker"};
     std::mt19937 random(kSeed);
     MRUEntryList entries;
     for (int i = 0; i < rows; ++i) {
         MRUEntry entry;
         entry.identifier = L"id" + std::to_wstring(i);
-        entry.name = std::wstring(kFirst[random() % std::size(kFirst)]) + L" " + kLast[random() % std::size(kLast)] +
-                     L" " + std::to_wstring(i);
+        entry.name = std::wstring(kFirst[random() % std::size(kFirst)]) + L" " +
+                     kLast[random() % std::size(kLast)] + L" " + std::to_wstring(i);
         entry.faxNumber = L"+1 (555) " + std::to_wstring(1000000 + random() % 9000000);
         entries.push_back(entry);
     }
@@ -108,16 +109,16 @@ int wmain(int argc, wchar_t** argv) {
     reinterpret_cast<Init>(::GetProcAddress(atl, "AtlAxWinInit"))();
     const auto getControl = reinterpret_cast<GetControl>(::GetProcAddress(atl, "AtlAxGetControl"));
 
-    std::printf("%-9s %7s | %-42s | %9s %9s | %10s %12s\n", "control", "rows", "ms per keystroke: s sm smi smit clear",
-                "median", "worst", "first fill", "worst/fill");
+    std::printf("%-9s %7s | %-42s | %9s %9s | %10s %12s\n", "control", "rows",
+                "ms per keystroke: s sm smi smit clear", "median", "worst", "first fill", "worst/fill");
     for (const int rows : sizes) {
         SaveMRUStore(Book(rows));
         for (const wchar_t* progId : {L"Zantix.VelPhonebookControl", L"Zantix.VelPhonebookControl2"}) {
             const bool first = progId[std::wcslen(progId) - 1] == L'l';
-            com::UniqueWindow top(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 440, 380, nullptr,
-                                                    nullptr, nullptr, nullptr));
-            const HWND host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, 10, 10, 420, 360,
-                                                top.get(), nullptr, nullptr, nullptr);
+            com::UniqueWindow top(::CreateWindowExW(0, L"STATIC", L"", WS_POPUP | WS_VISIBLE, 0, 0, 440, 380,
+                                                    nullptr, nullptr, nullptr, nullptr));
+            const HWND host = ::CreateWindowExW(0, L"AtlAxWin100", progId, WS_CHILD | WS_VISIBLE, 10, 10, 420,
+                                                360, top.get(), nullptr, nullptr, nullptr);
             com::ComPtr<IUnknown> unknown;
             getControl(host, unknown.put());
             const auto control = unknown.query<IVelPhonebookControl4>();
@@ -148,12 +149,15 @@ int wmain(int argc, wchar_t** argv) {
             }
             char line[64] = {};
             int at = 0;
-            for (const double ms : steps.ms) at += std::snprintf(line + at, sizeof(line) - size_t(at), "%7.1f", ms);
+            for (const double ms : steps.ms)
+                at += std::snprintf(line + at, sizeof(line) - size_t(at), "%7.1f", ms);
             const double worst = *std::max_element(steps.ms.begin(), steps.ms.end());
             std::printf("%-9s %7d | %-42s | %9.1f %9.1f | ", first ? "control1" : "control2", rows, line,
                         Median(steps.ms), worst);
-            if (fill > 0) std::printf("%10.1f %12.3f\n", fill, worst / fill);
-            else std::printf("%10s %12s\n", "-", "-");
+            if (fill > 0)
+                std::printf("%10.1f %12.3f\n", fill, worst / fill);
+            else
+                std::printf("%10s %12s\n", "-", "-");
             std::printf("%-9s %7s   rows shown:", "", "");
             for (const int shown : steps.rows) std::printf(" %d", shown);
             std::printf("\n");

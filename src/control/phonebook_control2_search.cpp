@@ -5,7 +5,8 @@
 #include "control/row_filter.h"
 
 bool CPhonebookControl2::WantsRow(const CRecipient& record) {
-    return m_search.Matches(LPARAM(record.key), record.name, record.faxNumber) || IsKeyMarked(LPARAM(record.key));
+    return m_search.Matches(LPARAM(record.key), record.name, record.faxNumber) ||
+           IsKeyMarked(LPARAM(record.key));
 }
 
 void CPhonebookControl2::ApplySearch() {
@@ -33,7 +34,8 @@ void CPhonebookControl2::MarkFirstMatch() {
     const win::ListViewCtrl list = List();
     for (int row = 0, count = list.GetItemCount(); row < count; ++row) {
         const CRecipient* record = CPhonebookManager2::FindRecord(ULONG_PTR(m_list.KeyOfItem(row)));
-        if (!record || m_list.IsMarked(row) || !m_search.Matches(LPARAM(record->key), record->name, record->faxNumber))
+        if (!record || m_list.IsMarked(row) ||
+            !m_search.Matches(LPARAM(record->key), record->name, record->faxNumber))
             continue;
         list.SetItemState(row, INDEXTOSTATEIMAGEMASK(2), LVIS_STATEIMAGEMASK);
         list.EnsureVisible(row);

@@ -50,8 +50,10 @@ void CPhonebookControl::MarkFirstMatch() {
         if (found == m_shown.end() || m_list.IsMarked(row) ||
             !m_search.Matches(LPARAM(found->first), found->second.name, found->second.fax))
             continue;
-        if (m_list.IsCheckBoxMode()) list.SetItemState(row, INDEXTOSTATEIMAGEMASK(2), LVIS_STATEIMAGEMASK);
-        else list.SetItemState(row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
+        if (m_list.IsCheckBoxMode())
+            list.SetItemState(row, INDEXTOSTATEIMAGEMASK(2), LVIS_STATEIMAGEMASK);
+        else
+            list.SetItemState(row, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
         list.EnsureVisible(row);
         return;
     }
@@ -97,7 +99,8 @@ void CPhonebookControl::FitColumns(bool resized) {
         {win::ScaleX(30), 0}, {win::ScaleX(94), 94}, {win::ScaleX(84), 84}};
     // The check-box column holds its header text beside the box, in every language.
     if (m_list.IsCheckBoxMode()) {
-        const int sorted = m_list.GetSortMode() == 1 || m_list.GetSortMode() == 2 ? listview::kHeaderImageWidth + 8 : 0;
+        const int sorted =
+            m_list.GetSortMode() == 1 || m_list.GetSortMode() == 2 ? listview::kHeaderImageWidth + 8 : 0;
         columns[0].least = std::max(columns[0].least, HeaderTextWidth(list.GetHeader(), 0, true) + sorted);
         columns[0].firm = true;
     }

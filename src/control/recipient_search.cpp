@@ -13,7 +13,9 @@ bool IsAscii(const std::wstring& text) noexcept {
 }
 
 // Separators a fax number is written with; a word of digits and these is a number.
-bool IsDialSeparator(wchar_t c) noexcept { return c == L'+' || c == L'-' || c == L'(' || c == L')' || c == L'.' || c == L'/'; }
+bool IsDialSeparator(wchar_t c) noexcept {
+    return c == L'+' || c == L'-' || c == L'(' || c == L')' || c == L'.' || c == L'/';
+}
 
 }  // namespace
 
@@ -31,9 +33,12 @@ std::wstring FoldText(const std::wstring& text) {
     const int size = ::NormalizeString(NormalizationKD, text.c_str(), int(text.size()), nullptr, 0);
     if (size > 0) {
         decomposed.assign(size_t(size), L'\0');
-        const int written = ::NormalizeString(NormalizationKD, text.c_str(), int(text.size()), decomposed.data(), size);
-        if (written > 0) decomposed.resize(size_t(written));
-        else decomposed = text;
+        const int written =
+            ::NormalizeString(NormalizationKD, text.c_str(), int(text.size()), decomposed.data(), size);
+        if (written > 0)
+            decomposed.resize(size_t(written));
+        else
+            decomposed = text;
     }
     std::vector<WORD> types(decomposed.size());
     std::wstring bare;
@@ -47,8 +52,9 @@ std::wstring FoldText(const std::wstring& text) {
     }
     if (bare.empty()) return bare;
     std::wstring lower(bare.size() * 2 + 8, L'\0');
-    const int written = ::LCMapStringEx(LOCALE_NAME_USER_DEFAULT, LCMAP_LOWERCASE | LCMAP_LINGUISTIC_CASING, bare.c_str(),
-                                        int(bare.size()), lower.data(), int(lower.size()), nullptr, nullptr, 0);
+    const int written =
+        ::LCMapStringEx(LOCALE_NAME_USER_DEFAULT, LCMAP_LOWERCASE | LCMAP_LINGUISTIC_CASING, bare.c_str(),
+                        int(bare.size()), lower.data(), int(lower.size()), nullptr, nullptr, 0);
     if (written <= 0) return bare;
     lower.resize(size_t(written));
     return lower;

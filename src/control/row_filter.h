@@ -25,7 +25,8 @@ std::unordered_set<LPARAM> MarkedKeys(const TList& list) {
     std::unordered_set<LPARAM> keys;
     if (list.IsCheckBoxMode()) {
         for (int row = 0, count = int(list.Keys().size()); row < count; ++row)
-            if ((list.RowState(row, kStateImageMask) & kStateImageMask) == kCheckedImage) keys.insert(list.KeyOfItem(row));
+            if ((list.RowState(row, kStateImageMask) & kStateImageMask) == kCheckedImage)
+                keys.insert(list.KeyOfItem(row));
     } else {
         for (int row = -1; (row = list.NextRow(row, LVNI_SELECTED)) >= 0;) keys.insert(list.KeyOfItem(row));
     }
@@ -44,7 +45,8 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
     for (size_t row = 0; row < current.size(); ++row)
         if (!wantedSet.count(current[row])) leaving.push_back(int(row));
     const std::unordered_set<LPARAM> listed(current.begin(), current.end());
-    const bool anyComing = std::any_of(wanted.begin(), wanted.end(), [&](LPARAM key) { return !listed.count(key); });
+    const bool anyComing =
+        std::any_of(wanted.begin(), wanted.end(), [&](LPARAM key) { return !listed.count(key); });
     if (leaving.empty() && !anyComing) return false;
 
     // Redrawing off and the list's relays out of the way, as for a reload.
@@ -65,7 +67,8 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
         if (!wantedSet.count(current[row])) continue;
         const UINT state = list.RowState(int(row), kStates);
         // An unchecked box is what every new row gets.
-        if (state & (LVIS_SELECTED | LVIS_FOCUSED) || (state & LVIS_STATEIMAGEMASK) > INDEXTOSTATEIMAGEMASK(1))
+        if (state & (LVIS_SELECTED | LVIS_FOCUSED) ||
+            (state & LVIS_STATEIMAGEMASK) > INDEXTOSTATEIMAGEMASK(1))
             states.emplace_back(current[row], state);
     }
     const win::ListViewCtrl view = list.List();

@@ -45,8 +45,8 @@ bool CSearchBox::Create(HWND parent, int id, HWND next, const std::wstring& cue,
     m_label = ::CreateWindowExW(0, L"STATIC", cue.c_str(), WS_CHILD | SS_NOPREFIX, 0, 0, 0, 0, parent,
                                 reinterpret_cast<HMENU>(INT_PTR(kLabelId)), nullptr, nullptr);
     const HWND box = ::CreateWindowExW(WS_EX_CLIENTEDGE | readingOrder, L"EDIT", L"",
-                                       WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 0, 0, 0, 0, parent,
-                                       reinterpret_cast<HMENU>(INT_PTR(id)), nullptr, nullptr);
+                                       WS_CHILD | WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL, 0, 0, 0, 0,
+                                       parent, reinterpret_cast<HMENU>(INT_PTR(id)), nullptr, nullptr);
     if (!box) return false;
     const auto font = WPARAM(::SendMessageW(parent, WM_GETFONT, 0, 0));
     ::SendMessageW(box, WM_SETFONT, font, FALSE);
@@ -72,6 +72,7 @@ void CSearchBox::Destroy() noexcept {
     }
     if (m_label) ::DestroyWindow(m_label);
     m_label = nullptr;
+    m_told.clear();
 }
 
 std::wstring CSearchBox::Text() const {

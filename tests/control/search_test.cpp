@@ -58,8 +58,10 @@ protected:
         return Sorted(names);
     }
     void Mark(int row) const {
-        if (Second()) SetCheck(row, true);
-        else Select(row);
+        if (Second())
+            SetCheck(row, true);
+        else
+            Select(row);
     }
     int RowOf(const std::wstring& name) const {
         const NameList names = Names();
@@ -70,25 +72,25 @@ protected:
 };
 
 TEST_P(Search, EveryWordIsFoundInNameOrNumberWhateverCaseAccentsWidthAndSeparators) {
-    const std::wstring muller = kBook[0].first, anna = L"Anna Smith", bob = L"Bob Smithers", kenji = L"Kenji Koba",
-                       elodie = kBook[4].first;
+    const std::wstring muller = kBook[0].first, anna = L"Anna Smith", bob = L"Bob Smithers",
+                       kenji = L"Kenji Koba", elodie = kBook[4].first;
     const struct {
         const wchar_t* typed;
         NameList found;
     } kCases[] = {
-        {L"muller", {muller}},                     // accent and case
+        {L"muller", {muller}},  // accent and case
         {L"MÜLLER", {muller}},
         {L"smi", {anna, bob}},
-        {L"smith anna", {anna}},                   // any order
+        {L"smith anna", {anna}},                           // any order
         {L"\uff53\uff4d\uff49\uff54\uff48", {anna, bob}},  // full-width letters
         {L"elodie", {elodie}},
-        {L"5550100", {muller, anna}},              // digits whatever the separators
+        {L"5550100", {muller, anna}},  // digits whatever the separators
         {L"555-01", {muller, anna}},
-        {L"+15550100", {muller}},                  // "+" is the international "00"
+        {L"+15550100", {muller}},  // "+" is the international "00"
         {L"0015550100", {muller}},
-        {L"4930", {bob}},                          // the "+" not required
+        {L"4930", {bob}},  // the "+" not required
         {L"+33 1", {elodie}},
-        {L"031234", {kenji}},                      // full-width digits in the number
+        {L"031234", {kenji}},  // full-width digits in the number
         {L"koba 5678", {kenji}},
         {L"smith 4930", {bob}},
         {L"xyz", {}},
@@ -98,7 +100,8 @@ TEST_P(Search, EveryWordIsFoundInNameOrNumberWhateverCaseAccentsWidthAndSeparato
         ::SetWindowTextW(Box(), L"");
         TypeInBox(c.typed);
         // At once: no message loop between the keystroke and the rows.
-        EXPECT_EQ(Sorted(Names()), Sorted(c.found)) << "typed \"" << testing::PrintToString(std::wstring(c.typed)) << '"';
+        EXPECT_EQ(Sorted(Names()), Sorted(c.found))
+            << "typed \"" << testing::PrintToString(std::wstring(c.typed)) << '"';
         EXPECT_EQ(ItemCount(), int(c.found.size()));
     }
     PressKey(Box(), VK_ESCAPE);
@@ -124,7 +127,8 @@ TEST_P(Search, EnterMarksTheFirstMatchAndMarksSurviveEverySearch) {
     TypeInBox(L"smith");
     EXPECT_EQ(Sorted(Names()), Sorted({L"Anna Smith", L"Bob Smithers", L"Kenji Koba"}));
     EXPECT_EQ(m_control->GetSelItemCount(), 2);
-    EXPECT_EQ(MarkedNames(), Sorted({L"Anna Smith", L"Kenji Koba"})) << "the host reads every marked recipient";
+    EXPECT_EQ(MarkedNames(), Sorted({L"Anna Smith", L"Kenji Koba"}))
+        << "the host reads every marked recipient";
     PressKey(Box(), VK_ESCAPE);
     EXPECT_EQ(ItemCount(), 5);
     EXPECT_EQ(MarkedNames(), Sorted({L"Anna Smith", L"Kenji Koba"}));

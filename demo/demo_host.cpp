@@ -6,7 +6,8 @@
 // Without DEMO_INTERACTIVE=1 it plays a scripted scenario, prints each step
 // and writes screenshots into the folder named on the command line (default
 // ..\demo beside the build's bin folder): choose Windows Contacts, tick two
-// people, send, switch to the recently used list and see them first.
+// people, send, switch to the recently used list and see them first; search
+// the Outlook contacts by name and by number.
 #include "com/com_ptr.h"
 #include "com/strings.h"
 #include "module/VelPhonebook_h.h"
@@ -26,6 +27,7 @@ constexpr int kSendId = 101;
 constexpr int kControlId = 102;
 constexpr int kStatusId = 103;
 constexpr UINT kControlListId = 204;
+constexpr int kSearchBoxId = 241;
 
 struct Person {
     const wchar_t* name;
@@ -199,6 +201,17 @@ public:
     }
 
     // Ticks a row as the user would: the list's own check box.
+    // Types into the control's search box as a user does, one key at a time
+    // (Enter ticks the first match); empty text clears it with Escape.
+    void Search(const std::wstring& text, bool enter = false) const {
+        const HWND dialog = ::GetWindow(m_host, GW_CHILD);
+        const HWND box = dialog ? ::GetDlgItem(dialog, kSearchBoxId) : nullptr;
+        if (!box) return;
+        ::SetFocus(box);
+        if (text.empty()) ::SendMessageW(box, WM_KEYDOWN, VK_ESCAPE, 1);
+        for (const wchar_t c : text) ::SendMessageW(box, WM_CHAR, c, 1);
+        if (enter) ::SendMessageW(box, WM_KEYDOWN, VK_RETURN, 1);
+    }
     void Tick(int row) const {
         const HWND dialog = ::GetWindow(m_host, GW_CHILD);
         const HWND list = dialog ? ::GetDlgItem(dialog, kControlListId) : nullptr;
@@ -313,7 +326,7 @@ void RunSecondControl(const std::wstring& shots, HRESULT(WINAPI* getControl)(HWN
         ::DestroyWindow(dialog.window());
         return;
     }
-    std::printf("6. The Windows address book, sorted by name, two people ticked\n");
+    std::printf("7. The Windows address book, sorted by name, two people ticked\n");
     dialog.Choose(0);
     WaitForList(control);
     control->SetSortMode(1);
@@ -323,7 +336,7 @@ void RunSecondControl(const std::wstring& shots, HRESULT(WINAPI* getControl)(HWN
     PrintList(control, 5);
     std::printf("  %ld marked\n", long(control->GetSelItemCount()));
     Screenshot(dialog.window(), shots + L"\\4-second-control.png");
-    std::printf("7. The recently used list, by fax number descending\n");
+    std::printf("8. The recently used list, by fax number descending\n");
     dialog.Choose(2);
     WaitForList(control);
     control->SetSortMode(-2);
@@ -393,8 +406,9 @@ int RunDemo(const std::wstring& shots, bool interactive) {
         dialog.Choose(0);
         WaitForList(control);
         PrintList(control, 5);
-        std::printf("2. Switch check boxes on and tick two people\n");
-        control->EnableCheckBoxes(TRUE, nullptr);
+        std::printf("2. Switch check boxes on (the column named \"Send\") and tick two people\n");
+        com::UniqueBstr send(::SysAllocString(L"Send"));
+        control->EnableCheckBoxes(TRUE, send.get());
         dialog.Tick(1);
         dialog.Tick(3);
         Pump(300);
@@ -412,6 +426,16 @@ int RunDemo(const std::wstring& shots, bool interactive) {
         WaitForList(control);
         PrintList(control, 3);
         Screenshot(dialog.window(), shots + L"\\3-outlook.png");
+        std::printf("6. Search the Outlook contacts: \"silva\" and Enter ticks the first match, \"4722\" (digits\n"
+                    "   without separators) finds the Oslo number; the ticked row stays shown\n");
+        dialog.Search(L"silva", true);
+        dialog.Search(L"");
+        dialog.Search(L"4722");
+        Pump(300);
+        PrintList(control, 3);
+        std::printf("  %ld marked\n", long(control->GetSelItemCount()));
+        Screenshot(dialog.window(), shots + L"\\6-search.png");
+        dialog.Search(L"");
     }
     if (point) point->Unadvise(cookie);
     point.reset();

@@ -24,3 +24,7 @@
 
 // The list's name for screen readers (it has no label of its own).
 #define IDS_LIST_NAME 240
+
+// The search box above the list (created at run time, before the list in
+// the tab order).
+#define IDC_SEARCH 241

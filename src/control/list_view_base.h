@@ -193,6 +193,12 @@ public:
         m_keys.Deleted(row);
         return true;
     }
+    // A row's state, and the next row after `from` with the given LVNI_
+    // flags, straight from the list view (a search reads every row's).
+    UINT RowState(int row, UINT mask) const noexcept { return UINT(Direct(LVM_GETITEMSTATE, WPARAM(row), mask)); }
+    int NextRow(int from, UINT flags) const noexcept {
+        return int(Direct(LVM_GETNEXTITEM, WPARAM(from), MAKELPARAM(flags, 0)));
+    }
     // Removes the row of the key; false when there is none.
     bool DeleteItemByKey(LPARAM key) { return DeleteRow(FindItemByKey(key)); }
 

@@ -139,6 +139,7 @@ STDMETHODIMP CPhonebookControl::EnableCheckBoxes(LONG enable, BSTR header) noexc
         if (!HasList()) return S_OK;
         m_list.SetCheckBoxMode(m_checkBoxesWanted, m_checkBoxHeader.c_str());
         ShowButtonSet(m_checkBoxesWanted);
+        FitColumns(false);
         UpdateButtons();
         return S_OK;
     });
@@ -174,6 +175,7 @@ LRESULT CPhonebookControl::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     AttachNote();
     LocalizeDialog();
     SetUpList();
+    CreateSearchBox();
     // A mode the host set before the window existed shows in the header now.
     m_list.SetSortMode(7);
 
@@ -229,6 +231,7 @@ LRESULT CPhonebookControl::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     CloseSource();
     m_imageButtons.Clear();
     m_shown.clear();
+    m_search.ClearBook();
     m_list.Detach();
     return 0;
 }
@@ -277,6 +280,11 @@ void CPhonebookControl::Reload() {
             int row = m_list.FindItemByKey(LPARAM(recipient.key));
             Shown& shown = m_shown[recipient.key];
             if (row < 0) {
+                // Hidden by the search, and still not found by it.
+                if (!WantsRow(recipient.key, recipient.name, recipient.faxNumber)) {
+                    shown = Shown{recipient.name, recipient.faxNumber};
+                    continue;
+                }
                 row = m_list.AppendRow(LPARAM(recipient.key), {RowNumber(RowCount() + 1).c_str()});
                 shown = Shown{};
                 changed = true;
@@ -294,12 +302,22 @@ void CPhonebookControl::Reload() {
         }
         if (!added.empty()) {
             m_shown.reserve(m_shown.size() + added.size());
-            for (const CRecipient& recipient : added) AppendRow(recipient);
+            for (const CRecipient& recipient : added) {
+                if (WantsRow(recipient.key, recipient.name, recipient.faxNumber)) AppendRow(recipient);
+                else m_shown[recipient.key] = Shown{recipient.name, recipient.faxNumber};
+            }
             changed = true;
         }
         if (changed) m_list.SetSortMode(7);
         --m_quietItemChanges;
     }
+    std::vector<LPARAM> order;
+    order.reserve(current.size());
+    for (const CRecipient& recipient : current) order.push_back(LPARAM(recipient.key));
+    m_search.SetBookOrder(std::move(order));
+    // A recipient renamed so that the search no longer finds it goes.
+    if (changed && m_search.Active()) ApplySearch();
+    if (changed) FitColumns(false);
     m_list.List().SetRedraw(true);
     if (changed) ::RedrawWindow(m_list.m_hWnd, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN);
     if (changed) UpdateButtons();
@@ -341,6 +359,7 @@ void CPhonebookControl::ClearRows() {
     List().DeleteAllItems();
     --m_quietItemChanges;
     m_shown.clear();
+    m_search.ClearBook();
 }
 
 void CPhonebookControl::UpdateButtons() {
@@ -401,6 +420,7 @@ LRESULT CPhonebookControl::OnAdd(WORD, WORD, HWND, BOOL&) {
     recipient.faxNumber = LoadText(IDS_NEW_NUMBER);
     if (SUCCEEDED(source->Add(recipient))) {
         const int row = AppendRow(recipient);
+        m_search.AddToBookOrder(LPARAM(recipient.key));
         m_list.SelectItemExclusively(row);
         m_list.SetSortMode(0);
         if (m_list.IsEditing()) m_list.EndEdit(true);
@@ -471,6 +491,7 @@ UINT CPhonebookControl::CommitEdit(int item, int column, const std::wstring& tex
     list.SetItemData(item, LPARAM(newKey));
     m_shown.erase(key);
     m_shown[newKey] = Shown{name, fax};
+    if (newKey != key) m_search.AddToBookOrder(LPARAM(newKey));
     return 0;
 }
 
@@ -533,7 +554,13 @@ void CPhonebookControl::RemoveFromKeyboard() {
 void CPhonebookControl::Layout(int width, int height) {
     if (!HasList()) return;
     const RECT listGap = DialogUnits(0, 0, 0, 170 - 135);
-    List().Move({0, 0, width, std::max(0L, height - listGap.bottom)});
+    // The search box, when shown, takes a band above the list.
+    const int top = m_searchBox.BandHeight();
+    m_searchBox.Place(width);
+    List().Move({0, top, width, std::max(long(top), height - listGap.bottom)});
+    const bool resized = width != m_fittedSize.cx || height != m_fittedSize.cy;
+    m_fittedSize = {width, height};
+    FitColumns(resized);
     struct Place {
         int id, left, top, width, height;
     };

@@ -5,6 +5,7 @@
 // actions into source operations and source changes into list refreshes.
 #pragma once
 
+#include "control/column_fit.h"
 #include "control/control_ids.h"
 #include "control/image_buttons.h"
 #include "control/list_codes.h"
@@ -82,6 +83,15 @@ private:
     void RemoveFromKeyboard();
     void ShowButtonSet(bool imageButtons);
     void Layout(int width, int height);
+    // The search (control_search.cpp): the rows shown are the marked ones and
+    // those the search text finds; Enter marks the first match.
+    void ApplySearch();
+    void MarkFirstMatch();
+    bool WantsRow(ULONG_PTR key, const std::wstring& name, const std::wstring& fax);
+    // The columns take the list's width: the published widths are the least
+    // ones, name and number share the rest. A column the user resized keeps
+    // its width until the control is resized (`resized`).
+    void FitColumns(bool resized);
     std::wstring RowNumber(int number) const;
     int AppendRow(const CRecipient& recipient);
     int RowCount() const noexcept { return int(m_list.Keys().size()); }
@@ -97,11 +107,14 @@ private:
     std::wstring m_checkBoxHeader;
     int m_quietItemChanges = 0;            // own deletions: no item-changed events
 
-    // What the list shows, by key (the list finds the row of a key): the
-    // texts, so that a reload sees what changed without reading the rows.
+    // Every recipient of the book by key, shown or hidden by the search (the
+    // list finds the row of a key): the texts, so that a reload sees what
+    // changed without reading the rows, and the search finds without them.
     struct Shown {
         std::wstring name;
         std::wstring fax;
     };
     std::unordered_map<ULONG_PTR, Shown> m_shown;
+    listview::CColumnFit m_columnFit;
+    SIZE m_fittedSize{};
 };

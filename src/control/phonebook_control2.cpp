@@ -92,6 +92,7 @@ STDMETHODIMP CPhonebookControl2::SelectOutlookAddressBook(LONG selected) noexcep
             m_list.EndUpdate();
         }
         ClearRecords();
+        m_search.ClearBook();
         SetMRUSelected(selected == kMRUBook);
         // The published result stays S_OK; BookState and BookError tell.
         NoteBookOpened(hr);
@@ -169,6 +170,11 @@ STDMETHODIMP CPhonebookControl2::Write(LPCOLESTR name, VARIANT* value) noexcept 
             }
             return S_OK;
         }
+        if (::CompareStringOrdinal(name, -1, L"SearchBox", -1, TRUE) == CSTR_EQUAL) {
+            if (value->vt != VT_BOOL) return E_INVALIDARG;
+            ShowSearchBox(value->boolVal != VARIANT_FALSE);
+            return S_OK;
+        }
         return S_OK;  // other names are not ours
     });
 }
@@ -199,6 +205,7 @@ LRESULT CPhonebookControl2::OnInitDialog(UINT, WPARAM, LPARAM, BOOL&) {
     LocalizeDialog();
     m_list.SetUp(LoadText(IDS_COLUMN_NAME).c_str(), LoadText(IDS_COLUMN_FAX).c_str());
     List().SetText(LoadText(IDS_LIST_NAME));
+    CreateSearchBox();
 
     NoteBookOpened(OpenSource());
     SetNotifyWindow(m_hWnd, true);
@@ -218,6 +225,7 @@ LRESULT CPhonebookControl2::OnDestroy(UINT, WPARAM, LPARAM, BOOL& handled) {
     SetNotifyWindow(m_hWnd, false);
     CloseSource();
     ClearRecords();
+    m_search.ClearBook();
     m_list.Detach();
     return 0;
 }
@@ -248,14 +256,20 @@ void CPhonebookControl2::Reload() {
             cached->favorite != record.favorite)
             changed = true;
         StoreRecord(record);
-        if (m_list.FindItemByKey(LPARAM(record.key)) < 0) m_list.AppendKey(LPARAM(record.key));
+        if (m_list.FindItemByKey(LPARAM(record.key)) < 0 && WantsRow(record)) m_list.AppendKey(LPARAM(record.key));
     }
     for (const CRecipient& record : added) {
         StoreRecord(record);
-        m_list.AppendKey(LPARAM(record.key));
+        if (WantsRow(record)) m_list.AppendKey(LPARAM(record.key));
     }
     if (changed) m_list.Resort();
     m_list.EndUpdate();
+    std::vector<LPARAM> order;
+    order.reserve(current.size());
+    for (const CRecipient& record : current) order.push_back(LPARAM(record.key));
+    m_search.SetBookOrder(std::move(order));
+    // A recipient renamed so that the search no longer finds it goes.
+    if (changed && m_search.Active()) ApplySearch();
     if (changed) {
         FitColumns();
         List().Invalidate();
@@ -299,7 +313,7 @@ int CPhonebookControl2::FirstMarked() const {
 
 LRESULT CPhonebookControl2::OnItemChanged(int, NMHDR* header, BOOL&) {
     const auto* change = reinterpret_cast<const NMLISTVIEW*>(header);
-    if (m_deleting || !(change->uChanged & LVIF_STATE) || (change->uChanged & LVIF_TEXT)) return 0;
+    if (m_deleting || m_searching || !(change->uChanged & LVIF_STATE) || (change->uChanged & LVIF_TEXT)) return 0;
     if (!((change->uOldState ^ change->uNewState) & 0xF002)) return 0;
     // bSelect tells the row's check, not its selection.
     const bool checked = IsChecked(change->uNewState);
@@ -468,8 +482,13 @@ LRESULT CPhonebookControl2::OnAddToBook(WORD, WORD, HWND, BOOL&) {
 void CPhonebookControl2::Layout(int width, int height) {
     if (!HasList()) return;
     const RECT band = DialogUnits(3, 170 - 139, 50, 14);  // left margin, band height, width, height
-    List().Move({0, 0, width, std::max(0L, height - band.top)});
-    FitColumns();
+    // The search box, when shown, takes a band above the list.
+    const int searchBand = m_searchBox.BandHeight();
+    m_searchBox.Place(width);
+    List().Move({0, searchBand, width, std::max(long(searchBand), height - band.top)});
+    const bool resized = width != m_fittedSize.cx || height != m_fittedSize.cy;
+    m_fittedSize = {width, height};
+    FitColumns(resized);
     const int top = height - band.top;
     const RECT deleteLeft = DialogUnits(57, 0, 0, 0);
     ::MoveWindow(GetDlgItem(IDC_NEW), band.left, top, band.right, band.bottom, TRUE);
@@ -490,17 +509,13 @@ void CPhonebookControl2::Layout(int width, int height) {
                  band.bottom, TRUE);
 }
 
-// The fax number column takes the list's spare width, so that numbers are
-// shown whole when there is room and the star stays in view without a
-// horizontal scroll bar (a narrow cell ends its text with an ellipsis).
-void CPhonebookControl2::FitColumns() {
-    const HWND list = List().hwnd();
-    RECT inside{};
-    ::GetClientRect(list, &inside);
-    int others = 0;
-    for (int column : {listview::kContactCheckColumn, listview::kContactNameColumn, listview::kContactFavoriteColumn})
-        others += int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(column), 0));
-    const int width = std::max(win::ScaleX(24), int(inside.right) - others);
-    if (int(::SendMessageW(list, LVM_GETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), 0)) != width)
-        ::SendMessageW(list, LVM_SETCOLUMNWIDTH, WPARAM(listview::kContactFaxColumn), width);
+// Name and number share the list's spare width, so that both are shown
+// whole when there is room and the star stays in view without a horizontal
+// scroll bar (a narrow cell ends its text with an ellipsis). A column the
+// user resized keeps its width until the control is resized.
+void CPhonebookControl2::FitColumns(bool resized) {
+    using listview::CColumnFit;
+    const std::vector<CColumnFit::Column> columns = {
+        {win::ScaleX(26), 0}, {win::ScaleX(60), 100}, {win::ScaleX(24), 88}, {win::ScaleX(26), 0}};
+    m_columnFit.Fit(List().hwnd(), columns, resized);
 }

@@ -8,6 +8,7 @@
 // IPropertyBag::Write ("DrvUI", "SkinInterface").
 #pragma once
 
+#include "control/column_fit.h"
 #include "control/contact_list_view.h"
 #include "control/control2_ids.h"
 #include "control/control_ids.h"
@@ -85,7 +86,12 @@ private:
     // The entry dialog for a row (a double click, F2).
     void OpenRow(int row);
     void Layout(int width, int height);
-    void FitColumns();
+    void FitColumns(bool resized = false);
+    // The search (control2_search.cpp): the rows shown are the checked ones
+    // and those the search text finds; Enter checks the first match.
+    void ApplySearch();
+    void MarkFirstMatch();
+    bool WantsRow(const CRecipient& record);
     int FirstMarked() const;
     HRESULT FillRow(int row, ULONG* id, BSTR* name, BSTR* fax);
     // Registers the control's window and its children with the skin service.
@@ -95,6 +101,9 @@ private:
     com::ComPtr<IDispatch> m_skin;
     bool m_drvUI = false;
     bool m_deleting = false;
+    bool m_searching = false;  // rows hidden or shown: no change of marking
     ULONG_PTR m_selectAfterReload = 0;  // the row "New" added, once it is listed
     ULONG_PTR m_gdiplusToken = 0;
+    listview::CColumnFit m_columnFit;
+    SIZE m_fittedSize{};
 };

@@ -7,6 +7,8 @@
 //   static ClassId(), DisplayName()       for the control kit
 //   void Reload();                        brings the list in line with the source
 //   void Layout(int width, int height);   places the children
+//   void ApplySearch();                   shows the rows the search text finds
+//   void MarkFirstMatch();                Enter in the search box
 // and is a friend of the base (these may stay private).
 #pragma once
 
@@ -19,6 +21,8 @@
 #include "control/control_ids.h"
 #include "control/list_note.h"
 #include "control/phonebook_event_handler.h"
+#include "control/recipient_search.h"
+#include "control/search_box.h"
 #include "core/iab.h"
 #include "core/phonebook_manager.h"
 #include "localization/language.h"
@@ -77,10 +81,32 @@ public:
         return S_OK;
     }
     // IVelPhonebookControl4
-    STDMETHODIMP get_Filter(BSTR*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP put_Filter(BSTR) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP get_SearchBox(VARIANT_BOOL*) noexcept override { return E_NOTIMPL; }
-    STDMETHODIMP put_SearchBox(VARIANT_BOOL) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP get_Filter(BSTR* text) noexcept override {
+        if (!text)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        *text = ::SysAllocString(m_search.Text().c_str());
+        return *text ? S_OK : E_OUTOFMEMORY;
+    }
+    STDMETHODIMP put_Filter(BSTR text) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            SetSearchText(text ? text : L"");
+            return S_OK;
+        });
+    }
+    STDMETHODIMP get_SearchBox(VARIANT_BOOL* shown) noexcept override {
+        if (!shown)
+            return com::ReportError(E_INVALIDARG, Derived::ClassId(), __uuidof(IVelPhonebookControl4),
+                                    L"No place for the answer.");
+        *shown = m_searchBox.Shown() ? VARIANT_TRUE : VARIANT_FALSE;
+        return S_OK;
+    }
+    STDMETHODIMP put_SearchBox(VARIANT_BOOL shown) noexcept override {
+        return com::Boundary([&]() -> HRESULT {
+            ShowSearchBox(shown != VARIANT_FALSE);
+            return S_OK;
+        });
+    }
     // The state of the book shown, as the list has read it; asked before the
     // first reading of a book just chosen, the book is read now.
     STDMETHODIMP get_BookState(PhonebookBookState* state) noexcept override {
@@ -139,7 +165,13 @@ public:
         MESSAGE_HANDLER(WM_SYSCOLORCHANGE, OnColoursChanged)
         MESSAGE_HANDLER(WM_SETTINGCHANGE, OnColoursChanged)
         NOTIFY_HANDLER(IDC_LIST, LVN_KEYDOWN, OnListKeyDown)
+        COMMAND_HANDLER(kSearchBoxId, EN_CHANGE, OnSearchChange)
+        NOTIFY_HANDLER(IDC_LIST, LVN_DELETEALLITEMS, OnDeleteAllRows)
+        MESSAGE_HANDLER(WM_DESTROY, OnDestroySearchBox)
     END_MSG_MAP()
+
+    // The search box's control id (its label has none).
+    static constexpr int kSearchBoxId = IDC_SEARCH;
 
 protected:
     win::ListViewCtrl List() const noexcept { return m_list.List(); }
@@ -253,8 +285,53 @@ protected:
     void NoteBookRead(HRESULT hr) noexcept { m_readError = hr; }
     bool BookUsable() const noexcept { return m_bookState != BookUnavailable; }
     const listview::CListNote& Note() const noexcept { return m_note; }
+    // The search box, made after the dialog's texts are localized, before
+    // the list in the tab order. A text or a visibility the host set before
+    // the window existed holds from then on.
+    void CreateSearchBox() {
+        m_searchBox.onDown = [this] { FocusListFromSearch(); };
+        m_searchBox.onEnter = [this] { Self().MarkFirstMatch(); };
+        m_searchBox.onChange = [this] { ApplySearchText(m_searchBox.Text()); };
+        m_searchBox.Create(this->m_hWnd, kSearchBoxId, this->GetDlgItem(IDC_LIST), this->LoadText(IDS_SEARCH_CUE),
+                           localization::IsUIRightToLeft());
+        m_searchBox.Show(m_searchBox.Shown());
+        m_searchBox.SetText(m_search.Text());
+    }
+    // The text searched for: from the box (each keystroke) or from the host.
+    void SetSearchText(const std::wstring& text) {
+        // The box tells of its own change (EN_CHANGE), which applies it.
+        if (m_searchBox.Exists() && m_searchBox.Text() != text) {
+            m_searchBox.SetText(text);
+            return;
+        }
+        ApplySearchText(text);
+    }
+    void ShowSearchBox(bool shown) {
+        if (shown == m_searchBox.Shown()) return;
+        m_searchBox.Show(shown);
+        if (!this->m_hWnd) return;
+        const RECT client = this->ClientRect();
+        Self().Layout(client.right, client.bottom);
+    }
+    // Down in the box: the list takes the focus, on its focused row or the first.
+    void FocusListFromSearch() {
+        if (!HasList()) return;
+        const win::ListViewCtrl list = List();
+        if (list.GetItemCount() > 0 && list.GetNextItem(-1, LVNI_FOCUSED) < 0) {
+            list.SetItemState(0, LVIS_FOCUSED, LVIS_FOCUSED);
+            list.EnsureVisible(0);
+        }
+        ::SetFocus(list.hwnd());
+    }
+    // The row of the list whose key is marked, if it is listed.
+    bool IsKeyMarked(LPARAM key) {
+        const int row = m_list.FindItemByKey(key);
+        return row >= 0 && m_list.IsMarked(row);
+    }
 
     ListView m_list;
+    search::CRecipientSearch m_search;
+    search::CSearchBox m_searchBox;
     bool m_vista = false;  // Windows 6 or later
     CPhonebookEventHandler m_outlookEvents;
     bool m_readFailed = false;  // the last reload could not read the book
@@ -394,6 +471,23 @@ private:
 
     LRESULT OnSize(UINT, WPARAM, LPARAM size, BOOL&) {
         Self().Layout(LOWORD(size), HIWORD(size));
+        return 0;
+    }
+
+    // A change the box did not tell through onChange (its context menu).
+    LRESULT OnSearchChange(WORD, WORD, HWND, BOOL&) {
+        if (!m_searchBox.Busy()) ApplySearchText(m_searchBox.Text());
+        return 0;
+    }
+    void ApplySearchText(const std::wstring& text) {
+        if (m_search.SetText(text) && HasList()) Self().ApplySearch();
+    }
+    // Emptying the list (a search that fills it again, a book switch) needs
+    // no notice per row: nothing here follows rows by LVN_DELETEITEM.
+    LRESULT OnDeleteAllRows(int, NMHDR*, BOOL&) { return TRUE; }
+    LRESULT OnDestroySearchBox(UINT, WPARAM, LPARAM, BOOL& handled) {
+        handled = FALSE;
+        m_searchBox.Destroy();
         return 0;
     }
 

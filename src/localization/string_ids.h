@@ -26,6 +26,8 @@
 #define IDS_TIP_ADD 231
 #define IDS_TIP_EDIT 232
 #define IDS_TIP_REMOVE 233
+// The search box's cue text, also its name for screen readers.
+#define IDS_SEARCH_CUE 241
 // Why a list is empty, and a store that failed.
 #define IDS_BOOK_EMPTY 250
 #define IDS_BOOK_UNAVAILABLE 251

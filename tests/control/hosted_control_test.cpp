@@ -255,7 +255,7 @@ TEST_F(FirstControl, RemoveAsksTheTopWindowAndRemovesTheMarkedRowsFromTheBottomU
     EXPECT_EQ(Sorted(BookNames()), kept) << "removed from the book as well";
 }
 
-// The sort and check boxes set while the control has no window hold once it has.
+// The sort, check boxes and search set while the control has no window hold once it has.
 TEST_F(FirstControl, SettingsMadeWithoutAWindowHoldOnceItExists) {
     ASSERT_NO_FATAL_FAILURE(Host(kPeople));
     const auto inPlace = m_host->query<IOleInPlaceObject>();
@@ -265,12 +265,23 @@ TEST_F(FirstControl, SettingsMadeWithoutAWindowHoldOnceItExists) {
     ASSERT_EQ(m_control->SetSortMode(4), S_OK);
     com::UniqueBstr header(::SysAllocString(L"All"));
     ASSERT_EQ(m_control->EnableCheckBoxes(TRUE, header.get()), S_OK);
+    const auto search = m_control.query<IVelPhonebookControl4>();
+    com::UniqueBstr filter(::SysAllocString(L"KO"));
+    ASSERT_EQ(search->put_Filter(filter.get()), S_OK);
+    ASSERT_EQ(search->put_SearchBox(VARIANT_FALSE), S_OK);
     com::ComPtr<IOleClientSite> site;
     ASSERT_EQ(object->GetClientSite(site.put()), S_OK);
     RECT rect{};
     ::GetClientRect(m_host->hostWindow(), &rect);
     ASSERT_EQ(object->DoVerb(OLEIVERB_INPLACEACTIVATE, nullptr, site.get(), 0, m_host->hostWindow(), &rect), S_OK);
-    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 3; }, 3000));
+    ASSERT_TRUE(PumpUntil([&] { return ItemCount() == 1; }, 3000)) << "the first fill is searched";
+    EXPECT_EQ(Names(), NameList{L"Bea Koch"});
+    EXPECT_FALSE(::IsWindowVisible(m_host->item(241))) << "the box stays hidden";
+    wchar_t text[16] = {};
+    ::GetWindowTextW(m_host->item(241), text, 16);
+    EXPECT_STREQ(text, L"KO");
+    filter.reset(::SysAllocString(L""));
+    ASSERT_EQ(search->put_Filter(filter.get()), S_OK);
     EXPECT_EQ(Names(), (NameList{L"Carla Brandt", L"Bea Koch", L"Anton Weiss"}));
     EXPECT_TRUE(ListView_GetExtendedListViewStyle(List()) & LVS_EX_CHECKBOXES);
 }

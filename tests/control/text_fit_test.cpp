@@ -137,6 +137,14 @@ TEST_P(TextFit, EveryTextShowsWholeWithRealGlyphsAndRightToLeftMirrors) {
                           << (line.size() > 5 ? " needs " + line[4] + " px, has " + line[5] : "");
     for (const char* place : {"control1", "control1-checkboxes", "control2", "entry-new", "entry-view", "entry-edit", "message"})
         EXPECT_FALSE(run.Lines("text", place).empty()) << "nothing measured in " << place;
+    // The search box's cue text and the check-box column's header were among them.
+    for (const char* place : {"control1", "control2"}) {
+        const std::vector<Fields> texts = run.Lines("text", place);
+        EXPECT_TRUE(std::any_of(texts.begin(), texts.end(), [](const Fields& f) { return f.at(2) == "window 241 cue"; }))
+            << "no search box in " << place;
+    }
+    const std::vector<Fields> checkBoxes = run.Lines("text", "control1-checkboxes");
+    EXPECT_TRUE(std::any_of(checkBoxes.begin(), checkBoxes.end(), [](const Fields& f) { return f.at(3) == "Send"; }));
     const std::string code = language.first;
     if (code != "en") {
         // Else the language was not used and the run proves nothing.

@@ -12,6 +12,7 @@
 // mirrored|plain"; "verdict fits|clipped CLIPPED MEASURED".
 #include "com/com_ptr.h"
 #include "com/module.h"
+#include "com/unique_any.h"
 #include "core/recipient.h"
 #include "localization/language.h"
 #include "localization/localizer.h"
@@ -154,10 +155,20 @@ bool IsClass(const wchar_t* name, const wchar_t* wanted) {
 void MeasureChildren(const char* control, HWND dialog) {
     for (HWND child = ::GetWindow(dialog, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {
         const std::wstring text = WindowText(child);
-        if (!::IsWindowVisible(child) || text.empty()) continue;
         const std::string where = "window " + std::to_string(::GetDlgCtrlID(child));
         wchar_t name[64] = {};
         ::GetClassNameW(child, name, 64);
+        wchar_t cue[256] = {};
+        if (::IsWindowVisible(child) && IsClass(name, L"Edit") &&
+            ::SendMessageW(child, EM_GETCUEBANNER, WPARAM(cue), LPARAM(std::size(cue))) && cue[0]) {
+            // The cue text of an empty edit box, between the box's margins.
+            RECT box{};
+            ::GetClientRect(child, &box);
+            const LRESULT margins = ::SendMessageW(child, EM_GETMARGINS, 0, 0);
+            Report(control, where + " cue", FontOf(child), cue, TextSize(FontOf(child), cue, DT_SINGLELINE).cx,
+                   box.right - LOWORD(margins) - HIWORD(margins));
+        }
+        if (!::IsWindowVisible(child) || text.empty()) continue;
         const LONG style = ::GetWindowLongW(child, GWL_STYLE);
         RECT client{};
         ::GetClientRect(child, &client);
@@ -353,7 +364,9 @@ int Run(int rows) {
             DispatchWaiting();
         }
         first.Measure("control1", true);
-        first.control->EnableCheckBoxes(TRUE, nullptr);
+        // The host names the check-box column; the column holds its name beside the box.
+        const com::UniqueBstr send(::SysAllocString(L"Send"));
+        first.control->EnableCheckBoxes(TRUE, send.get());
         DispatchWaiting();
         MeasureChildren("control1-checkboxes", first.Window());
         MeasureHeader("control1-checkboxes", first.List());

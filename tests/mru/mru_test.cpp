@@ -385,7 +385,10 @@ TEST_F(MRUListTest, LongInputOnASmallStack) {
     EXPECT_TRUE(names[1] == Texts{longName} && numbers[1] == Texts{L"+49-30#1*2"});
     const Texts stored = Stored();
     ASSERT_EQ(30u, stored.size()) << "the foreign tree is gone";
-    EXPECT_TRUE(stored.front() == L"+49-30#1*2 " + longName + L"/" + longName + L"/+49-30#1*2/0") << "written whole";
+    // The store keeps what its reader takes back: 2047 characters of each text.
+    EXPECT_TRUE(stored.front() == (L"+49-30#1*2 " + longName).substr(0, 2047) + L"/" + longName.substr(0, 2047) +
+                                      L"/+49-30#1*2/0")
+        << "cut at what a read takes";
     EXPECT_EQ((Texts{L"+39999 R39999/R39999/+39999/0", L"+39971 R39971/R39971/+39971/0"}), (Texts{stored[1], stored.back()}));
 }
 

@@ -3,7 +3,7 @@
 // wait; where their questions and dialogs open; the list's keys; and how they
 // look in high contrast. Wine has neither Outlook nor (without the stand-in)
 // a Windows address book, which is exactly the machine meant.
-#include "high_contrast_standin.h"
+#include "fakes/high_contrast/high_contrast_standin.h"
 #include "support/control_host.h"
 #include "support/wab_fixture.h"
 #include "ui_harness.h"

@@ -19,8 +19,7 @@ add_dependencies(test_control text_fit_probe ZantixUI64)
 # mark a row, the event arrives) and the list's window and subclass procedures.
 set(X86_FILTER "Classes/BothClasses.EverySink*:ListTest.*")
 # Pictures of the controls' empty states and of high contrast (docs/pictures/states).
-add_executable(state_screens ${CMAKE_CURRENT_SOURCE_DIR}/control/probe/state_screens.cpp)
+add_executable(state_screens EXCLUDE_FROM_ALL ${CMAKE_SOURCE_DIR}/scripts/screens/state_screens.cpp)
 target_include_directories(state_screens PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/control)
 target_link_libraries(state_screens PRIVATE test_support)
 target_link_options(state_screens PRIVATE -municode)
-add_dependencies(test_control state_screens)

@@ -5,7 +5,7 @@
 // the recently used book holds three recipients, one marked, in the
 // high-contrast stand-in. The language is the stand-in language library's.
 #include "com/com_ptr.h"
-#include "high_contrast_standin.h"
+#include "fakes/high_contrast/high_contrast_standin.h"
 #include "module/VelPhonebook_h.h"
 #include "sources/mru_store.h"
 #include "support/control_host.h"

@@ -355,6 +355,23 @@ int RunLogWriter(const std::wstring& tag, int count) {
     return 0;
 }
 
+// Texts of random code points set into a plain edit control of the system's
+// (no component loaded), with the dialog font: whether the platform's own
+// text shaping survives what the search box is given.
+int RunPlainEdit(int texts, uint64_t seed) {
+    fuzz::Rng rng(seed);
+    const HWND edit = ::CreateWindowExW(0, L"EDIT", L"", WS_OVERLAPPEDWINDOW | WS_VISIBLE | ES_AUTOHSCROLL, 0, 0,
+                                        300, 40, nullptr, nullptr, nullptr, nullptr);
+    ::SendMessageW(edit, WM_SETFONT, WPARAM(::GetStockObject(DEFAULT_GUI_FONT)), TRUE);
+    for (int i = 0; i < texts; ++i) {
+        std::wstring text(rng.Between(1, 60), L'x');
+        for (wchar_t& c : text) c = wchar_t(rng.Below(0x10000));
+        ::SetWindowTextW(edit, text.c_str());
+    }
+    std::printf("DONE %d texts\n", texts);
+    return 0;
+}
+
 // --- Language files ------------------------------------------------------------
 
 std::vector<std::string> ShippedLanguageFiles() {
@@ -443,6 +460,7 @@ int wmain(int argc, wchar_t** argv) {
     if (argc < 2) return 2;
     const std::wstring mode = argv[1];
     if (mode == L"logwriter") return argc == 4 ? RunLogWriter(argv[2], _wtoi(argv[3])) : 2;
+    if (mode == L"plainedit") return argc == 4 ? RunPlainEdit(_wtoi(argv[2]), _wcstoui64(argv[3], nullptr, 10)) : 2;
     if (mode == L"autoleak") return argc == 4 ? fuzz::RunAutomationLeaks(_wtoi(argv[2]), _wcstoui64(argv[3], nullptr, 10)) : 2;
     std::vector<uint64_t> seeds;
     for (int i = 2; i < argc; ++i) seeds.push_back(_wcstoui64(argv[i], nullptr, 10));

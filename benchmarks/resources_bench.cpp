@@ -37,28 +37,23 @@ struct Counts {
     int threads = 0;     // all of the process's
     int component = 0;   // running the module's code
     int handles = 0;
-    double privateKB = 0;
+    double privateKB = 0;  // committed private memory
+    double liveKB = 0;     // live heap blocks
 };
 
 Counts Take() {
     // Watchers and released Outlook proxies end within a few turns of their
     // threads and of COM's clean-up: let them go before counting.
     control_test::Pump(300);
-    // Committed private memory, walked region by region (Wine's process
-    // memory counters leave the private usage at zero).
-    SIZE_T committed = 0;
-    MEMORY_BASIC_INFORMATION region{};
-    for (const BYTE* at = nullptr; ::VirtualQuery(at, &region, sizeof region) == sizeof region;
-         at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize)
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) committed += region.RegionSize;
-    return {ThreadCount(), ComponentThreadCount(), HandleCount(), committed / 1024.0};
+    const MemoryKB memory = ProcessMemory();
+    return {ThreadCount(), ComponentThreadCount(), HandleCount(), memory.committed, memory.live};
 }
 
 void Print(const std::string& what, int uses, const Counts& before, const Counts& after) {
-    std::printf("| %-52s | %5d | %3d -> %3d | %2d -> %2d | %4d -> %4d | %8.0f -> %8.0f (%+.1f KB per use) |\n",
+    std::printf("| %-52s | %5d | %3d -> %3d | %2d -> %2d | %4d -> %4d | %6.0f -> %6.0f | %6.0f -> %6.0f (%+.1f KB per use) |\n",
                 what.c_str(), uses, before.threads, after.threads, before.component, after.component,
-                before.handles, after.handles, before.privateKB, after.privateKB,
-                (after.privateKB - before.privateKB) / uses);
+                before.handles, after.handles, before.privateKB, after.privateKB, before.liveKB, after.liveKB,
+                (after.liveKB - before.liveKB) / uses);
     std::fflush(stdout);
 }
 
@@ -158,7 +153,7 @@ int wmain(int argc, wchar_t** argv) {
     outlooktest::DeleteStore();
     outlooktest::WriteNumberedBook(12);
     std::printf("%s, %d-bit\n\n", "resources before and after (after one use first)", int(sizeof(void*) * 8));
-    std::printf("| what | uses | threads | module's threads | handles | private KB |\n|---|---|---|---|---|---|\n");
+    std::printf("| what | uses | threads | module's threads | handles | committed private KB | live heap KB |\n|---|---|---|---|---|---|---|\n");
 
     // Outlook dying, with and without the component.
     const auto plainClient = [](int round, bool dies) {

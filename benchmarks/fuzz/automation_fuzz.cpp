@@ -537,24 +537,8 @@ int RunAutomationLeaks(int calls, uint64_t seed) {
 }
 
 LeakCounts TakeLeakCounts() {
-    SIZE_T committed = 0;
-    MEMORY_BASIC_INFORMATION region{};
-    for (const BYTE* at = nullptr; ::VirtualQuery(at, &region, sizeof region) == sizeof region;
-         at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize)
-        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) committed += region.RegionSize;
-    // Live blocks of every heap: what was allocated and not freed, unlike the
-    // committed memory, which also holds what a heap keeps after a free.
-    double liveBytes = 0;
-    HANDLE heaps[64];
-    const DWORD count = ::GetProcessHeaps(64, heaps);
-    for (DWORD h = 0; h < count && h < 64; ++h) {
-        if (!::HeapLock(heaps[h])) continue;
-        PROCESS_HEAP_ENTRY entry{};
-        while (::HeapWalk(heaps[h], &entry))
-            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) liveBytes += entry.cbData;
-        ::HeapUnlock(heaps[h]);
-    }
-    return {testing_support::HandleCount(), committed / 1024.0, liveBytes / 1024.0};
+    const testing_support::MemoryKB memory = testing_support::ProcessMemory();
+    return {testing_support::HandleCount(), memory.committed, memory.live};
 }
 
 }  // namespace fuzz

@@ -251,4 +251,22 @@ int ComponentThreadCount(HMODULE image) {
     return mine;
 }
 
+MemoryKB ProcessMemory() {
+    MemoryKB memory;
+    MEMORY_BASIC_INFORMATION region{};
+    for (const BYTE* at = nullptr; ::VirtualQuery(at, &region, sizeof region) == sizeof region;
+         at = static_cast<const BYTE*>(region.BaseAddress) + region.RegionSize)
+        if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) memory.committed += region.RegionSize / 1024.0;
+    HANDLE heaps[64];
+    const DWORD count = std::min<DWORD>(::GetProcessHeaps(64, heaps), 64);
+    for (DWORD h = 0; h < count; ++h) {
+        if (!::HeapLock(heaps[h])) continue;
+        PROCESS_HEAP_ENTRY entry{};
+        while (::HeapWalk(heaps[h], &entry))
+            if (entry.wFlags & PROCESS_HEAP_ENTRY_BUSY) memory.live += entry.cbData / 1024.0;
+        ::HeapUnlock(heaps[h]);
+    }
+    return memory;
+}
+
 }  // namespace testing_support

@@ -94,4 +94,13 @@ std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& path, co
 // platform's COM, RPC and thread pool start and end on their own schedule.
 int ComponentThreadCount(HMODULE image = nullptr);
 
+// This process's memory in kilobytes: committed private pages (what the
+// system counts; a heap keeps pages after a free), and the live blocks of
+// every heap (what was allocated and not freed).
+struct MemoryKB {
+    double committed = 0;
+    double live = 0;
+};
+MemoryKB ProcessMemory();
+
 }  // namespace testing_support

@@ -52,14 +52,18 @@ TEST(MonitorTest, ThePlatformsBoxOpensOnItsOwnersMonitor) {
     ASSERT_TRUE(owner);
     static RECT seen{};
     static bool found = false;
-    const UINT_PTR timer = ::SetTimer(nullptr, 0, 20, [](HWND, UINT, UINT_PTR, DWORD) {
-        if (found) return;
-        const HWND box = ::FindWindowW(L"#32770", L"Placement");
-        if (!box || !::IsWindowVisible(box)) return;
-        found = true;
-        ::GetWindowRect(box, &seen);
-        ::PostMessageW(box, WM_COMMAND, IDOK, 0);
-    });
+    // A timer procedure is stdcall on x86, which a lambda cannot be.
+    struct Watch {
+        static void CALLBACK Look(HWND, UINT, UINT_PTR, DWORD) {
+            if (found) return;
+            const HWND box = ::FindWindowW(L"#32770", L"Placement");
+            if (!box || !::IsWindowVisible(box)) return;
+            found = true;
+            ::GetWindowRect(box, &seen);
+            ::PostMessageW(box, WM_COMMAND, IDOK, 0);
+        }
+    };
+    const UINT_PTR timer = ::SetTimer(nullptr, 0, 20, &Watch::Look);
     win::MessageBoxOnMonitor(owner, L"A question far to the left", L"Placement", MB_OK);
     ::KillTimer(nullptr, timer);
     MONITORINFO info{};

@@ -29,7 +29,7 @@ TEST(MonitorTest, APopupIsMovedIntoTheWorkAreaKeepingItsSize) {
         {"on the left monitor, above its top", {-900, -400, -430, -138}, leftMonitor, {-900, -200, -430, 62}},
         {"crossing into the primary", {-200, 100, 270, 362}, leftMonitor, {-470, 100, 0, 362}},
         {"under a top task bar", {300, 0, 770, 262}, topBar, {300, 40, 770, 302}},
-        {"wider and taller than the area: left and top edges seen", {-50, -50, 1350, 1050}, topBar, {0, 40, 1400, 1140}},
+        {"larger than the area: its left and top seen", {-50, -50, 1350, 1050}, topBar, {0, 40, 1400, 1140}},
         {"touching the edges stays", {0, 722, 470, 984}, primary, {0, 722, 470, 984}},
     };
     for (const Case& c : cases) EXPECT_EQ(Of(win::FitRectInto(c.rect, c.area)), c.expected) << c.what;

@@ -50,12 +50,12 @@ Pixels Capture(HWND window, const RECT& rect, const std::wstring* note = nullptr
     const HDC memory = ::CreateCompatibleDC(source);
     const HBITMAP bitmap = ::CreateCompatibleBitmap(source, rect.right, rect.bottom);
     const HGDIOBJ old = ::SelectObject(memory, bitmap);
+    RECT header{};
+    ::GetWindowRect(ListView_GetHeader(window), &header);
     if (!note) {
         ::BitBlt(memory, 0, 0, rect.right, rect.bottom, source, 0, 0, SRCCOPY);
     } else {
         ::FillRect(memory, &rect, ::GetSysColorBrush(COLOR_WINDOW));
-        RECT header{};
-        ::GetWindowRect(ListView_GetHeader(window), &header);
         RECT text{Scaled(8), header.bottom - header.top + Scaled(12), rect.right - Scaled(8), rect.bottom};
         ::SelectObject(memory, reinterpret_cast<HGDIOBJ>(::SendMessageW(window, WM_GETFONT, 0, 0)));
         ::SetBkMode(memory, TRANSPARENT);
@@ -64,8 +64,6 @@ Pixels Capture(HWND window, const RECT& rect, const std::wstring* note = nullptr
                     DT_CENTER | DT_WORDBREAK | DT_NOPREFIX | DT_TOP);
     }
     Pixels pixels;
-    RECT header{};
-    ::GetWindowRect(ListView_GetHeader(window), &header);
     for (int y = header.bottom - header.top; y < rect.bottom; ++y)
         for (int x = 0; x < rect.right; ++x) pixels.push_back(::GetPixel(memory, x, y));
     ::SelectObject(memory, old);

@@ -44,7 +44,7 @@ std::vector<std::string> RunExample(const std::wstring& name) {
 
 // The outputs the guide shows are for a user with the module registered, the
 // Windows address book's stand-in registered, and nothing recently used or in Contacts.
-class GuideTest : public ::testing::Test {
+class Guide : public ::testing::TestWithParam<std::wstring> {
 protected:
     static void SetUpTestSuite() {
         ASSERT_EQ(0, RunRegsvr32(false));
@@ -56,7 +56,6 @@ protected:
     }
     void TearDown() override { SetUp(); }
 };
-class Guide : public GuideTest, public ::testing::WithParamInterface<std::wstring> {};
 
 TEST_P(Guide, ExamplePrintsWhatTheGuideShows) {
     const std::vector<std::string> expected = Lines(ReadFileBytes(GuideDir() + GetParam() + L".expected"));

@@ -200,7 +200,6 @@ public:
         ::SetWindowTextW(m_status, status);
     }
 
-    // Ticks a row as the user would: the list's own check box.
     // Types into the control's search box as a user does, one key at a time
     // (Enter ticks the first match); empty text clears it with Escape.
     void Search(const std::wstring& text, bool enter = false) const {
@@ -212,6 +211,7 @@ public:
         for (const wchar_t c : text) ::SendMessageW(box, WM_CHAR, c, 1);
         if (enter) ::SendMessageW(box, WM_KEYDOWN, VK_RETURN, 1);
     }
+    // Ticks a row as the user would: the list's own check box.
     void Tick(int row) const {
         const HWND dialog = ::GetWindow(m_host, GW_CHILD);
         const HWND list = dialog ? ::GetDlgItem(dialog, kControlListId) : nullptr;

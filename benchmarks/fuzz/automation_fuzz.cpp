@@ -319,7 +319,12 @@ std::string CallThroughVtable(Rng& rng, const Target& target, const Member& memb
     if (problem.empty() && UncoveredNumbers(member, args) && hr != E_INVALIDARG)
         problem = member.name + " took numbers without names";
     for (size_t i = 0; i < count; ++i) {
-        if (member.params[i] == VT_SAFEARRAY && args[i].parray) ::SafeArrayDestroy(args[i].parray);
+        if (member.params[i] == VT_SAFEARRAY && args[i].parray) {
+            const HRESULT destroyed = ::SafeArrayDestroy(args[i].parray);
+            if (FAILED(destroyed) && ::GetEnvironmentVariableW(L"VELPHONEBOOK_FUZZ_TRACE", nullptr, 0))
+                std::fprintf(stderr, "%s left its array undestroyable: %08lx\n", member.name.c_str(),
+                             static_cast<unsigned long>(destroyed));
+        }
         else if (member.params[i] != VT_PTR) ::VariantClear(&args[i]);
         slots[i].Clear();
     }
@@ -488,33 +493,37 @@ int RunAutomationCalls(const std::vector<uint64_t>& seeds) {
 int RunAutomationLeaks(int calls, uint64_t seed) {
     testing_support::ComApartment apartment;
     if (::GetEnvironmentVariableW(L"VELPHONEBOOK_FUZZ_DIRECT", nullptr, 0)) {
+        // ListsToString by the vtable on arrays of each hostile kind, to find
+        // which one the heap grows with.
         com::ComPtr<IMRUList> list;
         ::CoCreateInstance(CLSID_MRUList, nullptr, CLSCTX_INPROC_SERVER, IID_IMRUList, list.put_void());
-        SAFEARRAY *names = nullptr, *numbers = nullptr;
-        com::MakeStringArray({L"Ann"}, &names);
-        com::MakeStringArray({L"555"}, &numbers);
-        const auto call = [&] {
-            BSTR text = nullptr;
-            list->ListsToString(&text, names, numbers);
-            ::SysFreeString(text);
+        const auto make = [](VARTYPE type, UINT dims, LONG lower, ULONG count, UINT length) {
+            SAFEARRAYBOUND bounds[2] = {{count, lower}, {count, lower}};
+            SAFEARRAY* array = ::SafeArrayCreate(type, dims, bounds);
+            const ULONG total = dims == 2 ? count * count : count;
+            for (ULONG i = 0; i < total && array; ++i)
+                if (type == VT_BSTR) static_cast<BSTR*>(array->pvData)[i] = ::SysAllocStringLen(nullptr, length);
+            return array;
         };
-        for (int i = 0; i < 100; ++i) call();
-        const LeakCounts before = TakeLeakCounts();
-        for (int i = 0; i < calls; ++i) call();
-        const LeakCounts after = TakeLeakCounts();
-        std::printf("DIRECT %d live %.0f -> %.0f\n", calls, before.liveKB, after.liveKB);
-        com::ComPtr<IDispatch> dispatch = list.query<IDispatch>();
-        for (int i = 0; i < calls; ++i) {
-            VARIANT args[3];
-            BSTR text = nullptr;
-            args[0].vt = VT_ARRAY | VT_BSTR; args[0].parray = numbers;
-            args[1].vt = VT_ARRAY | VT_BSTR; args[1].parray = names;
-            args[2].vt = VT_BYREF | VT_BSTR; args[2].pbstrVal = &text;
-            DISPPARAMS params{args, nullptr, 3, 0};
-            dispatch->Invoke(0x60020004, IID_NULL, 0, DISPATCH_METHOD, &params, nullptr, nullptr, nullptr);
-            ::SysFreeString(text);
+        struct Kind { const char* name; VARTYPE type; UINT dims; LONG lower; ULONG count; UINT length; };
+        const Kind kinds[] = {{"bstr 3 short", VT_BSTR, 1, 0, 3, 5},   {"bstr 3 long", VT_BSTR, 1, 0, 3, 70000},
+                              {"bstr empty", VT_BSTR, 1, 0, 0, 0},      {"bstr INT_MIN", VT_BSTR, 1, INT_MIN, 3, 5},
+                              {"bstr 2-dim", VT_BSTR, 2, 0, 2, 5},      {"variant 3", VT_VARIANT, 1, 0, 3, 0},
+                              {"i4 3", VT_I4, 1, 0, 3, 0}};
+        for (const Kind& k : kinds) {
+            const LeakCounts before = TakeLeakCounts();
+            for (int i = 0; i < calls; ++i) {
+                SAFEARRAY* names = make(k.type, k.dims, k.lower, k.count, k.length);
+                SAFEARRAY* numbers = make(VT_BSTR, 1, 0, 3, 5);
+                BSTR text = nullptr;
+                list->ListsToString(&text, names, numbers);
+                ::SysFreeString(text);
+                ::SafeArrayDestroy(names);
+                ::SafeArrayDestroy(numbers);
+            }
+            std::printf("DIRECT %-14s %d calls: live %.0f -> %.0f KB\n", k.name, calls, before.liveKB,
+                        TakeLeakCounts().liveKB);
         }
-        std::printf("INVOKE %d live %.0f -> %.0f\n", calls, after.liveKB, TakeLeakCounts().liveKB);
         return 0;
     }
     Rng rng(seed);

@@ -152,8 +152,7 @@ private:
     LRESULT OnHeaderClick(int, NMHDR*, BOOL&);
     void Sort();
     void InvalidateRow(int row);
-    RECT CellRect(const RECT& row, int column) const;
-    void DrawCell(HDC dc, const RECT& cell, int row, int column, COLORREF text);
+    void DrawCell(HDC dc, const RECT& cell, int row, int column, int columns, COLORREF text, bool enabled);
 
     IContactListOwner* m_owner = nullptr;
     COwnerDrawRelay m_relay;

@@ -430,14 +430,12 @@ public:
     const std::wstring& RowNumberFormat() const noexcept { return m_rowNumberFormat; }
 
     // Writes the row numbers into the "#" column (nothing with kind 1): i + 1,
-    // or count - i in mode 2, in the current row-number format. `from`: the
-    // rows above it are numbered right already (every row in mode 2).
-    void Renumber(int from = 0) {
+    // or count - i in mode 2, in the current row-number format.
+    void Renumber() {
         if (m_compareKind == 1) return;
         const int count = int(this->Keys().size());
-        if (m_sortMode == 2) from = 0;
         wchar_t text[32];
-        for (int row = count - 1; row >= std::max(from, 0); --row) {
+        for (int row = count - 1; row >= 0; --row) {
             const int number = m_sortMode == 2 ? count - row : row + 1;
             text[0] = L'\0';
             if (!m_rowNumberFormat.empty()) swprintf(text, 32, m_rowNumberFormat.c_str(), number);

@@ -23,10 +23,9 @@ void CPhonebookControl::ApplySearch() {
     }
     // Rows hidden or shown are no change of marking: no events.
     ++m_quietItemChanges;
-    // An unsorted list keeps the order rows are appended in: each gets its
-    // number as it comes, and after rows were taken out only those below the
-    // first one are numbered again (a message per row costs about what the
-    // row's insertion does).
+    // An unsorted list keeps the order rows are appended in: after a refill
+    // each row got its number as it came, which spares a second pass over
+    // every row (a message per row costs about what the row's insertion does).
     const bool numbered = !m_list.IsCheckBoxMode();
     const bool unsorted = m_list.GetSortMode() == 0;
     const bool changed = listview::ShowOnlyRows(
@@ -36,11 +35,9 @@ void CPhonebookControl::ApplySearch() {
             const std::wstring number = numbered && unsorted ? RowNumber(RowCount() + 1) : std::wstring();
             m_list.AppendRow(key, {number.c_str(), shown.name.c_str(), shown.fax.c_str()});
         },
-        [this, numbered, unsorted](int firstRemoved) {
+        [this, numbered, unsorted](bool refilled) {
             m_list.SetSortMode(7);
-            if (!numbered) return;
-            if (!unsorted) m_list.Renumber();
-            else if (firstRemoved != listview::kRowsRefilled) m_list.Renumber(firstRemoved);
+            if (numbered && !(unsorted && refilled)) m_list.Renumber();
         });
     --m_quietItemChanges;
     if (!changed) return;

@@ -19,10 +19,6 @@ namespace listview {
 inline constexpr size_t kRowsLeavingInPlace = 16;
 inline constexpr size_t kRowMovesInPlace = size_t(64) << 20;  // rows leaving times rows listed
 
-// What ShowOnlyRows tells `then` instead of the first row removed in place:
-// the list was filled again, every row by `append`.
-inline constexpr int kRowsRefilled = -1;
-
 // The keys of the marked rows: checked with check boxes, else selected.
 template <class TList>
 std::unordered_set<LPARAM> MarkedKeys(const TList& list) {
@@ -39,10 +35,9 @@ std::unordered_set<LPARAM> MarkedKeys(const TList& list) {
 
 // wanted: the keys to show, in the book's order (which rows that come back
 // follow when the list is not sorted); append(key) adds the row of a key at
-// the end; then(firstRemoved), when rows came or went, runs before the list
-// is shown again (a sort, the row numbers), with the first row taken out in
-// place (the rows above it did not move) or kRowsRefilled. True when any
-// row came or went.
+// the end; then(refilled), when rows came or went, runs before the list is
+// shown again (a sort, the row numbers), told whether every row was appended
+// anew (else rows were only taken out). True when any row came or went.
 template <class TList, class Append, class Then>
 bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append, Then then) {
     const std::vector<LPARAM> current = list.Keys();
@@ -62,7 +57,7 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
                        (leaving.size() <= staying && leaving.size() * current.size() <= kRowMovesInPlace))) {
         // Taken out one by one, from the bottom.
         for (auto row = leaving.rbegin(); row != leaving.rend(); ++row) list.DeleteRow(*row);
-        then(leaving.front());
+        then(false);
         return true;
     }
     // Otherwise the list is filled again with what it shows, which costs what
@@ -84,7 +79,7 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
         const int row = list.FindItemByKey(key);
         if (row >= 0) view.SetItemState(row, state, kStates);
     }
-    then(kRowsRefilled);
+    then(true);
     return true;
 }
 

@@ -241,15 +241,6 @@ void CContactListView::InvalidateRow(int row) {
         ::InvalidateRect(m_hWnd, &rect, FALSE);
 }
 
-RECT CContactListView::CellRect(const RECT& row, int column) const {
-    RECT header{};
-    ::SendMessageW(List().GetHeader(), HDM_GETITEMRECT, WPARAM(column), reinterpret_cast<LPARAM>(&header));
-    RECT cell = row;
-    cell.left = row.left + header.left;
-    cell.right = row.left + header.right;
-    return cell;
-}
-
 void CContactListView::DrawItem(const DRAWITEMSTRUCT& item) {
     const int row = int(item.itemID);
     const HDC dc = item.hDC;
@@ -278,14 +269,25 @@ void CContactListView::DrawItem(const DRAWITEMSTRUCT& item) {
     }
     Fill(dc, item.rcItem, background);
 
-    const HGDIOBJ oldFont = ::SelectObject(dc, List().GetFont() ? List().GetFont() : ::GetStockObject(DEFAULT_GUI_FONT));
+    // What a row asks of the list and its header goes to their own
+    // procedures: through their subclasses each of the twenty or so messages
+    // of a row is a round trip to the server under Wine.
+    const auto font = reinterpret_cast<HFONT>(Direct(WM_GETFONT, 0, 0));
+    const HGDIOBJ oldFont = ::SelectObject(dc, font ? static_cast<HGDIOBJ>(font) : ::GetStockObject(DEFAULT_GUI_FONT));
     const int oldMode = ::SetBkMode(dc, TRANSPARENT);
-    const int columns = List().GetHeader().GetItemCount();
-    for (int column = 0; column < columns; ++column) DrawCell(dc, CellRect(item.rcItem, column), row, column, text);
+    const int columns = int(HeaderDirect(HDM_GETITEMCOUNT, 0, 0));
+    for (int column = 0; column < columns; ++column) {
+        RECT header{};
+        HeaderDirect(HDM_GETITEMRECT, WPARAM(column), reinterpret_cast<LPARAM>(&header));
+        RECT cell = item.rcItem;
+        cell.left = item.rcItem.left + header.left;
+        cell.right = item.rcItem.left + header.right;
+        DrawCell(dc, cell, row, column, columns, text, enabled);
+    }
     ::SetBkMode(dc, oldMode);
     ::SelectObject(dc, oldFont);
 
-    const bool hideFocus = (SendMessage(WM_QUERYUISTATE) & UISF_HIDEFOCUS) != 0;
+    const bool hideFocus = (Direct(WM_QUERYUISTATE, 0, 0) & UISF_HIDEFOCUS) != 0;
     if ((item.itemState & ODS_FOCUS) && focused && !hideFocus) {
         RECT focus = item.rcItem;
         ::InflateRect(&focus, -1, -1);
@@ -294,9 +296,9 @@ void CContactListView::DrawItem(const DRAWITEMSTRUCT& item) {
     }
 }
 
-void CContactListView::DrawCell(HDC dc, const RECT& cell, int row, int column, COLORREF text) {
+void CContactListView::DrawCell(HDC dc, const RECT& cell, int row, int column, int columns, COLORREF text,
+                                bool enabled) {
     if (cell.right <= cell.left) return;
-    const bool enabled = IsEnabled();
     if (column == kContactCheckColumn && IsCheckBoxMode()) {
         const int size = win::ScaleX(13);
         RECT box{};
@@ -304,10 +306,11 @@ void CContactListView::DrawCell(HDC dc, const RECT& cell, int row, int column, C
         box.top = cell.top + (cell.bottom - cell.top - size) / 2;
         box.right = box.left + size;
         box.bottom = box.top + size;
-        if (box.left >= cell.left) DrawCheckBox(dc, box, List().GetCheckState(row), enabled);
+        const bool checked = (RowState(row, LVIS_STATEIMAGEMASK) & LVIS_STATEIMAGEMASK) == INDEXTOSTATEIMAGEMASK(2);
+        if (box.left >= cell.left) DrawCheckBox(dc, box, checked, enabled);
         return;
     }
-    if (column == List().GetHeader().GetItemCount() - 1 && column >= kContactFavoriteColumn) {
+    if (column == columns - 1 && column >= kContactFavoriteColumn) {
         const CRecipient* record = m_owner ? m_owner->FindRecord(KeyOfItem(row)) : nullptr;
         DrawFavoriteStar(dc, cell, record && record->favorite, enabled, text);
         return;

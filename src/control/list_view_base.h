@@ -129,13 +129,19 @@ public:
         if (!this->Subclass(list)) return false;
         m_listProc = reinterpret_cast<WNDPROC>(::GetClassLongPtrW(list, GCLP_WNDPROC));
         ResyncKeys();
-        if (const HWND header = List().GetHeader()) m_header.Attach(header);
+        if (const HWND header = List().GetHeader()) {
+            m_header.Attach(header);
+            m_headerWnd = header;
+            m_headerProc = reinterpret_cast<WNDPROC>(::GetClassLongPtrW(header, GCLP_WNDPROC));
+        }
         return true;
     }
     void Detach() {
         m_header.Detach();
         this->Unsubclass();
         m_keys.Clear();
+        m_headerWnd = nullptr;
+        m_headerProc = nullptr;
     }
 
     win::ListViewCtrl List() const noexcept { return win::ListViewCtrl(this->m_hWnd); }
@@ -223,6 +229,11 @@ protected:
         return m_listProc ? ::CallWindowProcW(m_listProc, this->m_hWnd, message, wParam, lParam)
                           : ::SendMessageW(this->m_hWnd, message, wParam, lParam);
     }
+    // The same for the list's header (painting asks it for every row's cells).
+    LRESULT HeaderDirect(UINT message, WPARAM wParam, LPARAM lParam) const noexcept {
+        return m_headerProc ? ::CallWindowProcW(m_headerProc, m_headerWnd, message, wParam, lParam)
+                            : ::SendMessageW(List().GetHeader().hwnd(), message, wParam, lParam);
+    }
 
     // Puts the rows into the given order (order[newRow] = old row).
     void ApplyOrder(const std::vector<int>& order) {
@@ -286,6 +297,8 @@ private:
     CRowKeys m_keys;
     THeader m_header;
     WNDPROC m_listProc = nullptr;
+    HWND m_headerWnd = nullptr;
+    WNDPROC m_headerProc = nullptr;
 };
 
 }  // namespace listview

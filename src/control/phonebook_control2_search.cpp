@@ -20,7 +20,7 @@ void CPhonebookControl2::ApplySearch() {
     }
     m_searching = true;
     const bool changed = listview::ShowOnlyRows(
-        m_list, wanted, [this](LPARAM key) { m_list.AppendKey(key); }, [this] { m_list.Resort(); });
+        m_list, wanted, [this](LPARAM key) { m_list.AppendKey(key); }, [this](bool) { m_list.Resort(); });
     m_searching = false;
     if (!changed) return;
     FitColumns();

@@ -23,15 +23,21 @@ void CPhonebookControl::ApplySearch() {
     }
     // Rows hidden or shown are no change of marking: no events.
     ++m_quietItemChanges;
+    // An unsorted list keeps the order rows are appended in: after a refill
+    // each row got its number as it came, which spares a second pass over
+    // every row (a message per row costs about what the row's insertion does).
+    const bool numbered = !m_list.IsCheckBoxMode();
+    const bool unsorted = m_list.GetSortMode() == 0;
     const bool changed = listview::ShowOnlyRows(
         m_list, wanted,
-        [this](LPARAM key) {
+        [this, numbered, unsorted](LPARAM key) {
             const Shown& shown = m_shown[ULONG_PTR(key)];
-            m_list.AppendRow(key, {L"", shown.name.c_str(), shown.fax.c_str()});
+            const std::wstring number = numbered && unsorted ? RowNumber(RowCount() + 1) : std::wstring();
+            m_list.AppendRow(key, {number.c_str(), shown.name.c_str(), shown.fax.c_str()});
         },
-        [this] {
+        [this, numbered, unsorted](bool refilled) {
             m_list.SetSortMode(7);
-            if (!m_list.IsCheckBoxMode()) m_list.Renumber();
+            if (numbered && !(unsorted && refilled)) m_list.Renumber();
         });
     --m_quietItemChanges;
     if (!changed) return;

@@ -35,8 +35,9 @@ std::unordered_set<LPARAM> MarkedKeys(const TList& list) {
 
 // wanted: the keys to show, in the book's order (which rows that come back
 // follow when the list is not sorted); append(key) adds the row of a key at
-// the end; then(), when rows came or went, runs before the list is shown
-// again (a sort, the row numbers). True when any row came or went.
+// the end; then(refilled), when rows came or went, runs before the list is
+// shown again (a sort, the row numbers), told whether every row was appended
+// anew (else rows were only taken out). True when any row came or went.
 template <class TList, class Append, class Then>
 bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append, Then then) {
     const std::vector<LPARAM> current = list.Keys();
@@ -56,7 +57,7 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
                        (leaving.size() <= staying && leaving.size() * current.size() <= kRowMovesInPlace))) {
         // Taken out one by one, from the bottom.
         for (auto row = leaving.rbegin(); row != leaving.rend(); ++row) list.DeleteRow(*row);
-        then();
+        then(false);
         return true;
     }
     // Otherwise the list is filled again with what it shows, which costs what
@@ -78,7 +79,7 @@ bool ShowOnlyRows(TList& list, const std::vector<LPARAM>& wanted, Append append,
         const int row = list.FindItemByKey(key);
         if (row >= 0) view.SetItemState(row, state, kStates);
     }
-    then();
+    then(true);
     return true;
 }
 

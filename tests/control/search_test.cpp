@@ -63,6 +63,20 @@ protected:
         else
             Select(row);
     }
+    // The first class's "#" column, which numbers the rows shown from 1.
+    std::wstring NumberColumn() const {
+        std::wstring numbers;
+        wchar_t text[16];
+        for (int row = 0, count = ItemCount(); row < count; ++row) {
+            LVITEMW item{};
+            item.pszText = text;
+            item.cchTextMax = 16;
+            text[0] = L'\0';
+            ::SendMessageW(List(), LVM_GETITEMTEXTW, WPARAM(row), LPARAM(&item));
+            numbers += std::wstring(row ? L" " : L"") + text;
+        }
+        return numbers;
+    }
     int RowOf(const std::wstring& name) const {
         const NameList names = Names();
         const auto found = std::find(names.begin(), names.end(), name);
@@ -103,10 +117,16 @@ TEST_P(Search, EveryWordIsFoundInNameOrNumberWhateverCaseAccentsWidthAndSeparato
         EXPECT_EQ(Sorted(Names()), Sorted(c.found))
             << "typed \"" << testing::PrintToString(std::wstring(c.typed)) << '"';
         EXPECT_EQ(ItemCount(), int(c.found.size()));
+        if (!Second()) {
+            const wchar_t* const kNumbers[] = {L"", L"1", L"1 2", L"1 2 3", L"1 2 3 4", L"1 2 3 4 5"};
+            EXPECT_EQ(NumberColumn(), kNumbers[c.found.size()])
+                << "after \"" << testing::PrintToString(std::wstring(c.typed)) << '"';
+        }
     }
     PressKey(Box(), VK_ESCAPE);
     EXPECT_EQ(BoxText(), L"");
     EXPECT_EQ(ItemCount(), 5) << "Escape clears the search";
+    if (!Second()) EXPECT_EQ(NumberColumn(), L"1 2 3 4 5");
     EXPECT_TRUE(TakeEvents().empty()) << "rows hidden and shown are no change of marking";
 }
 
@@ -154,6 +174,9 @@ TEST_P(Search, AReloadAndASortKeepTheSearchAndItsMarks) {
     // Names descending: the first class's mode 4, the second's name column negated.
     ASSERT_EQ(m_control->SetSortMode(Second() ? -1 : 4), S_OK);
     EXPECT_EQ(Names(), (NameList{L"Kenji Koba", kBook[0].first, L"Helper 0", L"Bob Smithers"}));
+    SetFilter(L"ers");  // rows taken out of a sorted list: the rest keep their order
+    EXPECT_EQ(Names(), (NameList{L"Kenji Koba", L"Bob Smithers"}));
+    if (!Second()) EXPECT_EQ(NumberColumn(), L"1 2");
     SetFilter(L"");
     // The whole book comes back sorted: the first class compares code units,
     // the second as the user's language does.
@@ -161,6 +184,7 @@ TEST_P(Search, AReloadAndASortKeepTheSearchAndItsMarks) {
     const NameList linguistic{L"Kenji Koba", muller, L"Helper 0", elodie, L"Bob Smithers", L"Anna Smith"};
     const NameList codeUnits{elodie, L"Kenji Koba", muller, L"Helper 0", L"Bob Smithers", L"Anna Smith"};
     EXPECT_EQ(Names(), Second() ? linguistic : codeUnits);
+    if (!Second()) EXPECT_EQ(NumberColumn(), L"1 2 3 4 5 6") << "rows sorted are numbered again";
     EXPECT_EQ(MarkedNames(), NameList{L"Kenji Koba"});
     const std::vector<ReceivedEvent> events = TakeEvents();
     EXPECT_EQ(events.size(), 1u) << "only the marking was an event";

@@ -111,8 +111,12 @@ DWORD CMRUWatcher::Run() {
             continue;
         }
         if (wait != WAIT_OBJECT_0 && !KeyDeleted()) continue;
+        // Armed again before the window hears of it: a change made once the
+        // window has reloaded (another program adding to the key a save
+        // just made) must find the watch in place, not between two arms.
+        const bool armed = Arm();
         Tell();
-        if (!Arm()) {
+        if (!armed) {
             lost = true;
             nextTry = ::GetTickCount64() + retryMs;
         }

@@ -21,6 +21,7 @@
 #include "support/control_host.h"
 #include "support/outlook_fixture.h"
 #include "support/test_support.h"
+#include "support/wab_fixture.h"
 
 #include <shlobj.h>
 
@@ -124,19 +125,6 @@ void ListContactsDirectly() {
     }
 }
 
-void ClearContacts() {
-    wchar_t* path = nullptr;
-    if (FAILED(::SHGetKnownFolderPath(FOLDERID_Contacts, KF_FLAG_CREATE, nullptr, &path))) return;
-    const std::wstring folder = std::wstring(path) + L"\\";
-    ::CoTaskMemFree(path);
-    WIN32_FIND_DATAW data;
-    const HANDLE find = ::FindFirstFileW((folder + L"*.contact").c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE) return;
-    do ::DeleteFileW((folder + data.cFileName).c_str());
-    while (::FindNextFileW(find, &data));
-    ::FindClose(find);
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
@@ -149,7 +137,7 @@ int wmain(int argc, wchar_t** argv) {
         return 1;
     }
     outlooktest::WaitForNoStandin(10000);
-    ClearContacts();
+    ClearContactsFolder();
     outlooktest::DeleteStore();
     outlooktest::WriteNumberedBook(12);
     std::printf("%s, %d-bit\n\n", "resources before and after (after one use first)", int(sizeof(void*) * 8));
@@ -210,7 +198,7 @@ int wmain(int argc, wchar_t** argv) {
         });
     }
 
-    ClearContacts();
+    ClearContactsFolder();
     outlooktest::DeleteStore();
     outlooktest::RunStandin(L"/UnregServer");
     return 0;

@@ -12,6 +12,7 @@
 #include "com/strings.h"
 #include "module/VelPhonebook_h.h"
 #include "support/test_support.h"
+#include "support/wab_fixture.h"
 
 #include <shlobj.h>
 
@@ -26,18 +27,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-void ClearContacts() {
-    wchar_t* path = nullptr;
-    if (FAILED(::SHGetKnownFolderPath(FOLDERID_Contacts, KF_FLAG_CREATE, nullptr, &path))) return;
-    const std::wstring folder = std::wstring(path) + L"\\";
-    ::CoTaskMemFree(path);
-    WIN32_FIND_DATAW data;
-    const HANDLE find = ::FindFirstFileW((folder + L"*.contact").c_str(), &data);
-    if (find == INVALID_HANDLE_VALUE) return;
-    do ::DeleteFileW((folder + data.cFileName).c_str());
-    while (::FindNextFileW(find, &data));
-    ::FindClose(find);
-}
 
 com::ComPtr<IVelPhonebookControl3> MakeControl2() {
     CLSID clsid{};
@@ -65,7 +54,7 @@ int wmain(int argc, wchar_t** argv) {
         std::printf("registration failed\n");
         return 1;
     }
-    ClearContacts();
+    ClearContactsFolder();
     // The long use: a control on the Windows book for the whole run.
     const auto open = MakeControl2();
     if (!open || FAILED(open->SelectOutlookAddressBook(-1)) || FAILED(open->SelectOutlookAddressBook(0))) {
@@ -117,6 +106,6 @@ int wmain(int argc, wchar_t** argv) {
     switching.reset();  // with it its last book and that book's watcher
     Report("second control, Windows book <-> recently used", uses, ms, threads, handles);
 
-    ClearContacts();
+    ClearContactsFolder();
     return 0;
 }
